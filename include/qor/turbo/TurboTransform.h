@@ -1,0 +1,285 @@
+#pragma once
+/// @file
+/// `TurboTransform`: a coordinate system fitted to the meridional flow passage of a turbomachine.
+///
+/// Set it up from four boundary curves (hub, shroud, inlet, outlet) and the machine axis, build the
+/// background mesh, then convert points between Cartesian (x, y, z) or meridional ART coordinates
+/// (axial, radial, theta in radians) and the normalised meridional coordinates ("spaces").
+///
+/// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
+/// operations, so one transform must not be used from several threads at once. Give each thread its
+/// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
+/// Distinct transforms are independent.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qor/export.h"
+#include "qor/foundation/QORVector.h"
+#include "qor/foundation/TripletBase.h"
+#include "qor/foundation/TripletQORVector.h"
+
+namespace qor {
+
+class ParametricDB;
+class ParametricDBInterface;
+class QuadtreeBucket;
+class Topo2dBase;
+class Topo2dMultiLevel;
+
+class QOR_API TurboTransform {
+ public:
+  /// The coordinate fields computed on the background mesh.
+  enum space : int {
+    mprime = 0,       ///< m': cumulative integral of dm / r from the inlet (dimensionless)
+    span = 1,         ///< distance from the hub along the hub-to-shroud mesh line (length)
+    m = 2,            ///< meridional length from the inlet (length)
+    nmprime = 3,      ///< m' normalised to 0 at the inlet and 1 at the outlet
+    nspan = 4,        ///< normalised span, 0 at the hub and 1 at the shroud
+    nm = 5,           ///< m normalised to 0 at the inlet and 1 at the outlet
+    rnm = 6,          ///< normalised meridional coordinate averaged over the hub-to-shroud line
+    mprimeScaled = 7  ///< m' with every streamwise line scaled to the hub line's total
+  };
+  /// Lines of constant space.
+  enum constSpace : int { nspanConst = 0, nmConst = 1, rnmConst = 2 };
+  /// Background-mesh methods.
+  enum BMmethod : int { linear = 0, nonLinear = 1 };
+  /// Named background-mesh sizes (requested numbers of nodes).
+  enum BMsize : int { BMcoarse = 500, BMmedium = 2000, BMfine = 8000, BMveryFine = 20000 };
+
+  TurboTransform();
+  /// Copies the curves, fields and settings; the projection database, topology and quadtree are
+  /// shared with the source (a copy that rebuilds its mesh leaves the source intact).
+  TurboTransform(const TurboTransform&);
+  TurboTransform& operator=(const TurboTransform&);
+  virtual ~TurboTransform();
+
+  // ---- set-up --------------------------------------------------------------------------------
+  /// Sets up the passage from Cartesian curves. Hub and shroud run inlet to outlet, inlet and outlet
+  /// hub to shroud. Returns 0; every failure is an exception.
+  /// @throws data::invalid for an axis of insignificant length or a bad curve
+  /// @throws internal::error "Hub and shroud curves seem to be the same."
+  int initializeFromXYZ(const TripletQORVector& hub, const TripletQORVector& shroud,
+                        const TripletQORVector& inlet, const TripletQORVector& outlet,
+                        const TripletBase<float>& axisPoint, const TripletBase<float>& axisDirection);
+  /// Sets up the passage from (axial, radial, theta) curves. For each curve a negative start means
+  /// ordered points; a value >= 0 means an unordered cloud whose curve starts at that index.
+  int initializeFromART(const TripletQORVector& hub, const TripletQORVector& shroud,
+                        const TripletQORVector& inlet, const TripletQORVector& outlet,
+                        const TripletBase<float>& axisPoint, const TripletBase<float>& axisDirection,
+                        int hubStart, int shroudStart, int inletStart, int outletStart);
+  bool isGeometryInitialized() const;
+  void getAxis(TripletBase<float>& point, TripletBase<float>& direction) const;
+  /// Number of points each boundary curve is reduced to (default 300).
+  void setCurveOptimizedSize(int size);
+  int getCurveOptimizedSize() const;
+  /// Number of smoothing levels of the nonLinear background mesh (default 3).
+  void setNumberOfLevelsforBM(int levels);
+  int getNumberOfLevelsforBM() const;
+  /// Requested number of background-mesh nodes (default 2000).
+  void setBackgroundMeshSize(int size);
+  void setBackgroundMeshSize(BMsize size);
+  int getBackgroundMeshSize() const;
+  /// Point counts in i (inlet to outlet) and j (hub to shroud) of the background mesh.
+  /// @throws internal::nullPointer before createBackgroundMesh
+  void getBackgroundMeshSize(int& ni, int& nj) const;
+  /// How far v lies outside [0, 1] (0 inside and for NaN).
+  float stripstValue(float v) const;
+  /// Mean meridional length of the passage over the outlet mesh row.
+  float getAverageLengthInM() const;
+
+  // ---- background mesh -----------------------------------------------------------------------
+  /// Builds the background mesh with about `size` nodes and computes the fields.
+  /// @return 0 for a good mesh, 1 for a folded one (the mesh is kept and used either way)
+  /// @throws internal::error "Unrecognised Method for creation of BM mesh."
+  int createBackgroundMesh(BMmethod method, int size);
+  int createBackgroundMesh(BMmethod method, BMsize size);
+  /// The mesh nodes (axial, radial, 0), i-major with j fast, and the point counts.
+  void getBackgroundMesh(std::vector<TripletBase<float>>& points, int& isize, int& jsize) const;
+
+  // ---- point location ------------------------------------------------------------------------
+  int getClosestIndex(const TripletBase<float>& point) const;
+  int getClosestIndexBruteForce(const TripletBase<float>& point) const;
+  int findClosestElements(const TripletBase<float>& point, int cells[4][2]) const;
+  /// Cell holding `point` (corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as global node indices) and
+  /// the local coordinates s (along i) and t (along j); outside the mesh s or t leave [0, 1].
+  void getBestQuad(const TripletBase<float>& point, int& corner0, int& corner1, int& corner2,
+                   int& corner3, float& s, float& t) const;
+
+  // ---- forward conversions: (axial, radial, theta) or (x, y, z) to spaces ---------------------
+  float convertARTtoSpace(space s, const TripletBase<float>& art) const;
+  void convertARTtoSpace(space s, const QORVector<TripletBase<float>>& art,
+                         QORVector<float>& values) const;
+  void convertARTtoSpace(space s, std::vector<TripletBase<float>>& art,
+                         std::vector<float>& values) const;
+  void convertARTtoSpace(const TripletQORVector& art, const QORVector<space>& spaces,
+                         QORVector<std::vector<float>>& values) const;
+  /// Several spaces at once (each point located once), with the unit streamwise and spanwise
+  /// directions of the mesh per point when `withDirections`.
+  void convertARTtoSpace(const TripletQORVector& art, const QORVector<space>& spaces,
+                         QORVector<std::vector<float>>& values,
+                         QORVector<TripletBase<float>>& streamwise,
+                         QORVector<TripletBase<float>>& spanwise, bool withDirections) const;
+  /// (space value, theta unchanged, nspan).
+  void convertARTtoSpaceTNs(space s, const TripletBase<float>& art, TripletBase<float>& out) const;
+  void convertARTtoSpaceTNs(space s, const TripletBase<double>& art, TripletBase<double>& out) const;
+  void convertARTtoSpaceTNs(space s, const std::vector<TripletBase<float>>& art,
+                            std::vector<TripletBase<float>>& out) const;
+  float convertXYZtoSpace(space s, const TripletBase<float>& xyz) const;
+  void convertXYZtoSpace(space s, const QORVector<TripletBase<float>>& xyz,
+                         QORVector<float>& values) const;
+  void convertXYZtoSpace(space s, std::vector<TripletBase<float>>& xyz,
+                         std::vector<float>& values) const;
+  void convertXYZtoSpace(const TripletQORVector& xyz, const QORVector<space>& spaces,
+                         QORVector<std::vector<float>>& values) const;
+  void convertXYZtoSpace(const TripletQORVector& xyz, const QORVector<space>& spaces,
+                         QORVector<std::vector<float>>& values,
+                         QORVector<TripletBase<float>>& streamwise,
+                         QORVector<TripletBase<float>>& spanwise, bool withDirections) const;
+
+  // ---- inverse conversions: (space value, theta, nspan) to (axial, radial, theta) -------------
+  void convertSpaceTNsToART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
+  void convertSpaceTNsToART(space s, const std::vector<TripletBase<float>>& in,
+                            std::vector<TripletBase<float>>& out) const;
+  /// On the hub (`onHub`) or the shroud, in double precision; the span of `in` is not used.
+  void convertSpaceTNsToARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                      TripletBase<double>& out, bool onHub) const;
+  /// Many points at one normalised span; in[k] = (space value, theta, unused).
+  void convertOnConstantSpanSpaceTNsToART(space s, double spanValue,
+                                          const std::vector<TripletBase<double>>& in,
+                                          std::vector<TripletBase<double>>& out) const;
+  /// Bracket of x in ascending `values`: values[lo] + w (values[hi] - values[lo]) = x, clamped.
+  void interpolateOnDouble(const std::vector<double>& values, double x, int& lo, int& hi,
+                           double& w) const;
+  /// Normalised span of each hub-to-shroud mesh line (0 .. 1).
+  void getNSpanValues(std::vector<double>& out) const;
+
+  // ---- lines of constant space ---------------------------------------------------------------
+  void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve) const;
+  void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve,
+                        double extension) const;
+  void getConstantSpace(constSpace c, double value, int n,
+                        QORVector<TripletBase<float>>& curve) const;
+  void getConstantSpace(constSpace c, double value, double from, double to,
+                        QORVector<TripletBase<float>>& curve) const;
+  void getConstantSpace(constSpace c, double value, int n, double from, double to,
+                        QORVector<TripletBase<float>>& curve) const;
+
+  // ---- unit vectors and files ----------------------------------------------------------------
+  void getUnitVectorsFromART(const TripletQORVector& art, QORVector<TripletBase<float>>& streamwise,
+                             QORVector<TripletBase<float>>& spanwise) const;
+  void getUnitVectorsFromXYZ(const TripletQORVector& xyz, QORVector<TripletBase<float>>& streamwise,
+                             QORVector<TripletBase<float>>& spanwise) const;
+  void writeVectortoFile(const std::string& name, const QORVector<TripletBase<float>>& points,
+                         const bool& withCount) const;
+  void writeVectortoFile(const std::string& name, const TripletQORVector& points,
+                         const bool& withCount) const;
+  void getVectorFromFile(const std::string& name, QORVector<TripletBase<float>>& points) const;
+  void exportInput() const;
+  void initializeDebugXYZ(const std::string& hubFile, const std::string& shroudFile,
+                          const std::string& inletFile, const std::string& outletFile,
+                          const TripletBase<float>& axisPoint,
+                          const TripletBase<float>& axisDirection);
+  void initializeDebugART(const std::string& hubFile, const std::string& shroudFile,
+                          const std::string& inletFile, const std::string& outletFile,
+                          const TripletBase<float>& axisPoint,
+                          const TripletBase<float>& axisDirection);
+  void exportFinalMeshToPostSurface(const std::string& name) const;
+
+ private:
+  // set-up (TurboTransformSetup.cpp)
+  void setAxis(const TripletBase<float>& point, const TripletBase<float>& direction);
+  void transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const;
+  void transformToART(const QORVector<TripletBase<float>>& xyz,
+                      QORVector<TripletBase<float>>& art) const;
+  void createProjectionDatabase();
+  void initGeom(ParametricDB& db) const;
+  void initSpaces();
+  void requireMesh(const char* function) const;
+
+  // fields (TurboTransformFields.cpp)
+  void calculateSpaces();
+  void calculateMprime();
+  void calculateMprimeScaled();
+  void calculateSpan();
+  void calculateM();
+
+  // background mesh (TurboTransformBackgroundMesh.cpp)
+  void createBackgroundMeshMeshLinear();
+  void createBackgroundMeshNonLinear();
+  void estimateMeshSize(int levels, int& ni, int& nj);
+  void initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo);
+  void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
+                            const ParametricDBInterface* db, const std::string& curve, int i0,
+                            int i1, int j0, int j1);
+  void reAdjustMesh();
+  int checkQualityOfBMesh() const;
+
+  // inverse (TurboTransformInverse.cpp)
+  void convertOnSfullMtoART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
+  void convertOnSsimpleMtoART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
+  void convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                      TripletBase<double>& out, bool onHub) const;
+  void convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                        TripletBase<double>& out, bool onHub) const;
+
+  // iso-lines (TurboTransformIsoLines.cpp)
+  void getConstantSpaceNspan(double ns, QORVector<TripletBase<float>>& curve) const;
+  void getConstantSpaceNm(double v, QORVector<TripletBase<float>>& curve) const;
+  void getConstantSpaceRnm(double r, QORVector<TripletBase<float>>& curve) const;
+  void getSpaceOnConstantSpan(space s, double spanValue, QORVector<double>& values,
+                              QORVector<TripletBase<float>>& points) const;
+
+  // clean-up (TurboTransformCleanup.cpp)
+  void inContARToutCleanART(const QORVector<TripletBase<float>>& in,
+                            QORVector<TripletBase<float>>& out, int size) const;
+  void inCloudARToutCleanART(const QORVector<TripletBase<float>>& in,
+                             QORVector<TripletBase<float>>& out, const int& size,
+                             const int& start) const;
+  void inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
+                            QORVector<TripletBase<float>>& out, int size) const;
+  void inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
+                             QORVector<TripletBase<float>>& out, const int& size,
+                             const int& start) const;
+  void eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& points, const int& exponent) const;
+  void optimizeListOfPoints(QORVector<TripletBase<float>>& points, const unsigned int& size) const;
+  void calculateArcValueXY(const QORVector<TripletBase<float>>& points, QORVector<double>& s) const;
+  void distanceFirstLastSimpleXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
+                                 double& best, int& bestIndex, bool& noneFound) const;
+  void distanceFirstLastNormalXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
+                                 double& best, int& bestIndex, bool& noneFound) const;
+  void distanceFromFirstXY(const std::vector<TripletBase<float>>::iterator& first,
+                           const std::vector<TripletBase<float>>::iterator& last) const;
+
+  bool m_geometryInitialized = false;
+  std::vector<std::string> m_curveNames;
+  // The projection database, topology and quadtree are shared between copies of a transform and
+  // released when the last holder goes; rebuilding replaces only this object's pointers.
+  std::shared_ptr<ParametricDBInterface> m_projectionDB;
+  std::shared_ptr<Topo2dMultiLevel> m_topo;
+  QORVector<TripletBase<float>> m_meshPoints;
+  std::shared_ptr<QuadtreeBucket> m_quadtree;
+  std::vector<std::vector<double>> m_spaceValues;
+  std::vector<bool> m_spaceComputed;
+  TripletBase<float> m_axisPoint;
+  TripletBase<float> m_axisDirection;
+  TripletBase<float> m_axialUnit;
+  int m_numberOfLevelsForBM = 3;
+  int m_backgroundMeshSize = 2000;
+  int m_bmSetting1 = 0;  // carried and copied for compatibility; not read
+  int m_bmSetting2 = 0;  // carried and copied for compatibility; not read
+  bool m_noQuadtree = false;
+  int m_curveOptimizedSize = 300;
+  QORVector<TripletBase<float>> m_inlet;
+  QORVector<TripletBase<float>> m_outlet;
+  QORVector<TripletBase<float>> m_hub;
+  QORVector<TripletBase<float>> m_shroud;
+  // One-entry cache of the inverse conversions (mutable state behind const operations).
+  mutable double m_cachedValue = -1.0;
+  mutable QORVector<double> m_cachedCurve;
+  mutable int m_cacheInvalid = 1;
+  mutable int m_cachedKey = 0;
+};
+
+}  // namespace qor
