@@ -17,15 +17,30 @@ class QOR_API QuadtreeBucket {
   QuadtreeBucket& operator=(const QuadtreeBucket&);
   ~QuadtreeBucket();
 
-  /// Builds the index over a copy of the points' first two components.
+  /// Builds the index over a copy of the points' first two components (the third is ignored).
+  /// Points with a NaN or infinite coordinate are counted but never returned (their distance is
+  /// never below infinity).
   void construct(const std::vector<TripletBase<float>>& points);
-  /// Index of the point nearest to `point`: exactly what a brute-force scan of
-  /// (x - x_k)^2 + (y - y_k)^2 in float returns, the lowest index winning a tie.
-  /// @throws data::invalid when the index is empty.
+  /// Index of the point nearest to `point` in the plane of the first two components: exactly what
+  /// this scan returns:
+  ///   best = 0, bestD = +infinity; for k = 0..n-1: d = (x - x_k)^2 + (y - y_k)^2 in float;
+  ///   if (d < bestD) { best = k; bestD = d; }
+  /// i.e. the lowest index wins a tie, and 0 is returned when no distance is finite (a NaN or
+  /// infinite query). Queries outside the point set are answered as well. Logarithmic on average.
+  /// Const and free of hidden state: several threads may query one tree at once.
+  /// @throws data::invalid when the index was built from no points.
   unsigned int findNearestPoint(const TripletBase<float>& point) const;
+  /// The same exact answer, faster when `hint` is close to the answer (for example the previous
+  /// answer while walking through spatially sorted queries): the distance to point `hint` serves as
+  /// the first bound of the search. Any value is accepted as a hint; an index out of range is ignored.
+  /// @throws data::invalid when the index was built from no points.
+  unsigned int findNearestPoint(const TripletBase<float>& point, unsigned int hint) const;
+  /// Number of points handed to `construct`.
   std::size_t size() const noexcept;
 
  private:
+  void throwIfEmpty() const;
+
   struct Impl;
   Impl* m_impl;
 };

@@ -42,12 +42,23 @@ class QOR_API Smooth2dbs {
   unsigned int addgeoName(const std::string& name);
   unsigned int addgeoName(const std::vector<std::string>& names);
 
+  /// @param first  under-relaxation of the interior points after each sweep (default 0.8)
+  /// @param second under-relaxation of the new curve parameter of a sliding point (default 0.6)
+  /// @param third  band [third, 1 - third] of the interval between its neighbours within which a
+  ///               sliding point may move (default 0.4)
   void setUnderRelaxation(double first, double second, double third);
   void getUnderRelaxation(double& first, double& second, double& third) const;
+  /// Debug mode: runSmoothAll prints "do level ..." and writes "strStart.NN" and "str.NN" per level
+  /// into the working directory.
   void setDebug(bool on);
+  /// Every level runs exactly this number of sweeps. @throws internal::error before setmtopo.
   void setMaxNumberOfIteration(int n);
+  /// Sets one level's number of sweeps when level <= number of levels (std::out_of_range for an
+  /// index past the last level).
   void setMaxNumberOfIteration(int n, int level);
+  /// Linear spread: the coarsest level gets `first`, the finest `last`, the others an integer step.
   void setSpreadIterationLin(int first, int last);
+  /// Quadratic spread from `first` (coarsest) to `last` (finest).
   void setSpreadIterationSqr(int first, int last);
 
   // Boundary conditions of the coarsest level: (type, geo id) for the points named.
@@ -85,7 +96,10 @@ class QOR_API Smooth2dbs {
   /// Prints the geo id map of a level.
   void writegeoID(const int& level) const;
 
-  /// Lays the points (i0..i1, j0..j1) of one side of `level` evenly in parameter along `curve`.
+  /// Lays the points (i0..i1, j0..j1) of one side of `level` evenly in parameter along `curve`:
+  /// point i of an i-side gets the parameter i / icv, point j of a j-side j / jcv (clamped to
+  /// [0, 1]). Nothing happens when neither i0 == i1 nor j0 == j1, or for an empty range.
+  /// @throws internal::nullPointer for a null database when there are points to place.
   static void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
                                    const ParametricDBInterface* db, const std::string& curve, int i0,
                                    int i1, int j0, int j1);

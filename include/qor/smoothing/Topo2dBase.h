@@ -16,11 +16,16 @@ class QOR_API Topo2dBase {
   Topo2dBase& operator=(const Topo2dBase&);
   virtual ~Topo2dBase();
 
+  /// Lays out the block; the row table grows to `isize` entries but never shrinks. With
+  /// isize < 1 only the sizes change. @throws std::length_error when the block's indices do not
+  /// fit in int (the block is then unchanged).
   void setIndex(int begin, int isize, int jsize);
   void setIndexLocal(int isize, int jsize);
+  /// Sizes the row table to n entries (none for n < 0); new entries are 0.
   void setUpMaxIndex(int n);
 
   /// Global index of (i, j); i is checked against the row table (std::out_of_range), j is not.
+  /// A sum outside the int range is no index and also gives std::out_of_range.
   int getij(int i, int j) const;
   int getijLocal(int i, int j) const;
 

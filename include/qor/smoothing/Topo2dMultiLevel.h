@@ -12,7 +12,10 @@ namespace qor {
 
 class QOR_API Topo2dMultiLevel {
  public:
+  /// @param levels number of levels; a count below 1 gives no levels (it is still reported by
+  ///        getLevelsSize).
   /// @param ni, nj numbers of cells (not points) of the coarsest level in i and j.
+  /// @throws std::length_error when the points of all levels do not fit in the int index range.
   Topo2dMultiLevel(int levels, int ni, int nj);
   Topo2dMultiLevel(const Topo2dMultiLevel&);
   Topo2dMultiLevel& operator=(const Topo2dMultiLevel&);
@@ -23,7 +26,9 @@ class QOR_API Topo2dMultiLevel {
   const Topo2dBase& getLevel(int level) const;
   int getAllSize() const { return m_allSize; }
   int getLevelsSize() const { return m_levelsSize; }
-  /// Sum over L < levels of (a 2^L)(b 2^L): an upper bound of the storage of `levels` levels.
+  /// Sum over L < levels of (a 2^L)(b 2^L): an upper bound of the storage of `levels` levels
+  /// when a and b are the point counts of level 0; 0 for levels < 1.
+  /// @throws std::length_error when the sum does not fit in int.
   int getreqsize(int levels, int a, int b) const;
 
  private:

@@ -1,0 +1,165 @@
+# End-to-end tests of qor-meridional (label "apps"). Each runs the tool in its own fresh directory
+# under the build tree through tests/RunCli.cmake; arguments are separated by "|".
+
+set(QOR_CLI_DATA ${CMAKE_CURRENT_SOURCE_DIR}/testdata)
+set(QOR_CLI_DUCT --passage|${QOR_CLI_DATA}/duct|--size|400)
+
+function(qor_cli_test name)
+  cmake_parse_arguments(T "ONE_LINE_ERROR" "EXIT;STDERR;NEEDS_ENV;NUMBER_REGEX;NUMBER_MAX"
+                        "ARGS;STDOUT;FILES;FILE_REGEX;VALUES" ${ARGN})
+  if(NOT DEFINED T_EXIT)
+    set(T_EXIT 0)
+  endif()
+  string(REPLACE ";" "|" args "${T_ARGS}")
+  set(defs -DTOOL=$<TARGET_FILE:qor-meridional> "-DARGS=${args}"
+           -DWORKDIR=${CMAKE_CURRENT_BINARY_DIR}/cli-tests/${name} -DEXPECT_EXIT=${T_EXIT})
+  foreach(list_arg STDOUT FILES FILE_REGEX VALUES)
+    if(DEFINED T_${list_arg})
+      string(REPLACE ";" "|" v "${T_${list_arg}}")
+      set(var ${list_arg})
+      if(list_arg STREQUAL "STDOUT")
+        set(var STDOUT_REGEX)
+      endif()
+      list(APPEND defs "-D${var}=${v}")
+    endif()
+  endforeach()
+  if(DEFINED T_STDERR)
+    list(APPEND defs "-DSTDERR_REGEX=${T_STDERR}")
+  endif()
+  if(T_ONE_LINE_ERROR)
+    list(APPEND defs -DONE_LINE_ERROR=ON)
+  endif()
+  if(DEFINED T_NEEDS_ENV)
+    list(APPEND defs -DNEEDS_ENV=${T_NEEDS_ENV})
+  endif()
+  if(DEFINED T_NUMBER_REGEX)
+    list(APPEND defs "-DNUMBER_REGEX=${T_NUMBER_REGEX}" -DNUMBER_MAX=${T_NUMBER_MAX})
+  endif()
+  add_test(NAME apps.${name} COMMAND ${CMAKE_COMMAND} ${defs} -P ${CMAKE_CURRENT_SOURCE_DIR}/tests/RunCli.cmake)
+  set_tests_properties(apps.${name} PROPERTIES LABELS apps
+                       SKIP_REGULAR_EXPRESSION "is not set to a directory: skipped")
+endfunction()
+
+# A malformed input: exit status 2 and exactly one error line matching `regex`.
+function(qor_cli_rejects name regex)
+  qor_cli_test(${name} EXIT 2 ONE_LINE_ERROR STDERR "${regex}" ${ARGN})
+endfunction()
+
+# ---- help ----------------------------------------------------------------------------------------
+qor_cli_test(help ARGS --help STDOUT "commands:" "demo" "segment")
+foreach(cmd demo mesh convert invert lines segment)
+  qor_cli_test(help_${cmd} ARGS ${cmd}|--help STDOUT "usage: qor-meridional ${cmd}" "--help")
+endforeach()
+qor_cli_rejects(no_command "^qor-meridional: error: unknown command 'frobnicate'" ARGS frobnicate)
+
+# ---- demo ----------------------------------------------------------------------------------------
+qor_cli_test(demo ARGS demo
+  STDOUT "background mesh: [0-9]+ x [0-9]+ nodes" "good \\(0 inverted\\)" "largest round-trip error"
+  FILES qor-demo/mesh.vtk qor-demo/meridional.svg qor-demo/sample-points.csv qor-demo/sample-conversion.csv
+        qor-demo/passage/hub.csv
+  FILE_REGEX "qor-demo/mesh.vtk=DATASET STRUCTURED_GRID.*SCALARS mprime float.*SCALARS nspan float.*SCALARS mprimeScaled float"
+             "qor-demo/meridional.svg=^<\\?xml.*<svg .*class=\"span\".*class=\"stream\".*</svg>"
+  NUMBER_REGEX "largest round-trip error: ([-0-9.e+]+) mm" NUMBER_MAX 0.01)
+
+# ---- mesh ----------------------------------------------------------------------------------------
+qor_cli_test(mesh_mixed_formats ARGS mesh|${QOR_CLI_DUCT}|--output|duct
+  STDOUT "background mesh: [0-9]+ x [0-9]+ nodes" "wrote duct.vtk, duct.svg"
+  FILES duct.vtk duct.svg
+  FILE_REGEX "duct.vtk=DIMENSIONS [0-9]+ [0-9]+ 1.*POINT_DATA.*SCALARS rnm float")
+qor_cli_test(mesh_xyz_axis_x
+  ARGS mesh|--xyz|--axis-dir|x|--hub|${QOR_CLI_DATA}/duct-xyz/hub.txt|--shroud|${QOR_CLI_DATA}/duct-xyz/shroud.txt
+       --inlet|${QOR_CLI_DATA}/duct-xyz/inlet.txt|--outlet|${QOR_CLI_DATA}/duct-xyz/outlet.txt|--method|linear|--size|300
+  STDOUT "linear" FILES mesh.vtk mesh.svg)
+qor_cli_test(mesh_warns_about_reversed_hub
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/hub-reversed.csv|--shroud|${QOR_CLI_DATA}/duct/shroud.txt
+       --inlet|${QOR_CLI_DATA}/duct/inlet.dat|--outlet|${QOR_CLI_DATA}/duct/outlet.csv|--size|400
+  STDOUT "FOLDED"
+  STDERR "warning: the curves do not meet at the passage corners.*warning: the background mesh is folded")
+qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--output|m STDOUT "linear" FILES m.vtk m.svg)
+
+# ---- convert -------------------------------------------------------------------------------------
+qor_cli_test(convert_art ARGS convert|${QOR_CLI_DATA}/duct-points.txt|${QOR_CLI_DUCT}|--spaces|all|--directions|--output|out.csv
+  FILE_REGEX "out.csv=^line,axial,radial,theta,mprime,span,m,nmprime,nspan,nm,rnm,mprimeScaled,stream_axial,stream_radial,span_axial,span_radial\n"
+  VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,1,m,1.98,2.02 out.csv,1,theta,0.25,0.25
+         out.csv,1,stream_axial,0.999,1.001 out.csv,1,span_radial,0.999,1.001
+         out.csv,2,nm,-0.001,0.001 out.csv,2,nspan,-0.001,0.001 out.csv,3,nm,0.999,1.001 out.csv,3,nspan,0.999,1.001)
+qor_cli_test(convert_xyz ARGS convert|--points-xyz|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT}|--axis-dir|x
+       --directions|--output|out.csv
+  FILE_REGEX "out.csv=^line,x,y,z,nm,nspan,mprime,stream_x,stream_y,stream_z,span_x,span_y,span_z\n"
+  VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,2,nm,0.495,0.505 out.csv,2,nspan,0.495,0.505
+         out.csv,1,stream_x,0.999,1.001 out.csv,1,span_z,0.999,1.001 out.csv,2,span_y,0.999,1.001)
+
+# ---- invert --------------------------------------------------------------------------------------
+qor_cli_test(invert_file ARGS invert|${QOR_CLI_DATA}/duct-inverse.csv|--space|nm|${QOR_CLI_DUCT}|--output|art.csv
+  VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51 art.csv,2,axial,3.99,4.01 art.csv,2,radial,1.99,2.01
+         art.csv,3,axial,-0.01,0.01 art.csv,3,radial,0.99,1.01)
+qor_cli_test(invert_at_xyz ARGS invert|--at|0.5,0,0.5|--to-xyz|${QOR_CLI_DUCT}|--axis-dir|x|--output|xyz.csv
+  VALUES xyz.csv,1,x,1.98,2.02 xyz.csv,1,y,1.49,1.51 xyz.csv,1,z,-0.01,0.01)
+
+# ---- lines ---------------------------------------------------------------------------------------
+qor_cli_test(lines_duct ARGS lines|--nspan|0.5|--nm|0.25|--points|11|${QOR_CLI_DUCT}
+  STDOUT "wrote 2 lines to lines.csv, lines.svg" FILES lines.csv lines.svg
+  VALUES lines.csv,1,radial,1.49,1.51 lines.csv,11,axial,3.99,4.01 lines.csv,12,axial,0.99,1.01 lines.csv,22,radial,1.99,2.01)
+qor_cli_test(lines_demo_every ARGS lines|--demo|--every|0.25|--output|iso STDOUT "wrote 6 lines" FILES iso.csv iso.svg)
+
+# ---- segment -------------------------------------------------------------------------------------
+qor_cli_test(segment_duct
+  ARGS segment|${QOR_CLI_DATA}/duct-segment-points.csv|--boundaries|${QOR_CLI_DATA}/duct-boundaries.csv|${QOR_CLI_DUCT}
+  STDOUT "2 internal boundaries, 3 segments" "segment 1: le -> te"
+  FILES segments.csv segments-boundaries.csv segments.svg
+  VALUES segments.csv,1,segment,0,0 segments.csv,1,u,0.49,0.51 segments.csv,1,v,0.49,0.51
+         segments.csv,2,segment,1,1 segments.csv,2,u,0.49,0.51 segments.csv,3,segment,2,2 segments.csv,3,u,0.49,0.51
+         segments.csv,3,v,0.24,0.26)
+qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--space|m|--output|seg
+  STDOUT "3 segments \\(u in m\\)" FILES seg-boundaries.csv seg.svg)
+
+# ---- malformed input -----------------------------------------------------------------------------
+set(duct_rest --shroud|${QOR_CLI_DATA}/duct/shroud.txt|--inlet|${QOR_CLI_DATA}/duct/inlet.dat|--outlet|${QOR_CLI_DATA}/duct/outlet.csv)
+qor_cli_rejects(bad_number "bad/number.csv:4: column 2 \\(radial\\) is not a finite number: 'abc'"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/number.csv|${duct_rest})
+qor_cli_rejects(bad_columns "bad/columns.csv:3: expected 2 columns, found 3"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/columns.csv|${duct_rest})
+qor_cli_rejects(bad_count "bad/count.dat:5: the count line says 6 points, but the file ends after 4"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/count.dat|${duct_rest})
+qor_cli_rejects(bad_empty "bad/empty.csv: no points found"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/empty.csv|${duct_rest})
+qor_cli_rejects(bad_nan "bad/nan.txt:2: column 2 \\(radial\\) is not a finite number: 'nan'"
+  ARGS convert|${QOR_CLI_DATA}/bad/nan.txt|${QOR_CLI_DUCT})
+qor_cli_rejects(bad_one_point "bad/one-point.csv:2: the hub curve needs at least 2 points, found 1"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/one-point.csv|${duct_rest})
+qor_cli_rejects(bad_negative_radius "bad/negative-radius.csv:3: negative radius '-1'"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/negative-radius.csv|${duct_rest})
+qor_cli_rejects(bad_binary "bad/binary.csv:1: binary data"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/binary.csv|${duct_rest})
+qor_cli_rejects(bad_four_columns "bad/four-columns.csv:1: 4 numeric columns: add a header"
+  ARGS convert|${QOR_CLI_DATA}/bad/four-columns.csv|${QOR_CLI_DUCT})
+qor_cli_rejects(missing_file "no-such-file.csv: cannot open"
+  ARGS mesh|--hub|no-such-file.csv|${duct_rest})
+qor_cli_rejects(same_hub_and_shroud "TurboTransform::initializeFromXYZ: Hub and shroud curves seem to be the same."
+  ARGS mesh|--hub|${QOR_CLI_DATA}/duct/shroud.txt|${duct_rest})
+qor_cli_rejects(unknown_option "unknown option '--frobnicate' for 'mesh'" ARGS mesh|--demo|--frobnicate)
+qor_cli_rejects(bad_size "option --size of 'mesh': 'many' is not an integer" ARGS mesh|--demo|--size|many)
+qor_cli_rejects(bad_axis "option --axis-dir: the axis direction must not be zero" ARGS mesh|--demo|--axis-dir|0,0,0)
+qor_cli_rejects(unknown_space "option --spaces: unknown space 'speed'"
+  ARGS convert|${QOR_CLI_DATA}/duct-points.txt|--demo|--spaces|nm,speed)
+qor_cli_rejects(invert_nspan "option --space: 'nspan' cannot be inverted" ARGS invert|--demo|--space|nspan|--at|0,0,0)
+qor_cli_rejects(missing_value "option --output of 'mesh': needs a value" ARGS mesh|--demo|--output)
+qor_cli_rejects(no_passage "no passage given" ARGS lines|--every|0.1)
+qor_cli_rejects(one_point_boundary "bad/one-point-boundary.csv:4: boundary 'te' has only one point"
+  ARGS segment|--boundaries|${QOR_CLI_DATA}/bad/one-point-boundary.csv|${QOR_CLI_DUCT})
+qor_cli_rejects(bad_segment_space "option --space of 'segment': 'nspan' is not one of m\\|nm\\|rnm\\|mprime"
+  ARGS segment|--demo|--space|nspan)
+
+# ---- a real machine ------------------------------------------------------------------------------
+qor_cli_test(realdata_centrifugal_lowspeed NEEDS_ENV QOR_DATA_DIR
+  ARGS mesh|--passage|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed|--axis-dir|x|--units|m|--output|lowspeed
+  STDOUT "background mesh: [0-9]+ x [0-9]+ nodes" FILES lowspeed.vtk lowspeed.svg)
+qor_cli_test(realdata_centrifugal_lowspeed_convert NEEDS_ENV QOR_DATA_DIR
+  ARGS convert|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed/sections.csv|--passage|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed
+       --spaces|nm,nspan|--output|sections.csv
+  VALUES sections.csv,1,nm,-0.01,0.01 sections.csv,1,nspan,-0.01,0.01)
+qor_cli_test(realdata_centrifugal_lowspeed_segment NEEDS_ENV QOR_DATA_DIR
+  ARGS segment|--passage|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed
+       --boundaries|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed/internal_boundaries.csv|--units|m
+  STDOUT "4 internal boundaries, 5 segments" "segment 1: row1_LE -> row1_TE" "segment 3: row2_LE -> row2_TE"
+  FILES segments-boundaries.csv segments.svg)

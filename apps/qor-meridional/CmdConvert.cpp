@@ -1,0 +1,219 @@
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iostream>
+
+#include "CommandSupport.h"
+#include "Commands.h"
+#include "Progress.h"
+#include "Spaces.h"
+#include "ToolError.h"
+#include "Warnings.h"
+#include "qor/foundation/QORVector.h"
+#include "qor/foundation/TripletQORVector.h"
+
+namespace qormeridional {
+namespace {
+
+using P = qor::TripletBase<float>;
+
+/// Points converted per library call, so that progress can be shown between calls.
+constexpr std::size_t kChunk = 4096;
+
+std::string pointFileArgument(const CliArgs& args, const char* what) {
+  if (args.has("points") && !args.positionals().empty())
+    throw ToolError(std::string("give the ") + what + " file once");
+  if (args.has("points")) return args.value("points");
+  if (!args.positionals().empty()) return args.positionals().front();
+  throw ToolError(std::string("no ") + what + " file given (see 'qor-meridional " + args.command() +
+                  " --help')");
+}
+
+}  // namespace
+
+int runConvert(int argc, char** argv) {
+  CliArgs args(
+      "convert", "<points-file> (--demo | --passage <dir> | --hub F ...) [options]",
+      "Converts points into the coordinate spaces of the passage and writes one CSV row per "
+      "point:\n"
+      "the input line number, the input coordinates, the requested spaces and, with --directions,\n"
+      "the unit streamwise and spanwise directions of the mesh at the point. Spaces: mprime, span, "
+      "m,\n"
+      "nmprime, nspan, nm, rnm, mprimeScaled (or 'all'). Points outside the passage are "
+      "extrapolated.\n"
+      "The points file has the layouts of the curve files; its columns are (axial, radial[, "
+      "theta])\n"
+      "or (x, y, z) like the curves unless --points-art or --points-xyz says otherwise.\n\n"
+      "example: qor-meridional convert --demo qor-demo/sample-points.csv --spaces nm,nspan "
+      "--output out.csv",
+      joinOptions(
+          joinOptions(
+              {{"points", "file", "the points to convert (or give it as the argument)"},
+               {"points-art", "", "the points are (axial, radial[, theta])"},
+               {"points-xyz", "", "the points are Cartesian (x, y, z) about the axis"},
+               {"spaces", "list", "comma-separated spaces to write (default: nm,nspan,mprime)"},
+               {"directions", "", "also write the unit streamwise and spanwise directions"},
+               {"output", "file", "CSV file to write (default: standard output)"}},
+              passageOptions()),
+          meshOptions()),
+      1);
+  if (parseOrHelp(args, argc, argv)) return 0;
+  if (args.has("points-art") && args.has("points-xyz"))
+    throw ToolError("options --points-art and --points-xyz exclude each other");
+  const std::string pointsPath = pointFileArgument(args, "points");
+  const std::vector<qor::TurboTransform::space> spaces =
+      spacesFromList(args.value("spaces", "nm,nspan,mprime"), "option --spaces");
+  const bool directions = args.has("directions");
+  const std::string outPath = args.value("output");
+
+  const Passage passage = readPassage(args);
+  Coords coords = passage.coords;
+  if (args.has("points-art")) coords = Coords::art;
+  if (args.has("points-xyz")) coords = Coords::xyz;
+  const PointTable table = readPointFile(pointsPath, coords);
+  const MeshSettings settings = readMeshSettings(args);
+  bool folded = false;
+  const auto transform = buildTransform(passage, settings, folded);
+  if (folded) addWarning("the background mesh is folded");
+
+  // Everything is converted as (axial, radial, theta) about the axis; Cartesian input is turned
+  // into that frame first so that theta can be reported too.
+  std::vector<P> art(table.points);
+  if (coords == Coords::xyz) {
+    for (P& p : art) p = xyzToArt(passage, p);
+  }
+  qor::QORVector<qor::TurboTransform::space> spaceList(spaces.begin(), spaces.end());
+  std::vector<std::vector<float>> values(spaces.size(), std::vector<float>(art.size(), 0.0f));
+  std::vector<P> stream(directions ? art.size() : 0), span(directions ? art.size() : 0);
+  {
+    Progress progress("converting " + pointsPath, art.size());
+    for (std::size_t first = 0; first < art.size(); first += kChunk) {
+      const std::size_t last = std::min(art.size(), first + kChunk);
+      const qor::TripletQORVector chunk(
+          std::vector<P>(art.begin() + static_cast<std::ptrdiff_t>(first),
+                         art.begin() + static_cast<std::ptrdiff_t>(last)));
+      qor::QORVector<std::vector<float>> v;
+      qor::QORVector<P> sw, sp;
+      transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+      for (std::size_t s = 0; s < spaces.size(); ++s)
+        std::copy(v[s].begin(), v[s].end(), values[s].begin() + static_cast<std::ptrdiff_t>(first));
+      if (directions) {
+        std::copy(sw.begin(), sw.end(), stream.begin() + static_cast<std::ptrdiff_t>(first));
+        std::copy(sp.begin(), sp.end(), span.begin() + static_cast<std::ptrdiff_t>(first));
+      }
+      progress.update(last);
+    }
+  }
+
+  std::ofstream file;
+  std::ostream& out = openOutput(outPath, file);
+  out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta");
+  for (auto s : spaces) out << ',' << spaceName(s);
+  if (directions) {
+    out << (coords == Coords::xyz ? ",stream_x,stream_y,stream_z,span_x,span_y,span_z"
+                                  : ",stream_axial,stream_radial,span_axial,span_radial");
+  }
+  out << '\n';
+  for (std::size_t k = 0; k < art.size(); ++k) {
+    const P& in = table.points[k];
+    out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
+        << csvNumber(in[2]);
+    for (std::size_t s = 0; s < spaces.size(); ++s) out << ',' << csvNumber(values[s][k]);
+    if (directions) {
+      if (coords == Coords::xyz) {
+        // (axial, radial) directions of the meridional plane turned into Cartesian ones at the
+        // point's theta.
+        for (const P* d : {&stream[k], &span[k]}) {
+          const P a = artToXyz(passage, P((*d)[0], (*d)[1], art[k][2]));
+          const P o = artToXyz(passage, P(0.0f, 0.0f, art[k][2]));
+          out << ',' << csvNumber(a[0] - o[0]) << ',' << csvNumber(a[1] - o[1]) << ','
+              << csvNumber(a[2] - o[2]);
+        }
+      } else {
+        out << ',' << csvNumber(stream[k][0]) << ',' << csvNumber(stream[k][1]) << ','
+            << csvNumber(span[k][0]) << ',' << csvNumber(span[k][1]);
+      }
+    }
+    out << '\n';
+  }
+  finishOutput(outPath, out);
+  return 0;
+}
+
+int runInvert(int argc, char** argv) {
+  CliArgs args(
+      "invert",
+      "(--at v,theta,span ... | <file>) --space <name> (--demo | --passage <dir> | ...) [options]",
+      "Converts (space value, theta, normalised span) back to (axial, radial, theta), or to "
+      "Cartesian\n"
+      "(x, y, z) with --to-xyz. The space is one of mprime, m, nmprime, nm, rnm, mprimeScaled. "
+      "Values\n"
+      "beyond the inlet or outlet and spans outside 0..1 are clamped to the passage. The input is\n"
+      "either --at (repeatable) or a file of three columns (value, theta, span) in any layout the "
+      "curve\n"
+      "files accept. theta is in radians; with --to-xyz theta 0 points along x for an axis along "
+      "z,\n"
+      "along y for an axis along x and along z for an axis along y, growing right-handed.\n\n"
+      "example: qor-meridional invert --demo --space nm --at 0.5,0,0.5 --at 1,0,0",
+      joinOptions(joinOptions({{"space", "name", "the space of the input values (default: nm)"},
+                               {"at", "v,theta,span", "one point to convert (repeatable)"},
+                               {"to-xyz", "",
+                                "write Cartesian (x, y, z) instead of (axial, radial, theta)"},
+                               {"output", "file", "CSV file to write (default: standard output)"}},
+                              passageOptions()),
+                  meshOptions()),
+      1);
+  if (parseOrHelp(args, argc, argv)) return 0;
+  const qor::TurboTransform::space space =
+      spaceFromName(args.value("space", "nm"), "option --space");
+  if (space == qor::TurboTransform::span || space == qor::TurboTransform::nspan) {
+    throw ToolError("option --space: '" + spaceName(space) +
+                    "' cannot be inverted (use mprime, m, nmprime, nm, rnm or mprimeScaled)");
+  }
+  std::vector<P> input;
+  std::vector<int> lines;
+  for (const std::string& at : args.values("at")) {
+    const std::vector<double> v = CliArgs::parseNumberList(at, "option --at");
+    if (v.size() != 3) throw ToolError("option --at: expected value,theta,span, got '" + at + "'");
+    input.emplace_back(static_cast<float>(v[0]), static_cast<float>(v[1]),
+                       static_cast<float>(v[2]));
+    lines.push_back(0);
+  }
+  if (!args.positionals().empty()) {
+    const PointTable t = readPointFile(args.positionals().front(), Coords::values);
+    input.insert(input.end(), t.points.begin(), t.points.end());
+    lines.insert(lines.end(), t.lines.begin(), t.lines.end());
+  }
+  if (input.empty())
+    throw ToolError(
+        "nothing to convert: give --at v,theta,span or a file (see 'qor-meridional invert "
+        "--help')");
+  const bool toXyz = args.has("to-xyz");
+  const std::string outPath = args.value("output");
+
+  const Passage passage = readPassage(args);
+  const MeshSettings settings = readMeshSettings(args);
+  bool folded = false;
+  const auto transform = buildTransform(passage, settings, folded);
+  if (folded) addWarning("the background mesh is folded");
+
+  std::ofstream file;
+  std::ostream& out = openOutput(outPath, file);
+  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial,theta")
+      << '\n';
+  Progress progress("inverting", input.size());
+  for (std::size_t k = 0; k < input.size(); ++k) {
+    P art;
+    transform->convertSpaceTNsToART(space, input[k], art);
+    const P o = toXyz ? artToXyz(passage, art) : art;
+    out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
+        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]) << ','
+        << csvNumber(o[2]) << '\n';
+    if (k % 1024 == 0) progress.update(k);
+  }
+  progress.update(input.size());
+  finishOutput(outPath, out);
+  return 0;
+}
+
+}  // namespace qormeridional

@@ -1,0 +1,67 @@
+#include "CommandSupport.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include "SvgWriter.h"
+#include "ToolError.h"
+
+namespace qormeridional {
+
+std::vector<OptionSpec> joinOptions(std::vector<OptionSpec> a, const std::vector<OptionSpec>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+bool parseOrHelp(CliArgs& args, int argc, char** argv) {
+  args.parse(argc, argv, 2);
+  if (!args.helpRequested()) return false;
+  args.printHelp(std::cout);
+  return true;
+}
+
+std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bool folded,
+                        int levelsUsed) {
+  const MeshQuality q = measureMesh(mesh);
+  if (settings.method == qor::TurboTransform::linear) levelsUsed = 1;
+  char buf[400];
+  std::snprintf(
+      buf, sizeof buf,
+      "background mesh: %d x %d nodes (%s, %d requested, %d level%s), %d cells, %s (%d inverted), "
+      "min angle %.1f deg, max edge ratio %.1f",
+      mesh.ni, mesh.nj, settings.method == qor::TurboTransform::linear ? "linear" : "nonlinear",
+      settings.size, levelsUsed, levelsUsed == 1 ? "" : "s", q.cells, folded ? "FOLDED" : "good",
+      q.inverted, q.minAngleDeg, q.maxAspect);
+  return buf;
+}
+
+void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
+                    const MeshFields& mesh, const Passage& passage, double isoStep,
+                    const std::string& title) {
+  writeVtk(prefix + ".vtk", mesh, title);
+  SvgPicture pic;
+  pic.title = title;
+  pic.units = passage.units;
+  addMesh(pic, mesh);
+  addIsoLines(pic, transform, isoStep);
+  writeSvg(prefix + ".svg", pic);
+}
+
+std::ostream& openOutput(const std::string& path, std::ofstream& file) {
+  if (path.empty() || path == "-") return std::cout;
+  file.open(path);
+  if (!file) throw ToolError(path + ": cannot write: " + std::strerror(errno));
+  return file;
+}
+
+void finishOutput(const std::string& path, std::ostream& out) {
+  out.flush();
+  if (!out)
+    throw ToolError((path.empty() || path == "-" ? std::string("standard output") : path) +
+                    ": write failed");
+}
+
+}  // namespace qormeridional

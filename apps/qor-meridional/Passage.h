@@ -1,0 +1,60 @@
+#pragma once
+/// @file
+/// The passage options shared by the subcommands (boundary-curve files or the built-in example,
+/// coordinate system, axis, mesh settings) and the set-up of a transform from them.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CliArgs.h"
+#include "PointFiles.h"
+#include "qor/foundation/TripletBase.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qormeridional {
+
+struct Passage {
+  std::vector<qor::TripletBase<float>> hub, shroud, inlet, outlet;
+  Coords coords = Coords::art;
+  qor::TripletBase<float> axisPoint{0.0f, 0.0f, 0.0f};
+  qor::TripletBase<float> axisDirection{0.0f, 0.0f, 1.0f};
+  std::string units;        ///< length unit shown on plot axes ("" when unknown)
+  std::string description;  ///< where the curves came from, for summaries
+};
+
+struct MeshSettings {
+  qor::TurboTransform::BMmethod method = qor::TurboTransform::nonLinear;
+  int size = 2000;
+  int levels = 3;
+  int curveSize = 300;
+};
+
+/// The options of passageOptions() added to a subcommand's own.
+std::vector<OptionSpec> passageOptions();
+/// The mesh options (--method, --size, --levels, --curve-points).
+std::vector<OptionSpec> meshOptions();
+
+/// Reads the passage named by the options: --demo, --passage DIR, or
+/// --hub/--shroud/--inlet/--outlet.
+/// @throws ToolError for missing or bad files and options
+Passage readPassage(const CliArgs& args);
+MeshSettings readMeshSettings(const CliArgs& args);
+
+/// Sets up a transform and builds its background mesh. `folded` receives the mesh check result.
+/// Library errors propagate as qor::Error.
+std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
+                                                    const MeshSettings& mesh, bool& folded);
+
+/// The passage's curves in (axial, radial) about its axis (Cartesian curves are projected).
+void passageCurvesART(const Passage& passage,
+                      std::vector<std::vector<qor::TripletBase<float>>>& curves);
+
+/// Cartesian point of (axial, radial, theta) about the axis. For an axis mostly along global z, x,
+/// y theta 0 lies along x, y, z respectively (made perpendicular to the axis), and theta grows
+/// counter-clockwise seen from the axis tip (right-handed about the axis).
+qor::TripletBase<float> artToXyz(const Passage& passage, const qor::TripletBase<float>& art);
+/// (axial, radial, theta) of a Cartesian point in the same convention.
+qor::TripletBase<float> xyzToArt(const Passage& passage, const qor::TripletBase<float>& xyz);
+
+}  // namespace qormeridional

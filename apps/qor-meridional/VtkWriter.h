@@ -1,0 +1,37 @@
+#pragma once
+/// @file
+/// The background mesh with its eight coordinate fields, and its export as a legacy VTK structured
+/// grid (ASCII, ParaView and VisIt read it): x = axial, y = radial, z = 0.
+
+#include <string>
+#include <vector>
+
+#include "qor/foundation/TripletBase.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qormeridional {
+
+struct MeshFields {
+  std::vector<qor::TripletBase<float>> nodes;  ///< (axial, radial, 0), i-major with j fast
+  int ni = 0;                                  ///< nodes inlet to outlet
+  int nj = 0;                                  ///< nodes hub to shroud
+  std::vector<std::vector<float>>
+      values;  ///< one list per space (by enumerator), one value per node
+};
+
+/// Reads the mesh of a transform and evaluates every space at its nodes.
+MeshFields sampleMeshFields(const qor::TurboTransform& transform);
+
+struct MeshQuality {
+  int cells = 0;
+  int inverted = 0;          ///< cells turning against the majority
+  double minAngleDeg = 0.0;  ///< smallest corner angle of any cell
+  double maxAspect = 0.0;    ///< largest ratio of a cell's longest to shortest edge
+};
+MeshQuality measureMesh(const MeshFields& mesh);
+
+/// Writes a legacy `.vtk` STRUCTURED_GRID (DIMENSIONS nj ni 1, so VTK's fastest index is j).
+/// @throws ToolError when the file cannot be written
+void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title);
+
+}  // namespace qormeridional

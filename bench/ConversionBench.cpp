@@ -1,0 +1,143 @@
+// Throughput of the forward conversions on the 90-degree bend (axial inlet, radial outlet):
+// background meshes of about 2 000 and 200 000 nodes, one million query points inside the passage
+// in random order and in streamwise-sorted order, one space and three spaces at once.
+//
+//   cmake --preset release && cmake --build build/release --target ConversionBench
+//   build/release/bench/ConversionBench --benchmark_filter=Conversion
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "qor/CoordTransform.h"
+
+namespace {
+
+using qor::QORVector;
+using qor::TripletBase;
+using qor::TripletQORVector;
+using qor::TurboTransform;
+using P3 = TripletBase<float>;
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kCentreR = 3.0, kRhoHub = 1.5, kRhoShroud = 1.0;
+constexpr int kQueryPoints = 1000000;
+
+P3 bendPoint(double theta, double rho) {
+  return P3(static_cast<float>(rho * std::sin(theta)),
+            static_cast<float>(kCentreR - rho * std::cos(theta)), 0.0f);
+}
+
+std::vector<P3> arc(double rho, int n) {
+  std::vector<P3> out;
+  for (int k = 0; k < n; ++k) out.push_back(bendPoint((kPi / 2) * k / (n - 1), rho));
+  return out;
+}
+
+std::vector<P3> straight(const P3& a, const P3& b, int n) {
+  std::vector<P3> out;
+  for (int k = 0; k < n; ++k) {
+    const float f = static_cast<float>(k) / static_cast<float>(n - 1);
+    out.emplace_back(a[0] + f * (b[0] - a[0]), a[1] + f * (b[1] - a[1]), 0.0f);
+  }
+  return out;
+}
+
+// The transform of the bend with a linear background mesh of about `nodes` nodes (the smoother is
+// not what is measured here), built once per size.
+const TurboTransform& bendTransform(int nodes) {
+  static std::map<int, std::unique_ptr<TurboTransform>> cache;
+  auto& slot = cache[nodes];
+  if (!slot) {
+    slot = std::make_unique<TurboTransform>();
+    const int n = 300;
+    const TripletQORVector hub(arc(kRhoHub, n)), shroud(arc(kRhoShroud, n));
+    const TripletQORVector inlet(straight(bendPoint(0, kRhoHub), bendPoint(0, kRhoShroud), 11));
+    const TripletQORVector outlet(
+        straight(bendPoint(kPi / 2, kRhoHub), bendPoint(kPi / 2, kRhoShroud), 11));
+    slot->initializeFromART(hub, shroud, inlet, outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1);
+    slot->createBackgroundMesh(TurboTransform::linear, nodes);
+  }
+  return *slot;
+}
+
+// A million points inside the passage: 1000 span stations of 1000 streamwise positions each,
+// slightly jittered. Sorted: streamwise along each station, station after station (the order of a
+// structured flow mesh). Random: the same points shuffled.
+const TripletQORVector& queryPoints(bool sorted) {
+  static TripletQORVector ordered, shuffled;
+  if (ordered.empty()) {
+    std::mt19937 rng(42);
+    std::uniform_real_distribution<double> jitter(-0.4, 0.4);
+    std::vector<P3> pts;
+    pts.reserve(kQueryPoints);
+    const int nSpan = 1000, nStream = kQueryPoints / nSpan;
+    for (int j = 0; j < nSpan; ++j) {
+      for (int i = 0; i < nStream; ++i) {
+        const double theta = (kPi / 2) * (i + 0.5 + jitter(rng)) / nStream;
+        const double rho = kRhoShroud + (kRhoHub - kRhoShroud) * (j + 0.5 + jitter(rng)) / nSpan;
+        pts.push_back(bendPoint(theta, rho));
+      }
+    }
+    ordered = TripletQORVector(pts);
+    std::shuffle(pts.begin(), pts.end(), rng);
+    shuffled = TripletQORVector(std::move(pts));
+  }
+  return sorted ? ordered : shuffled;
+}
+
+// Arguments: mesh nodes, sorted (1) or random (0).
+void ConversionOneSpace(benchmark::State& state) {
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const TripletQORVector& pts = queryPoints(state.range(1) != 0);
+  const QORVector<P3> list(pts.points());
+  QORVector<float> values;
+  for (auto _ : state) {
+    t.convertARTtoSpace(TurboTransform::nm, list, values);
+    benchmark::DoNotOptimize(values.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
+}
+
+void ConversionThreeSpaces(benchmark::State& state) {
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const TripletQORVector& pts = queryPoints(state.range(1) != 0);
+  const QORVector<TurboTransform::space> spaces = {TurboTransform::nm, TurboTransform::nspan,
+                                                   TurboTransform::mprime};
+  QORVector<std::vector<float>> values;
+  for (auto _ : state) {
+    t.convertARTtoSpace(pts, spaces, values);
+    benchmark::DoNotOptimize(values.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
+}
+
+void ConversionSinglePoint(benchmark::State& state) {
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const TripletQORVector& pts = queryPoints(false);
+  std::size_t k = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(t.convertARTtoSpace(TurboTransform::nm, pts[k]));
+    if (++k == pts.size()) k = 0;
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void meshesAndOrders(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"nodes", "sorted"});
+  for (int nodes : {2000, 200000}) {
+    for (int sorted : {0, 1}) b->Args({nodes, sorted});
+  }
+  b->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(ConversionOneSpace)->Apply(meshesAndOrders);
+BENCHMARK(ConversionThreeSpaces)->Apply(meshesAndOrders);
+BENCHMARK(ConversionSinglePoint)->ArgName("nodes")->Arg(2000)->Arg(200000);
+
+}  // namespace

@@ -1,0 +1,299 @@
+#include "qor/foundation/QuadtreeBucket.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+
+namespace qor {
+
+namespace {
+
+// Points per leaf: small enough for a short scan, large enough to keep the tree shallow.
+#ifndef QOR_QUADTREE_BUCKET
+#define QOR_QUADTREE_BUCKET 12
+#endif
+constexpr std::uint32_t kBucketSize = QOR_QUADTREE_BUCKET;
+// Coincident points cannot be separated by splitting; the depth cap ends the recursion.
+constexpr int kMaxDepth = 24;
+constexpr std::uint32_t kNotInTree = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t kLeafBit = 0x80000000u;
+
+// An inner node keeps the tight boxes of its four quadrants side by side, so that the four box
+// distances of a visit are computed together. An empty quadrant has an inverted infinite box, which
+// gives an infinite distance and is never entered.
+struct Inner {
+  float minX[4], minY[4], maxX[4], maxY[4];
+  std::uint32_t child[4];  // kLeafBit | leaf number, or inner node number
+};
+
+struct Leaf {
+  std::uint32_t first;  // first point in leaf order
+  std::uint32_t count;
+};
+
+struct Coord {
+  float x, y;
+  std::uint32_t id;  // original index
+};
+
+// The scan's distance. Every distance of this library's nearest-point searches is this expression.
+inline float squaredDistance2d(float px, float py, float x, float y) {
+  const float dx = px - x;
+  const float dy = py - y;
+  return dx * dx + dy * dy;
+}
+
+inline int quadrantOf(float x, float y, float midX, float midY) {
+  return (x > midX ? 1 : 0) + (y > midY ? 2 : 0);
+}
+
+}  // namespace
+
+struct QuadtreeBucket::Impl {
+  std::vector<Coord> coords;            // coordinates in leaf order
+  std::vector<Inner> inner;             // inner nodes
+  std::vector<Leaf> leaves;
+  std::uint32_t root = 0;               // kLeafBit | leaf number, or inner node number
+  std::vector<std::uint32_t> position;  // leaf-order position of each original point (kNotInTree)
+  std::vector<std::uint32_t> index;     // original indices in leaf order, while building
+  std::size_t count = 0;                // number of points handed to construct, finite or not
+
+  std::uint32_t build(std::uint32_t begin, std::uint32_t end, int depth, float box[4],
+                      std::vector<std::uint32_t>& scratch, const std::vector<float>& px,
+                      const std::vector<float>& py);
+  void search(std::uint32_t ref, float qx, float qy, float& bestD, std::uint32_t& bestK) const;
+};
+
+// Builds the subtree of the points index[begin, end) and returns its reference; `box` receives
+// their tight bounding box (minX, minY, maxX, maxY).
+std::uint32_t QuadtreeBucket::Impl::build(std::uint32_t begin, std::uint32_t end, int depth,
+                                          float box[4], std::vector<std::uint32_t>& scratch,
+                                          const std::vector<float>& px,
+                                          const std::vector<float>& py) {
+  float minX = std::numeric_limits<float>::infinity(), minY = minX;
+  float maxX = -minX, maxY = -minX;
+  for (std::uint32_t k = begin; k < end; ++k) {
+    const float xk = px[index[k]], yk = py[index[k]];
+    minX = std::min(minX, xk);
+    maxX = std::max(maxX, xk);
+    minY = std::min(minY, yk);
+    maxY = std::max(maxY, yk);
+  }
+  box[0] = minX;
+  box[1] = minY;
+  box[2] = maxX;
+  box[3] = maxY;
+  const bool coincident = minX == maxX && minY == maxY;
+  if (end - begin <= kBucketSize || depth >= kMaxDepth || coincident) {
+    // Original order inside a leaf.
+    std::sort(index.begin() + begin, index.begin() + end);
+    leaves.push_back({begin, end - begin});
+    return kLeafBit | static_cast<std::uint32_t>(leaves.size() - 1);
+  }
+  // Split at the middle of the tight box into four quadrants (stable partition).
+  const float midX = minX + (maxX - minX) * 0.5f, midY = minY + (maxY - minY) * 0.5f;
+  std::uint32_t counts[4] = {0, 0, 0, 0};
+  for (std::uint32_t k = begin; k < end; ++k) ++counts[quadrantOf(px[index[k]], py[index[k]], midX, midY)];
+  std::uint32_t offsets[4];
+  offsets[0] = begin;
+  for (int q = 1; q < 4; ++q) offsets[q] = offsets[q - 1] + counts[q - 1];
+  std::uint32_t cursor[4] = {offsets[0], offsets[1], offsets[2], offsets[3]};
+  for (std::uint32_t k = begin; k < end; ++k) {
+    const std::uint32_t i = index[k];
+    scratch[cursor[quadrantOf(px[i], py[i], midX, midY)]++] = i;
+  }
+  std::copy(scratch.begin() + begin, scratch.begin() + end, index.begin() + begin);
+
+  const auto self = static_cast<std::uint32_t>(inner.size());
+  inner.emplace_back();
+  for (int q = 0; q < 4; ++q) {
+    float childBox[4] = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
+                         -std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()};
+    std::uint32_t ref = kNotInTree;
+    if (counts[q] > 0) ref = build(offsets[q], offsets[q] + counts[q], depth + 1, childBox, scratch, px, py);
+    Inner& node = inner[self];  // `inner` may have grown
+    node.minX[q] = childBox[0];
+    node.minY[q] = childBox[1];
+    node.maxX[q] = childBox[2];
+    node.maxY[q] = childBox[3];
+    node.child[q] = ref;
+  }
+  return self;
+}
+
+namespace {
+
+// Squared distances from the query to the four quadrant boxes of a node, with the same float
+// operations as the point distance (difference, square, sum; no fused multiply-add). Rounding is
+// monotone, so no point in a box has a smaller float distance than its box: skipping boxes farther
+// than the best is exact, with no margin.
+inline void boxDistances(const Inner& n, float qx, float qy, float d[4]) {
+#if defined(__SSE2__)
+  const __m128 px = _mm_set1_ps(qx), py = _mm_set1_ps(qy), zero = _mm_setzero_ps();
+  const __m128 dx = _mm_max_ps(_mm_max_ps(_mm_sub_ps(_mm_loadu_ps(n.minX), px),
+                                          _mm_sub_ps(px, _mm_loadu_ps(n.maxX))),
+                               zero);
+  const __m128 dy = _mm_max_ps(_mm_max_ps(_mm_sub_ps(_mm_loadu_ps(n.minY), py),
+                                          _mm_sub_ps(py, _mm_loadu_ps(n.maxY))),
+                               zero);
+  _mm_storeu_ps(d, _mm_add_ps(_mm_mul_ps(dx, dx), _mm_mul_ps(dy, dy)));
+#else
+  for (int q = 0; q < 4; ++q) {
+    const float dx = std::max(std::max(n.minX[q] - qx, qx - n.maxX[q]), 0.0f);
+    const float dy = std::max(std::max(n.minY[q] - qy, qy - n.maxY[q]), 0.0f);
+    d[q] = dx * dx + dy * dy;
+  }
+#endif
+}
+
+}  // namespace
+
+void QuadtreeBucket::Impl::search(std::uint32_t ref, float qx, float qy, float& bestD,
+                                  std::uint32_t& bestK) const {
+  // Depth first, the nearest quadrant first (it usually holds the answer and tightens the bound);
+  // its siblings wait on the stack and are entered only if still within the bound then. A box at
+  // distance <= best is entered, so that a point at equal distance with a lower index is found; a
+  // box at infinite distance holds only points that can never be selected (or none).
+  constexpr float inf = std::numeric_limits<float>::infinity();
+  struct Pending {
+    std::uint32_t ref;
+    float distance;
+  };
+  Pending stack[4 * (kMaxDepth + 2)];
+  int top = 0;
+  const Coord* c = coords.data();
+  for (;;) {
+    bool descend = true;
+    while (!(ref & kLeafBit)) {
+      const Inner& n = inner[ref];
+      float d[4];
+      boxDistances(n, qx, qy, d);
+      int nearest = 0;
+      for (int q = 1; q < 4; ++q) {
+        if (d[q] < d[nearest]) nearest = q;
+      }
+      for (int q = 0; q < 4; ++q) {
+        if (q != nearest && d[q] <= bestD && d[q] < inf) stack[top++] = {n.child[q], d[q]};
+      }
+      if (!(d[nearest] <= bestD && d[nearest] < inf)) {
+        descend = false;
+        break;
+      }
+      ref = n.child[nearest];
+    }
+    if (descend) {
+      const Leaf& leaf = leaves[ref & ~kLeafBit];
+      const std::uint32_t endK = leaf.first + leaf.count;
+      for (std::uint32_t k = leaf.first; k < endK; ++k) {
+        const float dk = squaredDistance2d(qx, qy, c[k].x, c[k].y);
+        if (dk < bestD || (dk == bestD && c[k].id < bestK)) {
+          bestD = dk;
+          bestK = c[k].id;
+        }
+      }
+    }
+    // The next pending box that can still hold a candidate.
+    for (;;) {
+      if (top == 0) return;
+      const Pending& p = stack[--top];
+      if (p.distance <= bestD) {
+        ref = p.ref;
+        break;
+      }
+    }
+  }
+}
+
+QuadtreeBucket::QuadtreeBucket() : m_impl(new Impl) {}
+QuadtreeBucket::QuadtreeBucket(const QuadtreeBucket& o) : m_impl(new Impl(*o.m_impl)) {}
+QuadtreeBucket& QuadtreeBucket::operator=(const QuadtreeBucket& o) {
+  if (this != &o) *m_impl = *o.m_impl;
+  return *this;
+}
+QuadtreeBucket::~QuadtreeBucket() { delete m_impl; }
+
+void QuadtreeBucket::construct(const std::vector<TripletBase<float>>& points) {
+  if (points.size() >= kNotInTree) {
+    throw data::invalid("QuadtreeBucket", "construct",
+                        SystemMsg("Too many points for the quadtree: %1") << points.size(),
+                        errorType::fatal);
+  }
+  Impl fresh;
+  const auto n = static_cast<std::uint32_t>(points.size());
+  fresh.count = n;
+  fresh.position.assign(n, kNotInTree);
+  std::vector<float> px(n), py(n);
+  for (std::uint32_t k = 0; k < n; ++k) {
+    px[k] = points[k][0];
+    py[k] = points[k][1];
+    // A point with a NaN or infinite coordinate has a NaN or infinite distance to every query, so
+    // the scan never selects it: it stays out of the tree.
+    if (std::isfinite(px[k]) && std::isfinite(py[k])) fresh.index.push_back(k);
+  }
+  const auto m = static_cast<std::uint32_t>(fresh.index.size());
+  if (m > 0) {
+    std::vector<std::uint32_t> scratch(m);
+    fresh.leaves.reserve(m / (kBucketSize / 2) + 8);
+    float box[4];
+    fresh.root = fresh.build(0, m, 0, box, scratch, px, py);
+    fresh.coords.resize(m);
+    for (std::uint32_t k = 0; k < m; ++k) {
+      fresh.coords[k] = {px[fresh.index[k]], py[fresh.index[k]], fresh.index[k]};
+      fresh.position[fresh.index[k]] = k;
+    }
+    fresh.index = std::vector<std::uint32_t>();  // only needed while building
+    fresh.inner.shrink_to_fit();
+    fresh.leaves.shrink_to_fit();
+  }
+  *m_impl = std::move(fresh);
+}
+
+void QuadtreeBucket::throwIfEmpty() const {
+  if (m_impl->count == 0) {
+    throw data::invalid("QuadtreeBucket", "findNearestPoint",
+                        SystemMsg("The quadtree is empty: construct it from at least one point."),
+                        errorType::fatal);
+  }
+}
+
+unsigned int QuadtreeBucket::findNearestPoint(const TripletBase<float>& point) const {
+  throwIfEmpty();
+  // A non-finite query has a NaN or infinite distance to every point: the scan keeps index 0.
+  if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || m_impl->coords.empty()) return 0;
+  float bestD = std::numeric_limits<float>::infinity();
+  std::uint32_t bestK = 0;
+  m_impl->search(m_impl->root, point[0], point[1], bestD, bestK);
+  return bestK;
+}
+
+unsigned int QuadtreeBucket::findNearestPoint(const TripletBase<float>& point, unsigned int hint) const {
+  throwIfEmpty();
+  if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || m_impl->coords.empty()) return 0;
+  float bestD = std::numeric_limits<float>::infinity();
+  std::uint32_t bestK = 0;
+  if (hint < m_impl->count && m_impl->position[hint] != kNotInTree) {
+    // The hint only tightens the first bound; the search still returns the exact answer.
+    const std::uint32_t pos = m_impl->position[hint];
+    bestD = squaredDistance2d(point[0], point[1], m_impl->coords[pos].x, m_impl->coords[pos].y);
+    bestK = hint;
+    if (!(bestD < std::numeric_limits<float>::infinity())) {
+      bestD = std::numeric_limits<float>::infinity();
+      bestK = 0;
+    }
+  }
+  m_impl->search(m_impl->root, point[0], point[1], bestD, bestK);
+  return bestK;
+}
+
+std::size_t QuadtreeBucket::size() const noexcept { return m_impl->count; }
+
+}  // namespace qor

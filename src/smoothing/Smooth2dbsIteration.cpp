@@ -1,0 +1,544 @@
+/// @file
+/// Smooth2dbs: the coarse-to-fine cascade, the angle-based sweeps and the sliding boundary points.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <stdexcept>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/NumericalUtils.h"
+#include "qor/smoothing/Smooth2dbs.h"
+
+namespace qor {
+
+namespace {
+
+using Point = TripletBase<float>;
+
+// A length counts as zero when it is below 100 units in its last place (relative zero test).
+// Every normal float exceeds 100 units in its last place, so the spacing is only looked up for
+// zero, subnormal and NaN lengths; the answer is the same either way.
+bool isZeroLength(float length) {
+  if (length >= 1e-30f) return false;
+  return length < 100.0f * NumericalUtils::spacing(length);
+}
+
+// Angle between two arms from acos of the clamped cosine; both lengths are non-zero.
+double angleBetween(const Point& u, const Point& v, double lu, double lv) {
+  const double dot = double(u[0]) * v[0] + double(u[1]) * v[1] + double(u[2]) * v[2];
+  const double c = std::clamp(dot / (lu * lv), -1.0, 1.0);
+  return std::acos(c);
+}
+
+// Rodrigues rotation of `v` by `angle` about `axis`. The axis is normalised unless its length is
+// exactly zero; a zero axis leaves v * cos(angle).
+Point rotate(const Point& v, const Point& axisIn, double angle) {
+  double k[3] = {axisIn[0], axisIn[1], axisIn[2]};
+  const double kl = std::sqrt(k[0] * k[0] + k[1] * k[1] + k[2] * k[2]);
+  if (kl != 0.0) {
+    k[0] /= kl;
+    k[1] /= kl;
+    k[2] /= kl;
+  }
+  const double x[3] = {v[0], v[1], v[2]};
+  const double c = std::cos(angle);
+  const double s = std::sin(angle);
+  const double kx[3] = {k[1] * x[2] - k[2] * x[1], k[2] * x[0] - k[0] * x[2],
+                        k[0] * x[1] - k[1] * x[0]};
+  const double kdot = k[0] * x[0] + k[1] * x[1] + k[2] * x[2];
+  Point r;
+  for (int d = 0; d < 3; ++d) {
+    r[d] = static_cast<float>(x[d] * c + kx[d] * s + k[d] * kdot * (1.0 - c));
+  }
+  return r;
+}
+
+// Refines a side parameter vector: old values at even indices, means at odd ones.
+void refineParameters(std::vector<float>& values) {
+  if (values.empty()) return;
+  const std::size_t n = values.size();
+  std::vector<float> refined(2 * n - 1);
+  for (std::size_t i = 0; i < n; ++i) refined[2 * i] = values[i];
+  for (std::size_t i = 1; i < n; ++i) refined[2 * i - 1] = 0.5f * (values[i - 1] + values[i]);
+  values.swap(refined);
+}
+
+}  // namespace
+
+void Smooth2dbs::setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
+                                      const ParametricDBInterface* db, const std::string& curve,
+                                      int i0, int i1, int j0, int j1) {
+  int n = 0;
+  int start = 0;
+  if (i0 != i1) {
+    if (j0 != j1) return;  // not a side: nothing to place
+    n = level.getIcv();
+    start = i0;
+  } else {
+    n = level.getJcv();
+    start = j0;
+  }
+  if (i0 > i1 || j0 > j1) return;
+  if (db == nullptr) {
+    throw internal::nullPointer("Smooth2dbs", "setMeshPointsOnCurve",
+                                SystemMsg("Null pointer to %1.") << "ParametricDBInterface",
+                                errorType::fatal);
+  }
+  const double dt = (1.0 - 0.0) / n;
+  const double t0 = dt * start;
+  int k = 0;
+  for (int i = i0; i <= i1; ++i) {
+    for (int j = j0; j <= j1; ++j) {
+      double t = k * dt + t0;
+      // Clamped into [0, 1]; a block with a single row or column (n = 0) starts at 0.
+      if (!(t >= 0.0)) t = 0.0;
+      if (t > 1.0) t = 1.0;
+      points.at(static_cast<std::size_t>(level.getij(i, j))) =
+          TripletBase<float>(db->getPointAtParameter(curve, t));
+      ++k;
+    }
+  }
+}
+
+void Smooth2dbs::runSmoothAll() {
+  checkTheGoodState();
+  if (static_cast<std::size_t>(m_topo->getAllSize()) != m_mesh->size()) {
+    throw internal::error("Smooth2dbs", "runSmoothAll",
+                          SystemMsg("Topology size not equal to the mesh size"), errorType::fatal);
+  }
+  initmesh(*m_mesh, *m_topo);
+  for (int level = 1; level < m_levels; ++level) extrapolateBC(level);
+
+  for (int level = 0; level < m_levels; ++level) {
+    if (level > 0) {
+      refineParameters(m_south);
+      refineParameters(m_north);
+      refineParameters(m_west);
+      refineParameters(m_east);
+    }
+    extrapolateMesh(level);
+    char name[64];
+    if (m_debug) {
+      std::snprintf(name, sizeof name, "strStart.%02d", level);
+      writePostSurface(level, name);
+    }
+    runSmooth(level);
+    if (m_debug) {
+      std::snprintf(name, sizeof name, "str.%02d", level);
+      writePostSurface(level, name);
+    }
+  }
+}
+
+void Smooth2dbs::getFinalSvalues(std::vector<float>& south, std::vector<float>& north) {
+  south = m_south;
+  north = m_north;
+}
+
+void Smooth2dbs::initmesh(QORVector<TripletBase<float>>& mesh, const Topo2dMultiLevel& topo) {
+  const Topo2dBase& level0 = topo.getLevel(0);
+  const int icv = level0.getIcv();
+  const int jcv = level0.getJcv();
+
+  setMeshPointsOnCurve(level0, mesh, m_parametricDB, m_geoNames.at(0), 0, 0, 1, jcv - 1);
+  setMeshPointsOnCurve(level0, mesh, m_parametricDB, m_geoNames.at(1), icv, icv, 1, jcv - 1);
+  setMeshPointsOnCurve(level0, mesh, m_parametricDB, m_geoNames.at(2), 0, icv, 0, 0);
+  setMeshPointsOnCurve(level0, mesh, m_parametricDB, m_geoNames.at(3), 0, icv, jcv, jcv);
+
+  if (jcv == 0) {
+    // A single-row level cannot be interpolated between South and North.
+    (void)(mesh.at(static_cast<std::size_t>(level0.getij(0, 0))) / jcv);
+  }
+  for (int i = 1; i <= icv - 1; ++i) {
+    const Point south = mesh.at(static_cast<std::size_t>(level0.getij(i, 0)));
+    const Point north = mesh.at(static_cast<std::size_t>(level0.getij(i, jcv)));
+    for (int j = 1; j <= jcv - 1; ++j) {
+      mesh.at(static_cast<std::size_t>(level0.getij(i, j))) =
+          (north * j) / jcv + (south * (jcv - j)) / jcv;
+    }
+  }
+
+  // Side parameters of level 0 (a second run starts again from the coarsest sizes).
+  const std::size_t isize = static_cast<std::size_t>(std::max(level0.getIsize(), 0));
+  const std::size_t jsize = static_cast<std::size_t>(std::max(level0.getJsize(), 0));
+  m_south.assign(isize, 0.0f);
+  m_north.assign(isize, 0.0f);
+  m_west.assign(jsize, 0.0f);
+  m_east.assign(jsize, 0.0f);
+  const double di = icv > 0 ? 1.0 / icv : 0.0;
+  const double dj = jcv > 0 ? 1.0 / jcv : 0.0;
+  for (std::size_t i = 0; i < isize; ++i) {
+    m_south[i] = m_north[i] = static_cast<float>(double(i) * di);
+  }
+  for (std::size_t j = 0; j < jsize; ++j) {
+    m_west[j] = m_east[j] = static_cast<float>(double(j) * dj);
+  }
+  if (isize > 0) {
+    m_south.front() = m_north.front() = 0.0f;
+    m_south.back() = m_north.back() = 1.0f;
+  }
+  if (jsize > 0) {
+    m_west.front() = m_east.front() = 0.0f;
+    m_west.back() = m_east.back() = 1.0f;
+  }
+}
+
+void Smooth2dbs::extrapolateBC(int level) {
+  const Topo2dMultiLevel& topo = *m_topo;
+  const int c = level - 1;
+  const Topo2dBase& coarse = topo.getLevel(c);
+  const int icv = coarse.getIcv();
+  const int jcv = coarse.getJcv();
+  auto cond = [this](int index) -> std::pair<short, short>& {
+    return m_conditions.at(static_cast<std::size_t>(index));
+  };
+
+  for (int i = 0; i <= icv; ++i) {
+    for (int j = 0; j <= jcv; ++j) {
+      cond(topo.getij(level, 2 * i, 2 * j)) = cond(topo.getij(c, i, j));
+    }
+  }
+  std::vector<int> pair(2);
+  for (int i = 1; i <= icv; ++i) {
+    for (int j = 0; j <= jcv; ++j) {
+      pair[0] = topo.getij(c, i, j);
+      pair[1] = topo.getij(c, i - 1, j);
+      const int onSide = (j == 0 || j == jcv) ? 1 : 0;
+      getExtraBC(cond(topo.getij(level, 2 * i - 1, 2 * j)), onSide, pair);
+    }
+  }
+  for (int i = 0; i <= icv; ++i) {
+    for (int j = 1; j <= jcv; ++j) {
+      pair[0] = topo.getij(c, i, j);
+      pair[1] = topo.getij(c, i, j - 1);
+      const int onSide = (i == 0 || i == icv) ? 1 : 0;
+      getExtraBC(cond(topo.getij(level, 2 * i, 2 * j - 1)), onSide, pair);
+    }
+  }
+  std::vector<int> around(4);
+  for (int i = 1; i <= icv; ++i) {
+    for (int j = 1; j <= jcv; ++j) {
+      around[0] = topo.getij(level, 2 * i, 2 * j - 1);      // East
+      around[1] = topo.getij(level, 2 * i - 1, 2 * j);      // North
+      around[2] = topo.getij(level, 2 * i - 2, 2 * j - 1);  // West
+      around[3] = topo.getij(level, 2 * i - 1, 2 * j - 2);  // South
+      getExtraBC(cond(topo.getij(level, 2 * i - 1, 2 * j - 1)), 0, around);
+    }
+  }
+}
+
+void Smooth2dbs::applyMeshBC(int level) {
+  const Topo2dBase& coarse = m_topo->getLevel(level - 1);
+  const int icv = coarse.getIcv();
+  const int jcv = coarse.getJcv();
+  applyMeshBCOnCurve(level, 0, 0, 1, jcv);        // West
+  applyMeshBCOnCurve(level, icv, icv, 1, jcv);    // East
+  applyMeshBCOnCurve(level, 1, icv, 0, 0);        // South
+  applyMeshBCOnCurve(level, 1, icv, jcv, jcv);    // North
+}
+
+void Smooth2dbs::applyMeshBCOnCurve(int level, int i0, int i1, int j0, int j1) {
+  if (i0 != i1 && j0 != j1) {
+    throw internal::error("Smooth2dbs", "applyMeshBCOnCurve", SystemMsg("Indicies not equal"),
+                          errorType::fatal);
+  }
+  const Topo2dMultiLevel& topo = *m_topo;
+  QORVector<TripletBase<float>>& mesh = *m_mesh;
+  const int c = level - 1;
+  const bool alongJ = (i0 == i1);  // a West or East side: the intervals run along j
+
+  const int from = alongJ ? j0 : i0;
+  const int to = alongJ ? j1 : i1;
+  for (int k = from; k <= to; ++k) {
+    const int ci = alongJ ? i0 : k;
+    const int cj = alongJ ? k : j0;
+    const int pi = alongJ ? i0 : k - 1;
+    const int pj = alongJ ? k - 1 : j0;
+    const Point& a = mesh.at(static_cast<std::size_t>(topo.getij(c, ci, cj)));
+    const Point& b = mesh.at(static_cast<std::size_t>(topo.getij(c, pi, pj)));
+    const int fi = alongJ ? 2 * i0 : 2 * k - 1;
+    const int fj = alongJ ? 2 * k - 1 : 2 * j0;
+    const std::size_t fine = static_cast<std::size_t>(topo.getij(level, fi, fj));
+    mesh.at(fine) = (a + b) * 0.5;
+
+    const std::pair<short, short>& condition = m_conditions.at(fine);
+    if (condition.first != onCurve) continue;
+    const std::string& name = m_geoNames.at(static_cast<std::size_t>(condition.second));
+    const std::vector<float>* side = nullptr;
+    for (std::size_t s = 0; s < 4 && s < m_geoNames.size(); ++s) {
+      if (m_geoNames[s] == name) {
+        side = s == 0 ? &m_west : s == 1 ? &m_east : s == 2 ? &m_south : &m_north;
+        break;
+      }
+    }
+    if (side == nullptr) continue;  // not a side curve: stays at the straight midpoint
+    const float s = side->at(static_cast<std::size_t>(alongJ ? fj : fi));
+    mesh.at(fine) = TripletBase<float>(m_parametricDB->getPointAtParameter(name, s));
+  }
+}
+
+void Smooth2dbs::extrapolateMesh(int level) {
+  if (level <= 0) return;
+  applyMeshBC(level);
+
+  const Topo2dMultiLevel& topo = *m_topo;
+  QORVector<TripletBase<float>>& mesh = *m_mesh;
+  const int c = level - 1;
+  const Topo2dBase& coarse = topo.getLevel(c);
+  const int icv = coarse.getIcv();
+  const int jcv = coarse.getJcv();
+  auto C = [&](int i, int j) -> const Point& {
+    return mesh.at(static_cast<std::size_t>(topo.getij(c, i, j)));
+  };
+  auto F = [&](int i, int j) -> Point& {
+    return mesh.at(static_cast<std::size_t>(topo.getij(level, i, j)));
+  };
+  // Weight of the second side: the interior point follows the side it is nearer to.
+  auto weight = [](float toFirst, float toSecond) -> float {
+    const float sum = toSecond + toFirst;
+    return sum == 0.0f ? 0.5f : toFirst / sum;
+  };
+
+  for (int i = 0; i <= icv; ++i) {
+    for (int j = 0; j <= jcv; ++j) F(2 * i, 2 * j) = C(i, j);
+  }
+  for (int i = 1; i <= icv; ++i) {
+    const Point midS = (C(i - 1, 0) + C(i, 0)) * 0.5;
+    const Point midN = (C(i - 1, jcv) + C(i, jcv)) * 0.5;
+    const Point dS = F(2 * i - 1, 0) - midS;
+    const Point dN = F(2 * i - 1, 2 * jcv) - midN;
+    for (int j = 1; j <= jcv - 1; ++j) {
+      const Point q = (C(i - 1, j) + C(i, j)) * 0.5;
+      const float lS = (q - midS).length();
+      const float lN = (q - midN).length();
+      const float wN = weight(lS, lN);
+      const float wS = 1.0f - wN;
+      F(2 * i - 1, 2 * j) = q + dS * wS + dN * wN;
+    }
+  }
+  for (int j = 1; j <= jcv; ++j) {
+    const Point midW = (C(0, j - 1) + C(0, j)) * 0.5;
+    const Point midE = (C(icv, j - 1) + C(icv, j)) * 0.5;
+    const Point dW = F(0, 2 * j - 1) - midW;
+    const Point dE = F(2 * icv, 2 * j - 1) - midE;
+    for (int i = 1; i <= icv - 1; ++i) {
+      const Point q = (C(i, j - 1) + C(i, j)) * 0.5;
+      const float lW = (q - midW).length();
+      const float lE = (q - midE).length();
+      const float wE = weight(lW, lE);
+      const float wW = 1.0f - wE;
+      F(2 * i, 2 * j - 1) = q + dW * wW + dE * wE;
+    }
+  }
+  for (int i = 1; i <= icv; ++i) {
+    for (int j = 1; j <= jcv; ++j) {
+      F(2 * i - 1, 2 * j - 1) = (F(2 * i - 1, 2 * j - 2) + F(2 * i - 2, 2 * j - 1) +
+                                 F(2 * i - 1, 2 * j) + F(2 * i, 2 * j - 1)) *
+                                0.25;
+    }
+  }
+}
+
+void Smooth2dbs::runSmooth(int level) {
+  const Topo2dBase& block = m_topo->getLevel(level);
+  const int icv = block.getIcv();
+  const int jcv = block.getJcv();
+  const int begin = block.begin();
+  const int size = block.getSize();
+  QORVector<TripletBase<float>>& mesh = *m_mesh;
+
+  // One allocation per level: the new positions and the parameter temporaries.
+  std::vector<TripletBase<float>> newPositions(mesh.begin() + begin, mesh.begin() + begin + size);
+  QORVector<float> west(m_west), east(m_east), south(m_south), north(m_north);
+
+  const int maxIterations = m_maxIterations.at(static_cast<std::size_t>(level));
+  if (m_debug) {
+    std::cout << "do level " << level << "max iter= " << maxIterations << std::endl;
+  }
+
+  std::vector<int> neighbours(4);
+  const double r1 = m_relaxation1;
+  for (int iteration = 0; iteration < maxIterations; ++iteration) {
+    for (int i = 1; i <= icv - 1; ++i) {
+      for (int j = 1; j <= jcv - 1; ++j) {
+        const int p = block.getij(i, j);
+        if (m_conditions[static_cast<std::size_t>(p)].first == none) continue;
+        neighbours[0] = p + block.getJsize();  // East
+        neighbours[1] = p + 1;                 // North
+        neighbours[2] = p - block.getJsize();  // West
+        neighbours[3] = p - 1;                 // South
+        angleAverageNoSN(p, neighbours, newPositions[static_cast<std::size_t>(p - begin)]);
+      }
+    }
+    applyBC(level, newPositions, west, east, south, north);
+
+    for (int i = 0; i <= icv; ++i) {
+      for (int j = 0; j <= jcv; ++j) {
+        const int p = block.getij(i, j);
+        const Point& next = newPositions[static_cast<std::size_t>(p - begin)];
+        Point& current = mesh[static_cast<std::size_t>(p)];
+        if (i > 0 && i < icv && j > 0 && j < jcv) {
+          current = next * r1 + current * (1.0 - r1);
+        } else {
+          current = next;
+        }
+      }
+    }
+    std::copy(west.begin(), west.end(), m_west.begin());
+    std::copy(east.begin(), east.end(), m_east.begin());
+    std::copy(south.begin(), south.end(), m_south.begin());
+    std::copy(north.begin(), north.end(), m_north.begin());
+  }
+}
+
+void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neighbours,
+                                  TripletBase<float>& result) {
+  const QORVector<TripletBase<float>>& mesh = *m_mesh;
+  const Point& p = mesh[static_cast<std::size_t>(point)];
+  const std::size_t n = neighbours.size();
+  Point sum;
+  for (std::size_t k = 1; k <= n; ++k) {
+    const Point& nk = mesh[static_cast<std::size_t>(neighbours[k % n])];
+    const Point& nPrev = mesh[static_cast<std::size_t>(neighbours[k - 1])];
+    const Point& nNext = mesh[static_cast<std::size_t>(neighbours[(k + 1) % n])];
+    const Point a = nPrev - nk;
+    const Point b = p - nk;
+    const Point c = nNext - nk;
+    const float la = a.length();
+    const float lb = b.length();
+    const float lc = c.length();
+    const bool aZero = isZeroLength(la);
+    const bool bZero = isZeroLength(lb);
+    const bool cZero = isZeroLength(lc);
+
+    Point candidate;  // the zero vector unless a rule below applies
+    if (!aZero && !bZero && !cZero) {
+      const double theta1 = angleBetween(a, b, la, lb);
+      const double theta2 = angleBetween(b, c, lb, lc);
+      const double delta = (theta1 - theta2) * 0.5;
+      // Turning by -delta about these normals brings b onto the bisector of a and c.
+      const Point axis = delta >= 0.0 ? b.cross(c) : a.cross(b);
+      candidate = nk + rotate(b, axis, -delta);
+    } else if (aZero && bZero && cZero) {
+      candidate = p;
+    } else if (aZero && bZero) {
+      candidate = (nk + nNext) * 0.5;
+    } else if (aZero && cZero) {
+      // Kept so: this case contributes the zero vector to the mean.
+    } else if (aZero) {
+      candidate = (nk + p + nNext) / 3;
+    } else if (bZero && cZero) {
+      candidate = (nk + nPrev) * 0.5;
+    } else if (bZero) {
+      candidate = (nk + p) * 0.5;
+    } else {  // c zero only
+      candidate = (nk + p + nPrev) / 3;
+    }
+    sum += candidate;
+  }
+  result = sum / static_cast<int>(n);
+}
+
+void Smooth2dbs::applyBC(int level, std::vector<TripletBase<float>>& newPositions,
+                         QORVector<float>& west, QORVector<float>& east, QORVector<float>& south,
+                         QORVector<float>& north) {
+  const Topo2dBase& block = m_topo->getLevel(level);
+  const int icv = block.getIcv();
+  const int jcv = block.getJcv();
+  const int begin = block.begin();
+  const QORVector<TripletBase<float>>& mesh = *m_mesh;
+  auto at = [&](int i, int j) -> const Point& {
+    return mesh[static_cast<std::size_t>(block.getij(i, j))];
+  };
+  auto slide = [&](int i, int j, int pi, int pj, int ni, int nj, int ii, int ij,
+                   const std::vector<float>& params, QORVector<float>& out, int k) {
+    const int p = block.getij(i, j);
+    const std::pair<short, short>& condition = m_conditions[static_cast<std::size_t>(p)];
+    if (condition.first != onCurve) return;
+    const std::string& curve = m_geoNames.at(static_cast<std::size_t>(condition.second));
+    const std::size_t kk = static_cast<std::size_t>(k);
+    applyCurveBConS(curve, at(pi, pj), at(i, j), at(ni, nj), at(ii, ij),
+                    newPositions[static_cast<std::size_t>(p - begin)], params.at(kk - 1),
+                    params.at(kk), params.at(kk + 1), out.at(kk));
+  };
+
+  for (int i = 1; i <= icv - 1; ++i) {
+    slide(i, 0, i - 1, 0, i + 1, 0, i, 1, m_south, south, i);
+    slide(i, jcv, i - 1, jcv, i + 1, jcv, i, jcv - 1, m_north, north, i);
+  }
+  for (int j = 1; j <= jcv - 1; ++j) {
+    slide(0, j, 0, j - 1, 0, j + 1, 1, j, m_west, west, j);
+    slide(icv, j, icv, j - 1, icv, j + 1, icv - 1, j, m_east, east, j);
+  }
+}
+
+void Smooth2dbs::applyCurveBConS(const std::string& curve, const TripletBase<float>& previous,
+                                 const TripletBase<float>& point, const TripletBase<float>& next,
+                                 const TripletBase<float>& inner, TripletBase<float>& result,
+                                 float sPrevious, float s, float sNext, float& sResult) const {
+  const Point prevInner = previous - inner;
+  const Point prevPoint = previous - point;
+  const Point nextInner = next - inner;
+  const Point nextPoint = next - point;
+  const Point pointInner = point - inner;
+  const float lPrevInner = prevInner.length();
+  const float lPrevPoint = prevPoint.length();
+  const float lNextInner = nextInner.length();
+  const float lNextPoint = nextPoint.length();
+  const float lPointInner = pointInner.length();
+  const bool allPresent = !isZeroLength(lPrevInner) && !isZeroLength(lPrevPoint) &&
+                          !isZeroLength(lNextInner) && !isZeroLength(lNextPoint) &&
+                          !isZeroLength(lPointInner);
+  const bool inOrder = (sPrevious < s && s < sNext) || (sNext < s && s < sPrevious);
+
+  if (allPresent && inOrder) {
+    // Angles at the inner point between its arm to the point and its arms to both neighbours.
+    const double alphaPrev = angleBetween(prevInner, pointInner, lPrevInner, lPointInner);
+    const double alphaNext = angleBetween(nextInner, pointInner, lNextInner, lPointInner);
+    const double delta = (alphaPrev - alphaNext) * 0.5;  // > 0: turn towards the previous point
+    const bool towardsPrevious = delta > 0.0;
+    const double turn = std::fabs(delta);
+
+    double fraction = 0.0;
+    if (turn > 0.0) {
+      // Triangle inner, point, new point: the turn at the inner point, beta at the point; the law
+      // of sines gives the distance from the point to the new point along the chord.
+      const Point toNeighbour = towardsPrevious ? prevPoint : nextPoint;
+      const double lNeighbour = towardsPrevious ? lPrevPoint : lNextPoint;
+      const Point toInner = -pointInner;
+      const double beta = angleBetween(toInner, toNeighbour, lPointInner, lNeighbour);
+      const double pi = 4.0 * std::atan(1.0);
+      const double gamma = pi - turn - beta;  // angle at the new point
+      const double sinGamma = std::sin(gamma);
+      if (sinGamma > 0.0 && std::isfinite(sinGamma)) {
+        fraction = double(lPointInner) * std::sin(turn) / (sinGamma * lNeighbour);
+      } else {
+        fraction = 1.0;
+      }
+      if (!(fraction >= 0.0)) fraction = 0.0;
+      if (fraction > 1.0) fraction = 1.0;
+    }
+
+    // Keep the point in the band [r3, 1 - r3] of the interval between its neighbours: the room
+    // left towards the neighbour is rescaled to the band and caps the move. Half the gap is the
+    // other cap: the neighbour may move towards this point in the same sweep, and the two must
+    // not pass each other.
+    const double q = std::fabs(double(s) - sPrevious) / std::fabs(double(sNext) - sPrevious);
+    const double room = towardsPrevious ? q : 1.0 - q;
+    const double r3 = m_relaxation3;
+    const double allowed = (1.0 - r3) > 0.0 ? (room - r3) / (1.0 - r3) : 0.0;
+    fraction = std::min({fraction, std::max(0.0, allowed), 0.5});
+
+    const double sNeighbour = towardsPrevious ? sPrevious : sNext;
+    const double sNew = double(s) + fraction * (sNeighbour - double(s));
+    sResult = static_cast<float>(m_relaxation2 * sNew + (1.0 - m_relaxation2) * double(s));
+  } else {
+    sResult = (sPrevious + sNext) * 0.5f;
+  }
+  result = TripletBase<float>(m_parametricDB->getPointAtParameter(curve, sResult));
+}
+
+}  // namespace qor

@@ -1,0 +1,338 @@
+// Background mesh of TurboTransform: sizing from the requested node count, the linear and the
+// smoothed construction, equal spacing along spanwise lines, and the fold check.
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/ParametricCurve.h"
+#include "qor/foundation/QuadtreeBucket.h"
+#include "qor/parametric/ParametricDB.h"
+#include "qor/smoothing/Smooth2dbs.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qor {
+
+namespace {
+
+const char* const kClass = "TurboTransform";
+
+// Smallest background mesh accepted: 2 x 2 nodes.
+constexpr int kMinimumMeshSize = 4;
+
+// Truncation toward zero that is defined for every input: NaN, infinite and out-of-range values
+// give INT_MIN (what the hardware conversion yields), which the "below 2 becomes 2" rule of the
+// sizing then turns into 2.
+int truncToInt(double v) {
+  if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
+  return static_cast<int>(v);
+}
+
+// base^exponent by repeated squaring; the reciprocal for a negative exponent.
+double integerPower(double base, int exponent) {
+  const bool negative = exponent < 0;
+  unsigned int e = negative ? 0u - static_cast<unsigned int>(exponent)
+                            : static_cast<unsigned int>(exponent);
+  double result = 1.0;
+  double factor = base;
+  while (e != 0u) {
+    if ((e & 1u) != 0u) result *= factor;
+    factor *= factor;
+    e >>= 1u;
+  }
+  return negative ? 1.0 / result : result;
+}
+
+std::size_t at(int index) { return static_cast<std::size_t>(index); }
+
+// Node on the straight spanwise line between the hub node s and the shroud node n.
+TripletBase<float> between(const TripletBase<float>& s, const TripletBase<float>& n, int j,
+                           int jcv) {
+  return (n * j) / jcv + (s * (jcv - j)) / jcv;
+}
+
+}  // namespace
+
+// ---- entry points --------------------------------------------------------------------------
+
+int TurboTransform::createBackgroundMesh(BMmethod method, BMsize size) {
+  return createBackgroundMesh(method, static_cast<int>(size));
+}
+
+int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
+  initSpaces();
+  m_backgroundMeshSize = size;
+  if (method != linear && method != nonLinear) {
+    throw internal::error(kClass, "createBackgroundMesh",
+                          SystemMsg("Unrecognised Method for creation of BM mesh."),
+                          errorType::fatal);
+  }
+  if (!m_projectionDB || m_curveNames.size() != 4) {
+    throw internal::nullPointer(kClass, "createBackgroundMesh",
+                                SystemMsg("Null pointer to %1.") << "m_projectionDB",
+                                errorType::fatal);
+  }
+  // A mesh needs at least 2 x 2 nodes; a smaller or negative request is refused instead of being
+  // sized from the square root of a negative number. The requested size stays stored, as it does
+  // for an unknown method.
+  if (size < kMinimumMeshSize) {
+    throw data::invalid(kClass, "createBackgroundMesh",
+                        SystemMsg("Background mesh size %1 too small; at least %2 nodes needed.")
+                            << size << kMinimumMeshSize,
+                        errorType::fatal);
+  }
+  if (method == nonLinear && m_numberOfLevelsForBM < 1) {
+    throw data::invalid(kClass, "createBackgroundMesh",
+                        SystemMsg("Number of background mesh levels %1 invalid; at least 1 needed.")
+                            << m_numberOfLevelsForBM,
+                        errorType::fatal);
+  }
+
+  // A failure anywhere below leaves the previous mesh, fields and search structure in place.
+  std::shared_ptr<Topo2dMultiLevel> oldTopo = m_topo;
+  QORVector<TripletBase<float>> oldPoints = m_meshPoints;
+  std::shared_ptr<QuadtreeBucket> oldQuadtree = m_quadtree;
+  std::vector<std::vector<double>> oldFields = m_spaceValues;
+  try {
+    if (method == linear) {
+      createBackgroundMeshMeshLinear();
+    } else {
+      createBackgroundMeshNonLinear();
+    }
+    calculateSpaces();
+    if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
+      exportFinalMeshToPostSurface("final.msh");
+    }
+    if (!m_noQuadtree) {
+      auto quadtree = std::make_shared<QuadtreeBucket>();
+      quadtree->construct(m_meshPoints);
+      m_quadtree = std::move(quadtree);
+    }
+  } catch (...) {
+    m_topo = std::move(oldTopo);
+    m_meshPoints.swap(oldPoints);
+    m_quadtree = std::move(oldQuadtree);
+    m_spaceValues.swap(oldFields);
+    m_cacheInvalid = 1;
+    throw;
+  }
+  m_cacheInvalid = 1;
+  return checkQualityOfBMesh();
+}
+
+void TurboTransform::getBackgroundMesh(std::vector<TripletBase<float>>& points, int& isize,
+                                       int& jsize) const {
+  requireMesh("getBackgroundMesh");
+  const Topo2dBase& level = m_topo->getLevel(0);
+  isize = level.getIsize();
+  jsize = level.getJsize();
+  points.resize(at(level.getSize()));
+  for (int k = 0; k < level.getSize(); ++k) points[at(k)] = m_meshPoints.at(at(level.begin() + k));
+}
+
+// ---- sizing ----------------------------------------------------------------------------------
+
+void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
+  ParametricDB db;
+  db.createCurve(m_curveNames.at(0), m_inlet, ParametricCurve::curve2d);
+  db.createCurve(m_curveNames.at(1), m_outlet, ParametricCurve::curve2d);
+  db.createCurve(m_curveNames.at(2), m_hub, ParametricCurve::curve2d);
+  db.createCurve(m_curveNames.at(3), m_shroud, ParametricCurve::curve2d);
+
+  const int s = truncToInt(std::sqrt(static_cast<float>(m_backgroundMeshSize)));
+  const long long nodes = static_cast<long long>(s) * s;
+  // In double: 4^(levels-1) overflows an int from 17 levels on.
+  const double q = integerPower(4.0, levels - 1);
+  const float g = std::sqrt(static_cast<float>(static_cast<double>(nodes) / q));
+
+  const double a = (db.getLength(m_curveNames[0]) + db.getLength(m_curveNames[1])) / 2.0;
+  const double b = (db.getLength(m_curveNames[2]) + db.getLength(m_curveNames[3])) / 2.0;
+  const double r = std::sqrt(a * b);
+  ni = truncToInt(double(g) * b / r);
+  nj = truncToInt(double(g) * a / r);
+  if (ni < 2) ni = 2;
+  if (nj < 2) nj = 2;
+}
+
+// ---- linear method ---------------------------------------------------------------------------
+
+void TurboTransform::createBackgroundMeshMeshLinear() {
+  int ni = 0;
+  int nj = 0;
+  estimateMeshSize(1, ni, nj);
+
+  // Built aside and committed at the end, so that a failure keeps the previous mesh consistent.
+  auto topo = std::make_shared<Topo2dMultiLevel>(1, ni, nj);
+  const Topo2dBase& level = topo->getLevel(0);
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  QORVector<TripletBase<float>> points(at(level.getSize()), TripletBase<float>());
+
+  setMeshPointsOnCurve(level, points, m_projectionDB.get(), m_curveNames.at(2), 0, icv, 0, 0);
+  setMeshPointsOnCurve(level, points, m_projectionDB.get(), m_curveNames.at(3), 0, icv, jcv, jcv);
+  // The inlet and outlet curves are not used: the end lines run straight from hub to shroud.
+  for (int i = 0; i <= icv; ++i) {
+    const TripletBase<float> south = points.at(at(level.getij(i, 0)));
+    const TripletBase<float> north = points.at(at(level.getij(i, jcv)));
+    for (int j = 1; j < jcv; ++j) points.at(at(level.getij(i, j))) = between(south, north, j, jcv);
+  }
+
+  m_topo = std::move(topo);
+  m_meshPoints.swap(points);
+}
+
+// ---- smoothed method -------------------------------------------------------------------------
+
+void TurboTransform::createBackgroundMeshNonLinear() {
+  int levels = m_numberOfLevelsForBM;
+  int ni = 0;
+  int nj = 0;
+  estimateMeshSize(levels, ni, nj);
+  // The coarsest level needs at least 4 cells each way; levels are dropped until it has them.
+  if (std::min(ni, nj) < 4 && levels > 1) {
+    do {
+      --levels;
+      estimateMeshSize(levels, ni, nj);
+    } while (std::min(ni, nj) < 4 && levels > 1);
+    m_numberOfLevelsForBM = levels;
+    estimateMeshSize(levels, ni, nj);
+  }
+
+  Topo2dMultiLevel topo(levels, ni, nj);
+  QORVector<TripletBase<float>> points(at(topo.getAllSize()), TripletBase<float>());
+  initMesh(points, topo);
+  {
+    Smooth2dbs smoother;
+    smoother.setmtopo(points, topo, m_projectionDB.get());
+    smoother.addgeoName(m_curveNames);
+    smoother.setbcgeoIDmAll(Smooth2dbs::smoothed, 0);
+    smoother.setbcgeoIDmWest(Smooth2dbs::onCurve, 0);
+    smoother.setbcgeoIDmEast(Smooth2dbs::onCurve, 1);
+    smoother.setbcgeoIDSouth(Smooth2dbs::onCurve, 2);
+    smoother.setbcgeoIDNorth(Smooth2dbs::onCurve, 3);
+    // The corners stay where they are and belong to the hub (South) and the shroud (North).
+    smoother.setbcgeoIDsw(Smooth2dbs::pinned, 2);
+    smoother.setbcgeoIDse(Smooth2dbs::pinned, 2);
+    smoother.setbcgeoIDnw(Smooth2dbs::pinned, 3);
+    smoother.setbcgeoIDne(Smooth2dbs::pinned, 3);
+    smoother.setUnderRelaxation(0.8, 0.6, 0.4);
+    smoother.setSpreadIterationSqr(200, 30);
+    smoother.runSmoothAll();
+  }
+
+  // Only the finest level is kept, renumbered from 0.
+  const Topo2dBase& finest = topo.getLevel(levels - 1);
+  auto finished = std::make_shared<Topo2dMultiLevel>(1, finest.getIcv(), finest.getJcv());
+  QORVector<TripletBase<float>> finishedPoints(at(finest.getSize()), TripletBase<float>());
+  for (int k = 0; k < finest.getSize(); ++k) {
+    finishedPoints[at(k)] = points.at(at(finest.begin() + k));
+  }
+  m_topo = std::move(finished);
+  m_meshPoints.swap(finishedPoints);
+  reAdjustMesh();
+}
+
+void TurboTransform::initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo) {
+  const Topo2dBase& level = topo.getLevel(0);
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  const ParametricDBInterface* db = m_projectionDB.get();
+  setMeshPointsOnCurve(level, points, db, m_curveNames.at(0), 0, 0, 1, jcv - 1);
+  setMeshPointsOnCurve(level, points, db, m_curveNames.at(1), icv, icv, 1, jcv - 1);
+  setMeshPointsOnCurve(level, points, db, m_curveNames.at(2), 0, icv, 0, 0);
+  setMeshPointsOnCurve(level, points, db, m_curveNames.at(3), 0, icv, jcv, jcv);
+  if (icv < 2) return;
+  // Finer levels stay at the origin; the smoother fills them.
+  for (int i = 1; i < icv; ++i) {
+    const TripletBase<float> south = points.at(at(level.getij(i, 0)));
+    const TripletBase<float> north = points.at(at(level.getij(i, jcv)));
+    for (int j = 1; j < jcv; ++j) points.at(at(level.getij(i, j))) = between(south, north, j, jcv);
+  }
+}
+
+void TurboTransform::setMeshPointsOnCurve(const Topo2dBase& level,
+                                          QORVector<TripletBase<float>>& points,
+                                          const ParametricDBInterface* db,
+                                          const std::string& curve, int i0, int i1, int j0,
+                                          int j1) {
+  // One body shared with the smoother.
+  Smooth2dbs::setMeshPointsOnCurve(level, points, db, curve, i0, i1, j0, j1);
+}
+
+void TurboTransform::reAdjustMesh() {
+  requireMesh("reAdjustMesh");
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  const double dt = 1.0 / jcv;
+
+  QORVector<TripletBase<float>> adjusted(at(level.getSize()), TripletBase<float>());
+  ParametricDB lineDB;
+  std::vector<TripletBase<float>> line(at(jcv + 1));
+  for (int i = 0; i <= icv; ++i) {
+    for (int j = 0; j <= jcv; ++j) line[at(j)] = m_meshPoints.at(at(level.getij(i, j)));
+    lineDB.createCurve("tmpCurve", line, ParametricCurve::curve2d);
+    static_cast<void>(lineDB.getLength("tmpCurve"));
+    adjusted.at(at(level.getij(i, 0))) = line.front();
+    for (int j = 1; j < jcv; ++j) {
+      TripletBase<float> p(lineDB.getPointAtParameter("tmpCurve", j * dt));
+      // The end lines are put back onto the inlet and the outlet.
+      if (i == 0) {
+        p = m_projectionDB->projectPoint(m_curveNames.at(0), p);
+      } else if (i == icv) {
+        p = m_projectionDB->projectPoint(m_curveNames.at(1), p);
+      }
+      adjusted.at(at(level.getij(i, j))) = p;
+    }
+    adjusted.at(at(level.getij(i, jcv))) = line.back();
+  }
+  m_meshPoints.swap(adjusted);
+}
+
+// ---- quality ---------------------------------------------------------------------------------
+
+int TurboTransform::checkQualityOfBMesh() const {
+  requireMesh("checkQualityOfBMesh");
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  long long positive = 0;
+  long long negative = 0;
+  // The cells of the first column are not examined (kept for compatibility).
+  for (int i = 1; i < icv; ++i) {
+    for (int j = 0; j < jcv; ++j) {
+      const TripletBase<float>& a = m_meshPoints.at(at(level.getij(i, j)));
+      const TripletBase<float>& b = m_meshPoints.at(at(level.getij(i + 1, j)));
+      const TripletBase<float>& c = m_meshPoints.at(at(level.getij(i, j + 1)));
+      const TripletBase<float>& d = m_meshPoints.at(at(level.getij(i + 1, j + 1)));
+      const float eix = ((b[0] + d[0]) - (a[0] + c[0])) * 0.5f;
+      const float eiy = ((b[1] + d[1]) - (a[1] + c[1])) * 0.5f;
+      const float ejx = ((c[0] + d[0]) - (a[0] + b[0])) * 0.5f;
+      const float ejy = ((c[1] + d[1]) - (a[1] + b[1])) * 0.5f;
+      const float cross = eix * ejy - eiy * ejx;
+      if (cross >= 0.0f) {
+        ++positive;
+      } else {
+        ++negative;
+      }
+    }
+  }
+  const double total = static_cast<double>(std::max<long long>(positive + negative, 1));
+  const double p = static_cast<double>(positive) / total;
+  const double n = static_cast<double>(negative) / total;
+  // The minority share is rounded to float before the comparison, so exactly 1 cell in 20 counts
+  // as folded (kept for compatibility).
+  const float minority = static_cast<float>(p <= n ? p : n);
+  return double(minority) > 0.05 ? 1 : 0;
+}
+
+}  // namespace qor

@@ -1,0 +1,374 @@
+/// @file
+/// Forward conversions: (axial, radial, theta) or Cartesian points to the values of the spaces,
+/// by locating each point in a background-mesh cell and interpolating the corner values.
+
+#include <cstddef>
+#include <vector>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/NumericalUtils.h"
+#include "qor/foundation/QuadtreeBucket.h"
+#include "qor/smoothing/Topo2dBase.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformLocate.h"
+
+namespace qor {
+
+namespace {
+
+using turbo_detail::Location;
+using turbo_detail::MeshView;
+
+const char* const kClass = "TurboTransform";
+constexpr int kSpaceCount = 8;
+
+inline bool isSpace(int s) { return static_cast<unsigned>(s) < static_cast<unsigned>(kSpaceCount); }
+
+[[noreturn]] void throwSpace(const char* function, int s) {
+  throw internal::error(kClass, function,
+                        SystemMsg("Space (%1) not allowed for conversion here") << s,
+                        errorType::fatal);
+}
+
+// How the values of a space are stored: one per node, one per j line (nspan) or one per i row
+// (rnm).
+enum class Storage { node, perJ, perI };
+
+inline Storage storageOf(int s) {
+  if (s == TurboTransform::nspan) return Storage::perJ;
+  if (s == TurboTransform::rnm) return Storage::perI;
+  return Storage::node;
+}
+
+// The values of one space with its storage; the array size has been checked against the mesh
+// once, so that the per-point code reads without further checks.
+struct Field {
+  const double* data = nullptr;
+  Storage storage = Storage::node;
+};
+
+Field fieldOf(const std::vector<double>& values, int s, const MeshView& mesh) {
+  const Storage storage = storageOf(s);
+  std::size_t needed;
+  switch (storage) {
+    case Storage::perJ: needed = static_cast<std::size_t>(mesh.jcv) + 1; break;
+    case Storage::perI: needed = static_cast<std::size_t>(mesh.icv) + 1; break;
+    default:
+      needed = static_cast<std::size_t>(mesh.begin) +
+               static_cast<std::size_t>(mesh.icv + 1) * static_cast<std::size_t>(mesh.jsize);
+  }
+  // An array shorter than the mesh reaches the checked container's failure path.
+  (void)values.at(needed - 1);
+  return {values.data(), storage};
+}
+
+// The four corner values of the cell in the order of the bilinear formula.
+template <typename T>
+inline void cornerValues(const Field& f, const Location& loc, T& w0, T& w1, T& w2, T& w3) {
+  switch (f.storage) {
+    case Storage::perJ:
+      w0 = w1 = static_cast<T>(f.data[loc.j]);
+      w2 = w3 = static_cast<T>(f.data[loc.j + 1]);
+      break;
+    case Storage::perI:
+      w0 = w2 = static_cast<T>(f.data[loc.i]);
+      w1 = w3 = static_cast<T>(f.data[loc.i + 1]);
+      break;
+    default:
+      w0 = static_cast<T>(f.data[loc.c0]);
+      w1 = static_cast<T>(f.data[loc.c1]);
+      w2 = static_cast<T>(f.data[loc.c2]);
+      w3 = static_cast<T>(f.data[loc.c3]);
+  }
+}
+
+inline float valueOf(const Field& f, const Location& loc) {
+  float w0, w1, w2, w3;
+  cornerValues(f, loc, w0, w1, w2, w3);
+  return turbo_detail::bilinear(loc.s, loc.t, w0, w1, w2, w3);
+}
+
+inline double valueOfDouble(const Field& f, const Location& loc) {
+  double w0, w1, w2, w3;
+  cornerValues(f, loc, w0, w1, w2, w3);
+  return NumericalUtils::calculateValueInQuadFromSTD(loc.s, loc.t, w0, w1, w2, w3);
+}
+
+MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>>& points,
+                const QuadtreeBucket* tree) {
+  const Topo2dBase& level = topo.getLevel(0);
+  MeshView v;
+  v.points = points.data();
+  v.count = points.size();
+  v.begin = level.begin();
+  v.jsize = level.getJsize();
+  v.icv = level.getIcv();
+  v.jcv = level.getJcv();
+  v.tree = tree;
+  return v;
+}
+
+// One space over a list of points; `pointAt(k)` yields point k in (axial, radial, theta).
+template <typename PointAt>
+void convertOneSpace(const MeshView& mesh, const Field& f, std::size_t n, float* out,
+                     PointAt pointAt) {
+  Location loc;
+  for (std::size_t k = 0; k < n; ++k) {
+    turbo_detail::locate(mesh, pointAt(k), loc);
+    out[k] = valueOf(f, loc);
+  }
+}
+
+// Several spaces over a list of points: each point is located once.
+template <typename PointAt>
+void convertSpaces(const MeshView& mesh, const std::vector<Field>& fields,
+                   const std::vector<float*>& outs, std::size_t n, TripletBase<float>* streamwise,
+                   TripletBase<float>* spanwise, PointAt pointAt) {
+  Location loc;
+  const std::size_t count = fields.size();
+  for (std::size_t k = 0; k < n; ++k) {
+    turbo_detail::locate(mesh, pointAt(k), loc);
+    for (std::size_t q = 0; q < count; ++q) outs[q][k] = valueOf(fields[q], loc);
+    if (streamwise != nullptr) {
+      turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);
+    }
+  }
+}
+
+}  // namespace
+
+// ---- (axial, radial, theta) ------------------------------------------------------------------
+
+float TurboTransform::convertARTtoSpace(space s, const TripletBase<float>& art) const {
+  requireMesh("convertARTtoSpace");
+  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  Location loc;
+  turbo_detail::locate(mesh, art, loc);
+  if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
+  return valueOf(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+}
+
+void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<float>>& art,
+                                       QORVector<float>& values) const {
+  const std::size_t n = art.size();
+  if (values.size() != n) values.resize(n);
+  if (n == 0) return;
+  // The checks of the point conversion, made once for the whole list.
+  requireMesh("convertARTtoSpace");
+  if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const TripletBase<float>* points = art.data();
+  convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
+    return points[k];
+  });
+}
+
+void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>& art,
+                                       std::vector<float>& values) const {
+  const std::size_t n = art.size();
+  // A failure leaves `values` as it was: the checks come before any write.
+  if (n > 0) {
+    requireMesh("convertARTtoSpace");
+    if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
+  }
+  if (values.size() != n) values.resize(n);
+  if (n == 0) return;
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const TripletBase<float>* points = art.data();
+  convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
+    return points[k];
+  });
+}
+
+void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVector<space>& spaces,
+                                       QORVector<std::vector<float>>& values) const {
+  QORVector<TripletBase<float>> streamwise, spanwise;
+  convertARTtoSpace(art, spaces, values, streamwise, spanwise, false);
+}
+
+void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVector<space>& spaces,
+                                       QORVector<std::vector<float>>& values,
+                                       QORVector<TripletBase<float>>& streamwise,
+                                       QORVector<TripletBase<float>>& spanwise,
+                                       bool withDirections) const {
+  requireMesh("convertARTtoSpace");
+  const std::size_t n = art.size();
+  if (values.size() != spaces.size()) values.resize(spaces.size());
+  for (std::vector<float>& list : values) {
+    if (list.size() != n) list.resize(n);
+  }
+  if (withDirections) {
+    if (streamwise.size() != n) streamwise.resize(n);
+    if (spanwise.size() != n) spanwise.resize(n);
+  }
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  std::vector<Field> fields;
+  std::vector<float*> outs;
+  fields.reserve(spaces.size());
+  outs.reserve(spaces.size());
+  for (std::size_t q = 0; q < spaces.size(); ++q) {
+    const int s = spaces[q];
+    if (!isSpace(s)) continue;  // skipped silently: its list keeps its contents
+    fields.push_back(fieldOf(m_spaceValues.at(s), s, mesh));
+    outs.push_back(values[q].data());
+  }
+  if (n == 0 || (fields.empty() && !withDirections)) return;
+  const TripletBase<float>* points = art.data();
+  convertSpaces(mesh, fields, outs, n, withDirections ? streamwise.data() : nullptr,
+                withDirections ? spanwise.data() : nullptr,
+                [points](std::size_t k) -> const TripletBase<float>& { return points[k]; });
+}
+
+// ---- (value, theta, nspan) -------------------------------------------------------------------
+
+void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art,
+                                          TripletBase<float>& out) const {
+  // The mesh is required; a transform without one fails here rather than in the search.
+  requireMesh("convertARTtoSpaceTNs");
+  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  Location loc;
+  turbo_detail::locate(mesh, art, loc);
+  if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
+  const float value = valueOf(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+  const float theta = art[2];
+  const float normalisedSpan = valueOf(fieldOf(m_spaceValues.at(nspan), nspan, mesh), loc);
+  out = TripletBase<float>(value, theta, normalisedSpan);
+}
+
+void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<double>& art,
+                                          TripletBase<double>& out) const {
+  requireMesh("convertARTtoSpaceTNs");
+  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  Location loc;
+  turbo_detail::locate(mesh, TripletBase<float>(art), loc);
+  if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
+  const double value = valueOfDouble(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+  const double theta = art[2];
+  const double normalisedSpan = valueOfDouble(fieldOf(m_spaceValues.at(nspan), nspan, mesh), loc);
+  out = TripletBase<double>(value, theta, normalisedSpan);
+}
+
+void TurboTransform::convertARTtoSpaceTNs(space s, const std::vector<TripletBase<float>>& art,
+                                          std::vector<TripletBase<float>>& out) const {
+  const std::size_t n = art.size();
+  if (out.size() != n) out.resize(n);
+  if (n == 0) return;
+  // The checks of the point form, made once for the whole list.
+  requireMesh("convertARTtoSpaceTNs");
+  if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const Field spanField = fieldOf(m_spaceValues.at(nspan), nspan, mesh);
+  Location loc;
+  for (std::size_t k = 0; k < n; ++k) {
+    turbo_detail::locate(mesh, art[k], loc);
+    const float theta = art[k][2];
+    out[k] = TripletBase<float>(valueOf(f, loc), theta, valueOf(spanField, loc));
+  }
+}
+
+// ---- Cartesian ---------------------------------------------------------------------------------
+
+float TurboTransform::convertXYZtoSpace(space s, const TripletBase<float>& xyz) const {
+  requireMesh("convertXYZtoSpace");
+  TripletBase<float> art;
+  transformToART(xyz, art);
+  return convertARTtoSpace(s, art);
+}
+
+void TurboTransform::convertXYZtoSpace(space s, const QORVector<TripletBase<float>>& xyz,
+                                       QORVector<float>& values) const {
+  requireMesh("convertARTtoSpace");
+  const std::size_t n = xyz.size();
+  if (values.size() != n) values.resize(n);
+  if (n == 0) return;
+  if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const TripletBase<float>* points = xyz.data();
+  TripletBase<float> art;
+  convertOneSpace(mesh, f, n, values.data(), [&](std::size_t k) -> const TripletBase<float>& {
+    transformToART(points[k], art);
+    return art;
+  });
+}
+
+void TurboTransform::convertXYZtoSpace(space s, std::vector<TripletBase<float>>& xyz,
+                                       std::vector<float>& values) const {
+  requireMesh("convertARTtoSpace");
+  const std::size_t n = xyz.size();
+  if (n > 0 && !isSpace(s)) throwSpace("convertARTtoSpace", s);
+  if (values.size() != n) values.resize(n);
+  if (n == 0) return;
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const TripletBase<float>* points = xyz.data();
+  TripletBase<float> art;
+  convertOneSpace(mesh, f, n, values.data(), [&](std::size_t k) -> const TripletBase<float>& {
+    transformToART(points[k], art);
+    return art;
+  });
+}
+
+void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVector<space>& spaces,
+                                       QORVector<std::vector<float>>& values) const {
+  QORVector<TripletBase<float>> streamwise, spanwise;
+  convertXYZtoSpace(xyz, spaces, values, streamwise, spanwise, false);
+}
+
+void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVector<space>& spaces,
+                                       QORVector<std::vector<float>>& values,
+                                       QORVector<TripletBase<float>>& streamwise,
+                                       QORVector<TripletBase<float>>& spanwise,
+                                       bool withDirections) const {
+  requireMesh("convertARTtoSpace");
+  const std::size_t n = xyz.size();
+  if (values.size() != spaces.size()) values.resize(spaces.size());
+  for (std::vector<float>& list : values) {
+    if (list.size() != n) list.resize(n);
+  }
+  if (withDirections) {
+    if (streamwise.size() != n) streamwise.resize(n);
+    if (spanwise.size() != n) spanwise.resize(n);
+  }
+  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::NodeGrid grid;
+  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  std::vector<Field> fields;
+  std::vector<float*> outs;
+  fields.reserve(spaces.size());
+  outs.reserve(spaces.size());
+  for (std::size_t q = 0; q < spaces.size(); ++q) {
+    const int s = spaces[q];
+    if (!isSpace(s)) continue;
+    fields.push_back(fieldOf(m_spaceValues.at(s), s, mesh));
+    outs.push_back(values[q].data());
+  }
+  if (n == 0 || (fields.empty() && !withDirections)) return;
+  const TripletBase<float>* points = xyz.data();
+  TripletBase<float> art;
+  convertSpaces(mesh, fields, outs, n, withDirections ? streamwise.data() : nullptr,
+                withDirections ? spanwise.data() : nullptr,
+                [&](std::size_t k) -> const TripletBase<float>& {
+                  transformToART(points[k], art);
+                  return art;
+                });
+}
+
+}  // namespace qor

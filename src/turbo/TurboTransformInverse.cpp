@@ -1,0 +1,298 @@
+/// @file
+/// Inverse conversions of `TurboTransform`: (space value, theta, normalised span) back to
+/// (axial, radial, theta), with the one-entry cache of the search line.
+
+#include <cstddef>
+#include <vector>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/NumericalUtils.h"
+#include "qor/smoothing/Topo2dBase.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qor {
+
+namespace {
+
+// The way a space is searched by the inverse conversions.
+enum class InverseWay { full, simple, refused };
+
+InverseWay inverseWayOf(TurboTransform::space s) {
+  switch (static_cast<int>(s)) {
+    case TurboTransform::mprime:
+    case TurboTransform::m:
+    case TurboTransform::nmprime:
+    case TurboTransform::nm:
+    case TurboTransform::mprimeScaled:
+      return InverseWay::full;
+    case TurboTransform::rnm:
+      return InverseWay::simple;
+    default:
+      return InverseWay::refused;
+  }
+}
+
+[[noreturn]] void throwSpaceRefused(TurboTransform::space s) {
+  throw internal::error("TurboTransform", "convertSpaceTNsToART",
+                        SystemMsg("Space (%1) not allowed for conversion here.") << static_cast<int>(s),
+                        errorType::fatal);
+}
+
+// Clamps to [0, 1]; NaN goes to 0, like a value below the first entry of a search line.
+double clampUnit(double v) {
+  if (!(v > 0.0)) return 0.0;
+  if (v > 1.0) return 1.0;
+  return v;
+}
+
+}  // namespace
+
+// ---- dispatch -------------------------------------------------------------------------------
+
+void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>& in,
+                                          TripletBase<float>& out) const {
+  switch (inverseWayOf(s)) {
+    case InverseWay::full:
+      requireMesh("convertARTtoSpace");
+      convertOnSfullMtoART(s, in, out);
+      return;
+    case InverseWay::simple:
+      requireMesh("convertARTtoSpace");
+      convertOnSsimpleMtoART(s, in, out);
+      return;
+    case InverseWay::refused:
+      break;
+  }
+  throwSpaceRefused(s);
+}
+
+void TurboTransform::convertSpaceTNsToART(space s, const std::vector<TripletBase<float>>& in,
+                                          std::vector<TripletBase<float>>& out) const {
+  if (in.empty()) return;
+  if (out.size() != in.size()) out.resize(in.size());
+  for (std::size_t k = 0; k < in.size(); ++k) convertSpaceTNsToART(s, in[k], out[k]);
+}
+
+void TurboTransform::convertSpaceTNsToARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                                    TripletBase<double>& out, bool onHub) const {
+  switch (inverseWayOf(s)) {
+    case InverseWay::full:
+      requireMesh("convertARTtoSpace");
+      convertOnSfullMtoARTspanEQ0or1(s, in, out, onHub);
+      return;
+    case InverseWay::simple:
+      requireMesh("convertARTtoSpace");
+      convertOnSsimpleMtoARTspanEQ0or1(s, in, out, onHub);
+      return;
+    case InverseWay::refused:
+      break;
+  }
+  throwSpaceRefused(s);
+}
+
+// ---- single precision, any span ---------------------------------------------------------------
+
+void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
+                                          TripletBase<float>& out) const {
+  const double ns = clampUnit(in[2]);
+
+  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != ns) {
+    // Rebuild the search line. The cache stays marked invalid until it is complete, so a failure
+    // part-way leaves no half-built line behind.
+    m_cacheInvalid = 1;
+    QORVector<TripletBase<float>> points;
+    getConstantSpaceNspan(ns, points);
+    m_cachedCurve.assign(points.size(), 0.0);
+    for (std::size_t k = 0; k < points.size(); ++k) m_cachedCurve[k] = convertARTtoSpace(s, points[k]);
+    m_cachedKey = static_cast<int>(s);
+    m_cachedValue = ns;
+    m_cacheInvalid = 0;
+  }
+
+  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
+  double a = 0.0, b = 0.0;
+  interpolateOnDouble(m_cachedCurve, static_cast<double>(in[0]), i0, i1, a);
+  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const TripletBase<float>& p00 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j0)));
+  const TripletBase<float>& p10 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j0)));
+  const TripletBase<float>& p01 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j1)));
+  const TripletBase<float>& p11 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j1)));
+  const float fa = static_cast<float>(a);
+  const float fb = static_cast<float>(b);
+  out[0] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]);
+  out[1] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]);
+  out[2] = in[1];
+}
+
+void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& in,
+                                            TripletBase<float>& out) const {
+  const double value = clampUnit(in[0]);
+  const double ns = clampUnit(in[2]);
+
+  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
+  double a = 0.0, b = 0.0;
+  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, i0, i1, a);
+  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const TripletBase<float>& p00 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j0)));
+  const TripletBase<float>& p10 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j0)));
+  const TripletBase<float>& p01 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j1)));
+  const TripletBase<float>& p11 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j1)));
+  const float fa = static_cast<float>(a);
+  const float fb = static_cast<float>(b);
+  out[0] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]);
+  out[1] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]);
+  out[2] = in[1];
+}
+
+// ---- double precision on the hub or the shroud ------------------------------------------------
+
+void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                                    TripletBase<double>& out, bool onHub) const {
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const int jStar = onHub ? 0 : level.getJcv();
+  // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
+  const double key = onHub ? 0.0 : 1.0;
+
+  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != key) {
+    m_cacheInvalid = 1;
+    const int isize = level.getIsize();
+    m_cachedCurve.assign(static_cast<std::size_t>(isize), 0.0);
+    for (int i = 0; i < isize; ++i) {
+      const TripletBase<float>& node = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, jStar)));
+      m_cachedCurve[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
+    }
+    m_cachedKey = static_cast<int>(s);
+    m_cachedValue = key;
+    m_cacheInvalid = 0;
+  }
+
+  int lo = 0, hi = 0;
+  double w = 0.0;
+  interpolateOnDouble(m_cachedCurve, in[0], lo, hi, w);
+  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
+  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
+  out[2] = in[1];
+}
+
+void TurboTransform::convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
+                                                      TripletBase<double>& out, bool onHub) const {
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const int jStar = onHub ? 0 : level.getJcv();
+  const double value = clampUnit(in[0]);
+
+  int lo = 0, hi = 0;
+  double w = 0.0;
+  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, lo, hi, w);
+  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
+  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
+  out[2] = in[1];
+}
+
+// ---- many points at one span ------------------------------------------------------------------
+
+void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValue,
+                                                        const std::vector<TripletBase<double>>& in,
+                                                        std::vector<TripletBase<double>>& out) const {
+  if (out.size() != in.size()) out.resize(in.size());
+  requireMesh("convertARTtoSpace");
+
+  QORVector<double> values;
+  QORVector<TripletBase<float>> points;
+  getSpaceOnConstantSpan(s, spanValue, values, points);
+
+  for (std::size_t k = 0; k < in.size(); ++k) {
+    int lo = 0, hi = 0;
+    double w = 0.0;
+    interpolateOnDouble(values, in[k][0], lo, hi, w);
+    const TripletBase<double> pLo(points.at(static_cast<std::size_t>(lo)));
+    const TripletBase<double> pHi(points.at(static_cast<std::size_t>(hi)));
+    const TripletBase<double> p = pLo + (pHi - pLo) * w;
+    out[k] = TripletBase<double>(p[0], p[1], in[k][1]);
+  }
+}
+
+// ---- search helpers ---------------------------------------------------------------------------
+
+void TurboTransform::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
+                                         int& hi, double& w) const {
+  const std::size_t n = values.size();
+  if (n == 0) return;
+  if (n == 1) {
+    lo = 0;
+    hi = 0;
+    w = 0.0;
+    return;
+  }
+  // Written so that NaN x falls here too: no extrapolation before the first value.
+  if (!(x > values[0])) {
+    lo = 0;
+    hi = 1;
+    w = 0.0;
+    return;
+  }
+  if (x >= values[n - 1]) {
+    lo = static_cast<int>(n) - 2;
+    hi = static_cast<int>(n) - 1;
+    w = 1.0;
+    return;
+  }
+
+  // upper: first index whose value is greater than x. The binary searches stay within the array
+  // even for unsorted or NaN data; the result is then clamped to a valid bracket.
+  std::size_t first = 0;
+  std::size_t count = n;
+  while (count > 0) {
+    const std::size_t step = count / 2;
+    const std::size_t it = first + step;
+    if (!(x < values[it])) {
+      first = it + 1;
+      count -= step + 1;
+    } else {
+      count = step;
+    }
+  }
+  std::size_t upper = first;
+  if (upper > n - 1) upper = n - 1;
+  if (upper < 1) upper = 1;
+
+  // lower: first index whose value is not below x, searched within [0, upper].
+  first = 0;
+  count = upper;
+  while (count > 0) {
+    const std::size_t step = count / 2;
+    const std::size_t it = first + step;
+    if (values[it] < x) {
+      first = it + 1;
+      count -= step + 1;
+    } else {
+      count = step;
+    }
+  }
+  const std::size_t lower = (first < upper && values[first] == x) ? first : upper - 1;
+
+  lo = static_cast<int>(lower);
+  hi = static_cast<int>(upper);
+  const double d = values[upper] - values[lower];
+  // A bracket narrower than a few ulps of its upper value is not divided by.
+  if (100.0 * NumericalUtils::spacing(values[upper]) <= d) {
+    w = (x - values[lower]) / d;
+  } else {
+    w = 0.5;
+  }
+}
+
+void TurboTransform::getNSpanValues(std::vector<double>& out) const {
+  out = m_spaceValues.at(nspan);
+}
+
+}  // namespace qor

@@ -1,0 +1,104 @@
+#pragma once
+/// @file
+/// Point location in the background mesh, shared by the location, forward-conversion and
+/// unit-vector code of `TurboTransform`. Internal; never installed.
+///
+/// Everything here works on a plain view of the mesh so that the hot loops of the list
+/// conversions can run without going through the public interface per point, and without
+/// allocating anything.
+
+#include <cstddef>
+#include <vector>
+
+#include "qor/foundation/TripletBase.h"
+
+namespace qor {
+
+class QuadtreeBucket;
+
+namespace turbo_detail {
+
+/// A uniform bucket grid over the mesh nodes for the list conversions: built per call when many
+/// points are converted, it answers exactly what the brute-force scan answers (the same float
+/// distance expression, the lowest index winning a tie).
+class NodeGrid {
+ public:
+  void build(const TripletBase<float>* points, std::size_t count);
+  bool empty() const { return m_count == 0; }
+  int nearest(const TripletBase<float>& p) const;
+
+ private:
+  int cellX(double x) const;
+  int cellY(double y) const;
+
+  const TripletBase<float>* m_points = nullptr;
+  std::size_t m_count = 0;
+  double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
+  int m_nx = 1, m_ny = 1;
+  std::vector<int> m_start;   // first entry of each cell in the packed arrays, cells y-major
+  std::vector<float> m_xy;    // packed coordinates, two per entry
+  std::vector<int> m_index;   // node index of each entry
+};
+
+/// A read-only view of level 0 of the background mesh and of its nearest-node search.
+struct MeshView {
+  const TripletBase<float>* points = nullptr;  ///< m_meshPoints
+  std::size_t count = 0;                       ///< number of entries of m_meshPoints
+  int begin = 0;                               ///< global index of node (0, 0)
+  int jsize = 0;                               ///< nodes per i row
+  int icv = 0;                                 ///< last i
+  int jcv = 0;                                 ///< last j
+  const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
+  const NodeGrid* grid = nullptr;              ///< a per-call grid, preferred when present
+};
+
+/// Result of a cell search: the cell (i, j), its corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as
+/// global node indices, and the local coordinates of the point (s along i, t along j).
+struct Location {
+  int i = 0;
+  int j = 0;
+  int c0 = 0;
+  int c1 = 0;
+  int c2 = 0;
+  int c3 = 0;
+  float s = 0.0f;
+  float t = 0.0f;
+};
+
+/// Index minimising (x - x_k)^2 + (y - y_k)^2 in float; the lowest index wins a tie; 0 when no
+/// distance is finite.
+int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
+                          const TripletBase<float>& p);
+
+/// Builds `grid` and attaches it to `mesh` when a list of `points` points is long enough for the
+/// grid to pay off, unless the caller asked for brute-force search.
+void attachGrid(MeshView& mesh, NodeGrid& grid, std::size_t points, bool bruteForce);
+
+/// Nearest node by the grid or quadtree of the view, or by brute force when it has neither.
+int nearestNode(const MeshView& mesh, const TripletBase<float>& p);
+
+/// The cells (i, j) touching node `node`, in ranking order; returns 1, 2 or 4.
+int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]);
+
+/// The best cell for `p` among the cells around node `node`, and the local coordinates of `p`.
+void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
+                        Location& out);
+
+/// Nearest node, then the best cell around it.
+inline void locate(const MeshView& mesh, const TripletBase<float>& p, Location& out) {
+  bestCellAroundNode(mesh, nearestNode(mesh, p), p, out);
+}
+
+/// Unit directions of increasing i (streamwise) and increasing j (spanwise) of the cell: the
+/// differences of the mid-edge points, each divided by its length unless that is 0.
+void cellDirections(const TripletBase<float>* points, const Location& cell,
+                    TripletBase<float>& streamwise, TripletBase<float>& spanwise);
+
+/// The bilinear value of a cell, term by term as `NumericalUtils::calculateValueInQuadFromST`
+/// evaluates it, so that the result is bit-identical while the compiler may inline it.
+inline float bilinear(float s, float t, float w0, float w1, float w2, float w3) {
+  return (1.0f - s) * (1.0f - t) * w0 + s * (1.0f - t) * w1 + (1.0f - s) * t * w2 + s * t * w3;
+}
+
+}  // namespace turbo_detail
+}  // namespace qor

@@ -1,0 +1,435 @@
+/// @file
+/// Point location in the background mesh: the nearest node, the cells around it and the best cell
+/// with the local coordinates (s, t) of the point.
+
+#include <algorithm>
+#include <cmath>
+#include <initializer_list>
+#include <limits>
+
+#include "qor/foundation/NumericalUtils.h"
+#include "qor/foundation/QuadtreeBucket.h"
+#include "qor/smoothing/Topo2dBase.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformLocate.h"
+
+namespace qor {
+namespace turbo_detail {
+
+namespace {
+
+constexpr float kFloatMax = std::numeric_limits<float>::max();
+
+// Squared planar distance with the overflow rule of the location code: a difference component
+// at or beyond the largest float makes the result the largest float.
+inline float squaredPlanar(float dx, float dy) {
+  if (std::fabs(dx) >= kFloatMax || std::fabs(dy) >= kFloatMax) return kFloatMax;
+  return static_cast<float>(double(dx) * dx + double(dy) * dy);
+}
+
+// The test "1000 spacing(R) < R" of a cell of real size. For a normal finite R it always holds
+// (spacing is R's unit in the last place, about 1.2e-7 R), so the service is asked only about
+// zero, subnormal and non-finite radii.
+inline bool hasRealSize(float radius) {
+  if (radius >= std::numeric_limits<float>::min() && radius <= kFloatMax) return true;
+  return 1000.0f * NumericalUtils::spacing(radius) < radius;
+}
+
+// Below this magnitude the squared difference of two coordinates cannot overflow a float, so the
+// edge lengths of a cell are finite.
+constexpr float kSafeCoordinate = 1e18f;
+
+inline bool safeCorner(const TripletBase<float>& p) {
+  return std::fabs(p[0]) < kSafeCoordinate && std::fabs(p[1]) < kSafeCoordinate;
+}
+
+inline float planarLength(float dx, float dy) {
+  const float sq = squaredPlanar(dx, dy);
+  return sq == kFloatMax ? kFloatMax : std::sqrt(sq);
+}
+
+// The direct solve and its two retries with the point pulled onto a circle around the cell
+// centre. Returns the flags of the last solve that stands.
+void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
+                 const TripletBase<float>& b, const TripletBase<float>& c,
+                 const TripletBase<float>& d, float& s, float& t, bool& flag1, bool& flag2,
+                 bool& flag3) {
+  NumericalUtils::searchForSTinQuad(s, t, p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0],
+                                    d[1], flag1, flag2, flag3, 50, 0.01f, 0.00001f);
+  if (!flag1 && flag2) return;
+
+  const TripletBase<float> centre = (a + b + c + d) * 0.25;
+  float largest = squaredPlanar(a[0] - centre[0], a[1] - centre[1]);
+  float smallest = largest;
+  for (const TripletBase<float>* corner : {&b, &c, &d}) {
+    const float sq = squaredPlanar((*corner)[0] - centre[0], (*corner)[1] - centre[1]);
+    if (sq > largest) largest = sq;
+    if (sq < smallest) smallest = sq;
+  }
+  const float bigRadius = std::sqrt(largest);
+  if (!hasRealSize(bigRadius)) return;  // degenerate cell
+
+  const TripletBase<float> offset(p[0] - centre[0], p[1] - centre[1], 0.0f);
+  const float distance = offset.length();
+  // A point at the centre cannot be pulled onto a circle: the direct solve stands.
+  if (distance == 0.0f) return;
+
+  auto retry = [&](float radius) {
+    const float f = radius / distance;
+    const TripletBase<float> q = centre + offset * f;
+    NumericalUtils::searchForSTinQuad(s, t, q[0], q[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0],
+                                      d[1], flag1, flag2, flag3, 50, 1.0f, 0.00001f);
+    s = (s - 0.5f) / f + 0.5f;
+    t = (t - 0.5f) / f + 0.5f;
+  };
+  retry(bigRadius);
+  if (flag2) return;
+  const float smallRadius = std::sqrt(smallest);
+  if (hasRealSize(smallRadius)) retry(smallRadius);
+}
+
+inline float outside(float v) {
+  if (v < 0.0f) return -v;
+  if (v > 1.0f) return v - 1.0f;
+  return 0.0f;
+}
+
+}  // namespace
+
+int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
+                          const TripletBase<float>& p) {
+  const float px = p[0], py = p[1];
+  int best = 0;
+  float bestDistance = std::numeric_limits<float>::infinity();
+  for (std::size_t k = 0; k < count; ++k) {
+    const float dx = px - points[k][0];
+    const float dy = py - points[k][1];
+    const float sq = dx * dx + dy * dy;
+    if (sq < bestDistance) {
+      bestDistance = sq;
+      best = static_cast<int>(k);
+    }
+  }
+  return best;
+}
+
+void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
+  m_points = points;
+  m_count = count;
+  if (count == 0) return;
+  double xmin = points[0][0], xmax = xmin, ymin = points[0][1], ymax = ymin;
+  for (std::size_t k = 1; k < count; ++k) {
+    const double x = points[k][0], y = points[k][1];
+    if (x < xmin) xmin = x;
+    if (x > xmax) xmax = x;
+    if (y < ymin) ymin = y;
+    if (y > ymax) ymax = y;
+  }
+  double w = xmax - xmin, h = ymax - ymin;
+  if (!std::isfinite(w) || !std::isfinite(h)) {  // marked or non-finite nodes: scan instead
+    m_count = 0;
+    return;
+  }
+  const double extent = std::max(std::max(w, h), 1e-30);
+  if (w < 1e-6 * extent) w = extent;
+  if (h < 1e-6 * extent) h = extent;
+  // About two cells per node over the bounding box: on curved passages, which fill a part of
+  // their box, this keeps one or two nodes in an occupied cell.
+  const double cells = std::min(2.0 * static_cast<double>(count), 4.0e6);
+  m_nx = static_cast<int>(std::clamp(std::sqrt(cells * w / h), 1.0, 4096.0));
+  m_ny = static_cast<int>(std::clamp(cells / m_nx, 1.0, 4096.0));
+  m_x0 = xmin;
+  m_y0 = ymin;
+  m_cw = w / m_nx;
+  m_ch = h / m_ny;
+  m_invW = 1.0 / m_cw;
+  m_invH = 1.0 / m_ch;
+  // Cell bounds are recomputed from the same formulas; this covers their rounding.
+  m_slack = 1e-9 * extent + 4.0 * std::numeric_limits<double>::epsilon() *
+                                (std::fabs(xmin) + std::fabs(ymin) + 2.0 * extent);
+
+  const std::size_t ncell = static_cast<std::size_t>(m_nx) * static_cast<std::size_t>(m_ny);
+  std::vector<int> cellOf(count);
+  m_start.assign(ncell + 1, 0);
+  for (std::size_t k = 0; k < count; ++k) {
+    const int c = cellY(points[k][1]) * m_nx + cellX(points[k][0]);
+    cellOf[k] = c;
+    ++m_start[static_cast<std::size_t>(c) + 1];
+  }
+  for (std::size_t c = 0; c < ncell; ++c) m_start[c + 1] += m_start[c];
+  std::vector<int> fill(m_start.begin(), m_start.end() - 1);
+  m_xy.resize(2 * count);
+  m_index.resize(count);
+  for (std::size_t k = 0; k < count; ++k) {
+    const int e = fill[static_cast<std::size_t>(cellOf[k])]++;
+    m_xy[2 * static_cast<std::size_t>(e)] = points[k][0];
+    m_xy[2 * static_cast<std::size_t>(e) + 1] = points[k][1];
+    m_index[static_cast<std::size_t>(e)] = static_cast<int>(k);
+  }
+}
+
+int NodeGrid::cellX(double x) const {
+  const double c = std::floor((x - m_x0) * m_invW);
+  if (!(c > 0.0)) return 0;
+  return c >= m_nx - 1 ? m_nx - 1 : static_cast<int>(c);
+}
+
+int NodeGrid::cellY(double y) const {
+  const double c = std::floor((y - m_y0) * m_invH);
+  if (!(c > 0.0)) return 0;
+  return c >= m_ny - 1 ? m_ny - 1 : static_cast<int>(c);
+}
+
+int NodeGrid::nearest(const TripletBase<float>& p) const {
+  const float px = p[0], py = p[1];
+  if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(m_points, m_count, p);
+  const int cx = cellX(px), cy = cellY(py);
+  float best = std::numeric_limits<float>::infinity();
+  int bestIndex = 0;
+  auto scanCell = [&](int x, int y) {
+    const int c = y * m_nx + x;
+    const int end = m_start[static_cast<std::size_t>(c) + 1];
+    for (int e = m_start[static_cast<std::size_t>(c)]; e < end; ++e) {
+      // The expression of the brute-force scan; visiting order differs, so ties compare indices.
+      const float dx = px - m_xy[2 * static_cast<std::size_t>(e)];
+      const float dy = py - m_xy[2 * static_cast<std::size_t>(e) + 1];
+      const float sq = dx * dx + dy * dy;
+      const int k = m_index[static_cast<std::size_t>(e)];
+      if (sq < best || (sq == best && k < bestIndex)) {
+        best = sq;
+        bestIndex = k;
+      }
+    }
+  };
+  const int maxRing = std::max(m_nx, m_ny);
+  for (int r = 0; r <= maxRing; ++r) {
+    const int x0 = cx - r, x1 = cx + r, y0 = cy - r, y1 = cy + r;
+    if (r == 0) {
+      scanCell(cx, cy);
+    } else {
+      for (int x = std::max(x0, 0); x <= std::min(x1, m_nx - 1); ++x) {
+        if (y0 >= 0) scanCell(x, y0);
+        if (y1 < m_ny) scanCell(x, y1);
+      }
+      for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_ny - 1); ++y) {
+        if (x0 >= 0) scanCell(x0, y);
+        if (x1 < m_nx) scanCell(x1, y);
+      }
+    }
+    // Every node not yet seen lies in one of the strips of the grid beyond the block of rings
+    // 0..r: at least `gap` away from the point, wherever the point is.
+    const double gx1 = m_x0 + m_nx * m_cw, gy1 = m_y0 + m_ny * m_ch;
+    auto rectDistance = [px, py](double ax, double bx, double ay, double by) {
+      const double dx = std::max(std::max(ax - px, 0.0), px - bx);
+      const double dy = std::max(std::max(ay - py, 0.0), py - by);
+      return std::sqrt(dx * dx + dy * dy);
+    };
+    double gap = std::numeric_limits<double>::infinity();
+    if (x0 > 0) gap = std::min(gap, rectDistance(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
+    if (x1 < m_nx - 1) gap = std::min(gap, rectDistance(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
+    if (y0 > 0) gap = std::min(gap, rectDistance(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
+    if (y1 < m_ny - 1) gap = std::min(gap, rectDistance(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
+    if (gap == std::numeric_limits<double>::infinity()) break;  // the whole grid is searched
+    gap -= m_slack;
+    // Float distances of farther nodes are at least gap^2 less a few ulps: stop only when they
+    // would exceed the best strictly, so that equal distances still reach the lower index.
+    if (gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best)) break;
+  }
+  return bestIndex;
+}
+
+void attachGrid(MeshView& mesh, NodeGrid& grid, std::size_t points, bool bruteForce) {
+  // Building costs about as much as a few dozen tree searches per node.
+  if (bruteForce || points < 32 || points * 32 < mesh.count) return;
+  grid.build(mesh.points, mesh.count);
+  if (!grid.empty()) mesh.grid = &grid;
+}
+
+int nearestNode(const MeshView& mesh, const TripletBase<float>& p) {
+  if (mesh.grid != nullptr) return mesh.grid->nearest(p);
+  if (mesh.tree != nullptr) return static_cast<int>(mesh.tree->findNearestPoint(p));
+  return nearestNodeBruteForce(mesh.points, mesh.count, p);
+}
+
+int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]) {
+  const int local = node - mesh.begin;
+  const int i = local / mesh.jsize;
+  const int j = local % mesh.jsize;
+  const int I = mesh.icv, J = mesh.jcv;
+  auto put = [&](int n, int ci, int cj) {
+    cells[n][0] = ci;
+    cells[n][1] = cj;
+  };
+  if (i == 0 && j == 0) {
+    put(0, 0, 0);
+    return 1;
+  }
+  if (i == 0 && j == J) {
+    put(0, 0, J - 1);
+    return 1;
+  }
+  if (i == I && j == 0) {
+    put(0, I - 1, 0);
+    return 1;
+  }
+  if (i == I && j == J) {
+    put(0, I - 1, J - 1);
+    return 1;
+  }
+  if (i == 0) {
+    put(0, 0, j);
+    put(1, 0, j - 1);
+    return 2;
+  }
+  if (i == I) {
+    put(0, I - 1, j);
+    put(1, I - 1, j - 1);
+    return 2;
+  }
+  if (j == 0) {
+    put(0, i, 0);
+    put(1, i - 1, 0);
+    return 2;
+  }
+  if (j == J) {
+    put(0, i, J - 1);
+    put(1, i - 1, J - 1);
+    return 2;
+  }
+  put(0, i, j);
+  put(1, i, j - 1);
+  put(2, i - 1, j);
+  put(3, i - 1, j - 1);
+  return 4;
+}
+
+void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
+                        Location& out) {
+  int cells[4][2];
+  const int count = cellsAroundNode(mesh, node, cells);
+  const TripletBase<float>* P = mesh.points;
+
+  int bestFirst = -1, bestSecond = -1;
+  float scoreFirst = 0.0f, scoreSecond = 0.0f;
+  Location candidate[4];
+  for (int n = 0; n < count; ++n) {
+    Location& loc = candidate[n];
+    loc.i = cells[n][0];
+    loc.j = cells[n][1];
+    loc.c0 = mesh.begin + loc.i * mesh.jsize + loc.j;
+    loc.c1 = loc.c0 + mesh.jsize;
+    loc.c2 = loc.c0 + 1;
+    loc.c3 = loc.c1 + 1;
+    const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
+    bool flag1 = false, flag2 = false, flag3 = false;
+    solveInCell(p, a, b, c, d, loc.s, loc.t, flag1, flag2, flag3);
+    if (!flag2 && flag3) continue;  // not a candidate at all
+
+    // Mean edge lengths weigh the distance outside the cell. Inside the cell both distances are
+    // 0, and with finite lengths their products are 0: the lengths are then not needed.
+    const float os = outside(loc.s), ot = outside(loc.t);
+    const bool finiteEdges = safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d);
+    float score = 0.0f;
+    if (os != 0.0f || ot != 0.0f || !finiteEdges) {
+      const float li = 0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) +
+                               planarLength(d[0] - c[0], d[1] - c[1]));
+      const float lj = 0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) +
+                               planarLength(d[0] - b[0], d[1] - b[1]));
+      score = os * li + ot * lj;
+    }
+    if (flag2) {
+      if (bestFirst < 0 || score < scoreFirst) {
+        bestFirst = n;
+        scoreFirst = score;
+      }
+      // Scores are never negative and only a strictly smaller one replaces the best: a
+      // first-rank cell that holds the point cannot be beaten by a later candidate.
+      if (score == 0.0f) break;
+    } else if (bestSecond < 0 || score < scoreSecond) {
+      bestSecond = n;
+      scoreSecond = score;
+    }
+  }
+
+  if (bestFirst >= 0) {
+    out = candidate[bestFirst];
+  } else if (bestSecond >= 0) {
+    out = candidate[bestSecond];
+  } else {
+    out.i = cells[0][0];
+    out.j = cells[0][1];
+    out.c0 = mesh.begin + out.i * mesh.jsize + out.j;
+    out.c1 = out.c0 + mesh.jsize;
+    out.c2 = out.c0 + 1;
+    out.c3 = out.c1 + 1;
+    out.s = 0.0f;
+    out.t = 0.0f;
+  }
+}
+
+void cellDirections(const TripletBase<float>* points, const Location& cell,
+                    TripletBase<float>& streamwise, TripletBase<float>& spanwise) {
+  const TripletBase<float>&a = points[cell.c0], &b = points[cell.c1], &c = points[cell.c2],
+                          &d = points[cell.c3];
+  streamwise = ((b + d) - (a + c)) * 0.5;
+  spanwise = ((c + d) - (a + b)) * 0.5;
+  const float ls = streamwise.length();
+  if (ls != 0.0f) streamwise /= ls;
+  const float lt = spanwise.length();
+  if (lt != 0.0f) spanwise /= lt;
+}
+
+}  // namespace turbo_detail
+
+namespace {
+
+turbo_detail::MeshView viewOf(const Topo2dMultiLevel& topo, const TripletBase<float>* points,
+                              std::size_t count, const QuadtreeBucket* tree) {
+  const Topo2dBase& level = topo.getLevel(0);
+  turbo_detail::MeshView v;
+  v.points = points;
+  v.count = count;
+  v.begin = level.begin();
+  v.jsize = level.getJsize();
+  v.icv = level.getIcv();
+  v.jcv = level.getJcv();
+  v.tree = tree;
+  return v;
+}
+
+}  // namespace
+
+int TurboTransform::getClosestIndex(const TripletBase<float>& point) const {
+  if (m_noQuadtree || !m_quadtree) return getClosestIndexBruteForce(point);
+  return static_cast<int>(m_quadtree->findNearestPoint(point));
+}
+
+int TurboTransform::getClosestIndexBruteForce(const TripletBase<float>& point) const {
+  return turbo_detail::nearestNodeBruteForce(m_meshPoints.data(), m_meshPoints.size(), point);
+}
+
+int TurboTransform::findClosestElements(const TripletBase<float>& point, int cells[4][2]) const {
+  requireMesh("findClosestElements");
+  const turbo_detail::MeshView view =
+      viewOf(*m_topo, m_meshPoints.data(), m_meshPoints.size(), nullptr);
+  return turbo_detail::cellsAroundNode(view, getClosestIndex(point), cells);
+}
+
+void TurboTransform::getBestQuad(const TripletBase<float>& point, int& corner0, int& corner1,
+                                 int& corner2, int& corner3, float& s, float& t) const {
+  requireMesh("getBestQuad");
+  const turbo_detail::MeshView view =
+      viewOf(*m_topo, m_meshPoints.data(), m_meshPoints.size(),
+             m_noQuadtree ? nullptr : m_quadtree.get());
+  turbo_detail::Location loc;
+  turbo_detail::locate(view, point, loc);
+  corner0 = loc.c0;
+  corner1 = loc.c1;
+  corner2 = loc.c2;
+  corner3 = loc.c3;
+  s = loc.s;
+  t = loc.t;
+}
+
+}  // namespace qor

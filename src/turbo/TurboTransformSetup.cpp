@@ -1,0 +1,334 @@
+// Construction, copying and set-up of TurboTransform: the axis, the ART conversion of Cartesian
+// points, the projection database of the four boundary curves and the small accessors.
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/NumericalUtils.h"
+#include "qor/foundation/ParametricCurve.h"
+#include "qor/foundation/QuadtreeBucket.h"
+#include "qor/parametric/ParametricDB.h"
+#include "qor/parametric/ParametricDBFactory.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qor {
+
+namespace {
+
+const char* const kClass = "TurboTransform";
+
+// Cross product formed in double from single-precision inputs, held in single precision.
+TripletBase<float> crossInDouble(const TripletBase<float>& a, const TripletBase<float>& b) {
+  const double ax = a[0], ay = a[1], az = a[2];
+  const double bx = b[0], by = b[1], bz = b[2];
+  return {static_cast<float>(ay * bz - az * by), static_cast<float>(az * bx - ax * bz),
+          static_cast<float>(ax * by - ay * bx)};
+}
+
+double dotInDouble(const TripletBase<float>& a, const TripletBase<float>& b) {
+  return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
+}
+
+// Rejects a boundary curve that no set-up could use: empty, a single point (or points that all
+// coincide), or a coordinate that is not finite (or carries the invalid-coordinate mark). The check runs before the transform changes,
+// so a rejected call leaves the object exactly as it was.
+void checkCurve(const TripletQORVector& curve, const char* name, const char* function) {
+  if (curve.empty()) {
+    throw data::invalid(kClass, function, UserMsg("Curve %1 is empty.") << name, errorType::fatal);
+  }
+  if (curve.size() < 2) {
+    throw data::invalid(kClass, function,
+                        UserMsg("Curve %1 has too few points (%2); at least 2 are needed.")
+                            << name << curve.size(),
+                        errorType::fatal);
+  }
+  for (unsigned int k = 0; k < curve.size(); ++k) {
+    for (int c = 0; c < 3; ++c) {
+      const float v = curve[k][c];
+      if (!std::isfinite(v) || v == invalidCoordinate) {
+        throw data::invalid(kClass, function,
+                            UserMsg("Curve %1 has a non-finite or invalid coordinate at point %2.")
+                                << name << k,
+                            errorType::fatal);
+      }
+    }
+  }
+  bool distinct = false;
+  for (unsigned int k = 1; k < curve.size() && !distinct; ++k) distinct = curve[k] != curve[0];
+  if (!distinct) {
+    throw data::invalid(kClass, function,
+                        UserMsg("Curve %1 has too few distinct points; all %2 coincide.")
+                            << name << curve.size(),
+                        errorType::fatal);
+  }
+}
+
+void checkCloudStart(const TripletQORVector& curve, int start, const char* name,
+                     const char* function) {
+  if (start >= 0 && static_cast<unsigned int>(start) >= curve.size()) {
+    throw data::invalid(kClass, function,
+                        UserMsg("Start index %1 of curve %2 is beyond its %3 points.")
+                            << start << name << curve.size(),
+                        errorType::fatal);
+  }
+}
+
+[[noreturn]] void throwSameHubShroud() {
+  throw internal::error(kClass, "initializeFromXYZ",
+                        UserMsg("Hub and shroud curves seem to be the same."), errorType::fatal);
+}
+
+}  // namespace
+
+// ---- construction, copying, destruction --------------------------------------------------------
+
+TurboTransform::TurboTransform() {
+  m_axisPoint = TripletBase<float>(0.0f, 0.0f, 0.0f);
+  m_axisDirection = TripletBase<float>(0.0f, 0.0f, 0.0f);
+  m_axialUnit = TripletBase<float>(0.0f, 0.0f, 0.0f);
+  setAxis(TripletBase<float>(0.0f, 0.0f, 0.0f), TripletBase<float>(0.0f, 0.0f, 1.0f));
+  m_numberOfLevelsForBM = 3;
+  m_backgroundMeshSize = 2000;
+  m_curveOptimizedSize = 300;
+  m_geometryInitialized = false;
+  m_quadtree.reset();
+  m_projectionDB.reset();
+  m_topo.reset();
+  initSpaces();
+  m_noQuadtree = std::getenv("QOR_NO_QUADTREE") != nullptr;
+  m_cachedValue = -1.0;
+  m_cacheInvalid = 1;
+}
+
+// Member-wise: the database, topology and quadtree are shared with the source; rebuilding the mesh
+// of either object replaces only its own pointers.
+TurboTransform::TurboTransform(const TurboTransform&) = default;
+TurboTransform& TurboTransform::operator=(const TurboTransform&) = default;
+TurboTransform::~TurboTransform() = default;
+
+// ---- axis and ART conversion ---------------------------------------------------------------
+
+void TurboTransform::setAxis(const TripletBase<float>& point, const TripletBase<float>& direction) {
+  const float length = direction.length();
+  if (100.0f * NumericalUtils::spacing(length) > length) {
+    // The message shows the axis kept, not the rejected vector (kept for compatibility).
+    throw data::invalid(kClass, "setAxis",
+                        UserMsg("Axis vector definition insignificant. Axis vector= %1,%2,%3")
+                            << m_axisDirection[0] << m_axisDirection[1] << m_axisDirection[2],
+                        errorType::fatal);
+  }
+  m_axisPoint = point;
+  m_axisDirection = direction;
+  if (length != 0.0f) m_axisDirection /= length;
+  m_axialUnit = m_axisDirection;
+}
+
+void TurboTransform::transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const {
+  const TripletBase<float>& a = m_axialUnit;
+  const TripletBase<float> d = xyz - m_axisPoint;
+  TripletBase<float> w = crossInDouble(a, d);
+  const float wl = w.length();
+  if (wl != 0.0f) w /= wl;
+  TripletBase<float> r = crossInDouble(w, a);
+  const float rl = r.length();
+  if (rl != 0.0f) r /= rl;
+  art = TripletBase<float>(static_cast<float>(dotInDouble(a, d)),
+                           static_cast<float>(dotInDouble(d, r)), 0.0f);
+}
+
+void TurboTransform::transformToART(const QORVector<TripletBase<float>>& xyz,
+                                    QORVector<TripletBase<float>>& art) const {
+  if (xyz.empty()) return;
+  if (art.size() != xyz.size()) art.assign(xyz.size(), TripletBase<float>());
+  for (std::size_t k = 0; k < xyz.size(); ++k) transformToART(xyz[k], art[k]);
+}
+
+// ---- set-up ----------------------------------------------------------------------------------
+
+int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const TripletQORVector& shroud,
+                                      const TripletQORVector& inlet,
+                                      const TripletQORVector& outlet,
+                                      const TripletBase<float>& axisPoint,
+                                      const TripletBase<float>& axisDirection) {
+  // Unusable curves are refused first, before the axis or anything else changes.
+  checkCurve(hub, "hub", "initializeFromXYZ");
+  checkCurve(shroud, "shroud", "initializeFromXYZ");
+  checkCurve(inlet, "inlet", "initializeFromXYZ");
+  checkCurve(outlet, "outlet", "initializeFromXYZ");
+
+  setAxis(axisPoint, axisDirection);
+  initSpaces();
+  m_curveNames = {"w_mp", "e_mp", "s_mp", "n_mp"};
+
+  TripletBase<float> hubEnd;
+  TripletBase<float> shroudEnd;
+  transformToART(hub[0], hubEnd);
+  transformToART(shroud[0], shroudEnd);
+  if (hubEnd == shroudEnd) throwSameHubShroud();
+  transformToART(hub[hub.size() - 1], hubEnd);
+  transformToART(shroud[shroud.size() - 1], shroudEnd);
+  if (hubEnd == shroudEnd) throwSameHubShroud();
+
+  QORVector<TripletBase<float>> newHub;
+  QORVector<TripletBase<float>> newShroud;
+  QORVector<TripletBase<float>> newInlet;
+  QORVector<TripletBase<float>> newOutlet;
+  inContXYZoutCleanART(hub.points(), newHub, m_curveOptimizedSize);
+  inContXYZoutCleanART(shroud.points(), newShroud, m_curveOptimizedSize);
+  inContXYZoutCleanART(inlet.points(), newInlet, m_curveOptimizedSize);
+  inContXYZoutCleanART(outlet.points(), newOutlet, m_curveOptimizedSize);
+  m_hub.swap(newHub);
+  m_shroud.swap(newShroud);
+  m_inlet.swap(newInlet);
+  m_outlet.swap(newOutlet);
+
+  createProjectionDatabase();
+  m_geometryInitialized = true;
+  return 0;
+}
+
+int TurboTransform::initializeFromART(const TripletQORVector& hub, const TripletQORVector& shroud,
+                                      const TripletQORVector& inlet,
+                                      const TripletQORVector& outlet,
+                                      const TripletBase<float>& axisPoint,
+                                      const TripletBase<float>& axisDirection, int hubStart,
+                                      int shroudStart, int inletStart, int outletStart) {
+  // Unusable curves and cloud start indices are refused first, before anything changes.
+  checkCurve(hub, "hub", "initializeFromART");
+  checkCurve(shroud, "shroud", "initializeFromART");
+  checkCurve(inlet, "inlet", "initializeFromART");
+  checkCurve(outlet, "outlet", "initializeFromART");
+  checkCloudStart(hub, hubStart, "hub", "initializeFromART");
+  checkCloudStart(shroud, shroudStart, "shroud", "initializeFromART");
+  checkCloudStart(inlet, inletStart, "inlet", "initializeFromART");
+  checkCloudStart(outlet, outletStart, "outlet", "initializeFromART");
+
+  setAxis(axisPoint, axisDirection);
+  initSpaces();
+  m_curveNames = {"w_mp", "e_mp", "s_mp", "n_mp"};
+
+  // Compared as given (theta included); the error names the Cartesian set-up (kept as is).
+  if (hub[0] == shroud[0]) throwSameHubShroud();
+  if (hub[hub.size() - 1] == shroud[shroud.size() - 1]) throwSameHubShroud();
+
+  auto clean = [this](const TripletQORVector& in, int start, QORVector<TripletBase<float>>& out) {
+    const QORVector<TripletBase<float>> points(in.points());
+    if (start >= 0) {
+      inCloudARToutCleanART(points, out, m_curveOptimizedSize, start);
+    } else {
+      inContARToutCleanART(points, out, m_curveOptimizedSize);
+    }
+  };
+  QORVector<TripletBase<float>> newHub;
+  QORVector<TripletBase<float>> newShroud;
+  QORVector<TripletBase<float>> newInlet;
+  QORVector<TripletBase<float>> newOutlet;
+  clean(hub, hubStart, newHub);
+  clean(shroud, shroudStart, newShroud);
+  clean(inlet, inletStart, newInlet);
+  clean(outlet, outletStart, newOutlet);
+  m_hub.swap(newHub);
+  m_shroud.swap(newShroud);
+  m_inlet.swap(newInlet);
+  m_outlet.swap(newOutlet);
+
+  createProjectionDatabase();
+  m_geometryInitialized = true;
+  return 0;
+}
+
+void TurboTransform::createProjectionDatabase() {
+  if (!m_projectionDB) {
+    m_projectionDB = std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
+  }
+  for (const std::string& name : m_curveNames) {
+    if (m_projectionDB->checkCurveExist(name)) m_projectionDB->deleteCurve(name);
+  }
+  m_projectionDB->createCurve("w_mp", m_inlet, ParametricCurve::curve2d);
+  m_projectionDB->createCurve("e_mp", m_outlet, ParametricCurve::curve2d);
+  m_projectionDB->createCurve("s_mp", m_hub, ParametricCurve::curve2d);
+  m_projectionDB->createCurve("n_mp", m_shroud, ParametricCurve::curve2d);
+
+  if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
+    writeVectortoFile("s_mp", m_hub, false);
+    writeVectortoFile("n_mp", m_shroud, false);
+    writeVectortoFile("w_mp", m_inlet, false);
+    writeVectortoFile("e_mp", m_outlet, false);
+    writeVectortoFile("s_mp.dat", m_hub, true);
+    writeVectortoFile("n_mp.dat", m_shroud, true);
+    writeVectortoFile("w_mp.dat", m_inlet, true);
+    writeVectortoFile("e_mp.dat", m_outlet, true);
+  }
+}
+
+void TurboTransform::initGeom(ParametricDB& db) const {
+  db.createCurve("w_mp", m_inlet, ParametricCurve::curve2d);
+  db.createCurve("e_mp", m_outlet, ParametricCurve::curve2d);
+  db.createCurve("s_mp", m_hub, ParametricCurve::curve2d);
+  db.createCurve("n_mp", m_shroud, ParametricCurve::curve2d);
+}
+
+void TurboTransform::initSpaces() {
+  if (m_spaceValues.size() != 8) m_spaceValues.resize(8);
+  if (m_spaceComputed.size() != 8) m_spaceComputed.resize(8);
+  for (std::size_t k = 0; k < m_spaceComputed.size(); ++k) m_spaceComputed[k] = false;
+  m_cacheInvalid = 1;
+}
+
+void TurboTransform::requireMesh(const char* function) const {
+  if (!m_topo) {
+    throw internal::nullPointer(kClass, function, SystemMsg("Null pointer to %1.") << "m_topo",
+                                errorType::fatal);
+  }
+}
+
+// ---- accessors -------------------------------------------------------------------------------
+
+bool TurboTransform::isGeometryInitialized() const { return m_geometryInitialized; }
+
+void TurboTransform::getAxis(TripletBase<float>& point, TripletBase<float>& direction) const {
+  point = m_axisPoint;
+  direction = m_axisDirection;
+}
+
+void TurboTransform::setCurveOptimizedSize(int size) { m_curveOptimizedSize = size; }
+int TurboTransform::getCurveOptimizedSize() const { return m_curveOptimizedSize; }
+
+void TurboTransform::setNumberOfLevelsforBM(int levels) { m_numberOfLevelsForBM = levels; }
+int TurboTransform::getNumberOfLevelsforBM() const { return m_numberOfLevelsForBM; }
+
+void TurboTransform::setBackgroundMeshSize(int size) { m_backgroundMeshSize = size; }
+void TurboTransform::setBackgroundMeshSize(BMsize size) {
+  setBackgroundMeshSize(static_cast<int>(size));
+}
+int TurboTransform::getBackgroundMeshSize() const { return m_backgroundMeshSize; }
+
+void TurboTransform::getBackgroundMeshSize(int& ni, int& nj) const {
+  requireMesh("getBackgroundMeshSize");
+  const Topo2dBase& level = m_topo->getLevel(0);
+  ni = level.getIsize();
+  nj = level.getJsize();
+}
+
+float TurboTransform::stripstValue(float v) const {
+  if (v < 0.0f) return -v;
+  if (v > 1.0f) return v - 1.0f;
+  return 0.0f;
+}
+
+float TurboTransform::getAverageLengthInM() const {
+  requireMesh("getAverageLengthInM");
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const std::vector<double>& mValues = m_spaceValues.at(m);
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  double sum = 0.0;
+  for (int j = 0; j <= jcv; ++j) sum += mValues.at(static_cast<std::size_t>(level.getij(icv, j)));
+  return static_cast<float>(sum / (jcv + 1));
+}
+
+}  // namespace qor

@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "qor/foundation/NumericalUtils.h"
+
+using qor::NumericalUtils;
+
+namespace {
+
+constexpr float kMaxFloat = std::numeric_limits<float>::max();
+// Agreement of the iterative solve with the closed-form inverse, in local coordinates.
+constexpr double kStTolerance = 1e-5;
+
+struct Quad {
+  std::array<float, 4> x;
+  std::array<float, 4> y;
+};
+
+struct Solve {
+  float s = -7.0f, t = -7.0f;
+  bool unreliable = true, inside = false, unusable = true;
+};
+
+Solve solve(const Quad& q, float px, float py, float tol1 = 0.01f) {
+  Solve r;
+  NumericalUtils::searchForSTinQuad(r.s, r.t, px, py, q.x[0], q.y[0], q.x[1], q.y[1], q.x[2], q.y[2],
+                                    q.x[3], q.y[3], r.unreliable, r.inside, r.unusable, 50, tol1,
+                                    0.00001f);
+  return r;
+}
+
+// Closed-form inverse of X(s,t) = a + b s + c t + d s t: crossing with (c + d s) eliminates t and
+// leaves a quadratic in s. Of the (at most two) roots, the one nearest to the cell centre is taken.
+bool closedFormInverse(const Quad& q, double px, double py, double& s, double& t) {
+  const double ax = q.x[0] - px, ay = q.y[0] - py;
+  const double bx = double(q.x[1]) - q.x[0], by = double(q.y[1]) - q.y[0];
+  const double cx = double(q.x[2]) - q.x[0], cy = double(q.y[2]) - q.y[0];
+  const double dx = double(q.x[3]) - q.x[1] - q.x[2] + q.x[0];
+  const double dy = double(q.y[3]) - q.y[1] - q.y[2] + q.y[0];
+  auto cross = [](double ux, double uy, double vx, double vy) { return ux * vy - uy * vx; };
+  const double qa = cross(bx, by, dx, dy);
+  const double qb = cross(ax, ay, dx, dy) + cross(bx, by, cx, cy);
+  const double qc = cross(ax, ay, cx, cy);
+  double roots[2];
+  int n = 0;
+  if (std::fabs(qa) < 1e-14) {
+    roots[n++] = -qc / qb;
+  } else {
+    const double disc = qb * qb - 4 * qa * qc;
+    if (disc < 0) return false;
+    roots[n++] = (-qb + std::sqrt(disc)) / (2 * qa);
+    roots[n++] = (-qb - std::sqrt(disc)) / (2 * qa);
+  }
+  double best = std::numeric_limits<double>::infinity();
+  for (int k = 0; k < n; ++k) {
+    const double rs = roots[k];
+    const double ex = cx + dx * rs, ey = cy + dy * rs;
+    const double rt = std::fabs(ex) > std::fabs(ey) ? -(ax + bx * rs) / ex : -(ay + by * rs) / ey;
+    const double dist = std::hypot(rs - 0.5, rt - 0.5);
+    if (dist < best) {
+      best = dist;
+      s = rs;
+      t = rt;
+    }
+  }
+  return std::isfinite(best);
+}
+
+Quad randomConvexQuad(std::mt19937& rng) {
+  // A perturbed unit square, scaled and moved: always convex for perturbations below 0.25.
+  std::uniform_real_distribution<float> jitter(-0.2f, 0.2f);
+  std::uniform_real_distribution<float> scale(0.01f, 100.0f);
+  std::uniform_real_distribution<float> shift(-500.0f, 500.0f);
+  const float sc = scale(rng), ox = shift(rng), oy = shift(rng);
+  const float ux[4] = {0, 1, 0, 1}, uy[4] = {0, 0, 1, 1};
+  Quad q;
+  for (int k = 0; k < 4; ++k) {
+    q.x[k] = ox + sc * (ux[k] + jitter(rng));
+    q.y[k] = oy + sc * (uy[k] + jitter(rng));
+  }
+  return q;
+}
+
+}  // namespace
+
+TEST(NumericalUtilsSpacing, isTheGapToTheNextValueAndSymmetricInSign) {
+  EXPECT_EQ(NumericalUtils::spacing(1.0f), FLT_EPSILON);
+  EXPECT_EQ(NumericalUtils::spacing(-1.0f), FLT_EPSILON);
+  EXPECT_EQ(NumericalUtils::spacing(1.0), DBL_EPSILON);
+  EXPECT_EQ(NumericalUtils::spacing(0.5), DBL_EPSILON / 2);
+  EXPECT_EQ(NumericalUtils::spacing(0.0f), std::numeric_limits<float>::denorm_min());
+  EXPECT_EQ(NumericalUtils::spacing(0.0), std::numeric_limits<double>::denorm_min());
+}
+
+TEST(NumericalUtilsSpacing, invalidMarkHasFiniteSpacingAndNonFiniteGivesNaN) {
+  EXPECT_EQ(NumericalUtils::spacing(kMaxFloat), std::ldexp(1.0f, 104));
+  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::numeric_limits<float>::infinity())));
+  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nanf(""))));
+  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nan(""))));
+  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(-std::numeric_limits<double>::infinity())));
+}
+
+TEST(NumericalUtilsBilinear, cornersGiveTheirValuesExactly) {
+  const float w[4] = {1.25f, -3.5f, 7.0f, 0.1f};
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(0, 0, w[0], w[1], w[2], w[3]), w[0]);
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(1, 0, w[0], w[1], w[2], w[3]), w[1]);
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(0, 1, w[0], w[1], w[2], w[3]), w[2]);
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(1, 1, w[0], w[1], w[2], w[3]), w[3]);
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(0, 0, 0.1, 2, 3, 4), 0.1);
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(1, 1, 0.1, 2, 3, 4), 4.0);
+}
+
+TEST(NumericalUtilsBilinear, followsTheStatedTermOrder) {
+  const double s = 0.3, t = 0.7;
+  const double expected = (1 - s) * (1 - t) * 1.0 + s * (1 - t) * 2.0 + (1 - s) * t * 5.0 + s * t * -1.0;
+  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(s, t, 1.0, 2.0, 5.0, -1.0), expected);
+  // s runs along the corners 0 -> 1 only.
+  EXPECT_FLOAT_EQ(NumericalUtils::calculateValueInQuadFromST(0.5f, 0, 0, 10, 100, 100), 5.0f);
+}
+
+TEST(NumericalUtilsSearch, agreesWithClosedFormInverseInsideConvexCells) {
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<float> local(0.0f, 1.0f);
+  for (int n = 0; n < 500; ++n) {
+    SCOPED_TRACE(n);
+    const Quad q = randomConvexQuad(rng);
+    const float us = local(rng), ut = local(rng);
+    const float px = NumericalUtils::calculateValueInQuadFromST(us, ut, q.x[0], q.x[1], q.x[2], q.x[3]);
+    const float py = NumericalUtils::calculateValueInQuadFromST(us, ut, q.y[0], q.y[1], q.y[2], q.y[3]);
+    double es, et;
+    ASSERT_TRUE(closedFormInverse(q, px, py, es, et));
+    const Solve r = solve(q, px, py);
+    EXPECT_FALSE(r.unreliable);
+    EXPECT_FALSE(r.unusable);
+    EXPECT_TRUE(r.inside);
+    EXPECT_NEAR(r.s, es, kStTolerance);
+    EXPECT_NEAR(r.t, et, kStTolerance);
+  }
+}
+
+TEST(NumericalUtilsSearch, agreesWithClosedFormInverseOutsideConvexCells) {
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<float> local(-1.0f, 2.0f);
+  int outside = 0;
+  for (int n = 0; n < 500; ++n) {
+    SCOPED_TRACE(n);
+    const Quad q = randomConvexQuad(rng);
+    const float us = local(rng), ut = local(rng);
+    const float px = NumericalUtils::calculateValueInQuadFromST(us, ut, q.x[0], q.x[1], q.x[2], q.x[3]);
+    const float py = NumericalUtils::calculateValueInQuadFromST(us, ut, q.y[0], q.y[1], q.y[2], q.y[3]);
+    double es, et;
+    ASSERT_TRUE(closedFormInverse(q, px, py, es, et));
+    const Solve r = solve(q, px, py);
+    ASSERT_FALSE(r.unusable);
+    EXPECT_FALSE(r.unreliable);
+    EXPECT_NEAR(r.s, es, kStTolerance * (1 + std::fabs(es)));
+    EXPECT_NEAR(r.t, et, kStTolerance * (1 + std::fabs(et)));
+    const bool expectInside = es >= -0.01 && es <= 1.01 && et >= -0.01 && et <= 1.01;
+    // Points within 1e-5 of the margin may land on either side of it after rounding.
+    const bool nearMargin = std::fabs(es + 0.01) < 1e-5 || std::fabs(es - 1.01) < 1e-5 ||
+                            std::fabs(et + 0.01) < 1e-5 || std::fabs(et - 1.01) < 1e-5;
+    if (!nearMargin) {
+      EXPECT_EQ(r.inside, expectInside);
+    }
+    if (!expectInside) ++outside;
+  }
+  EXPECT_GT(outside, 100);
+}
+
+TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
+  const Quad q{{0.1f, 1.3f, 0.0f, 1.1f}, {0.2f, 0.0f, 0.9f, 1.4f}};
+  for (int k = 0; k < 4; ++k) {
+    SCOPED_TRACE(k);
+    const Solve r = solve(q, q.x[k], q.y[k]);
+    EXPECT_EQ(r.s, float(k % 2));
+    EXPECT_EQ(r.t, float(k / 2));
+    EXPECT_TRUE(r.inside);
+    EXPECT_FALSE(r.unreliable);
+  }
+  // Midpoints of the edges (i,j)-(i,j+1) and (i,j)-(i+1,j) computed in float.
+  const Solve west = solve(q, 0.05f, 0.55f);
+  EXPECT_EQ(west.s, 0.0f);
+  EXPECT_NEAR(west.t, 0.5f, kStTolerance);
+  const Solve south = solve(q, 0.7f, 0.1f);
+  EXPECT_EQ(south.t, 0.0f);
+  EXPECT_NEAR(south.s, 0.5f, kStTolerance);
+}
+
+TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
+  const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
+  EXPECT_TRUE(solve(unit, -0.005f, 0.5f).inside);
+  EXPECT_FALSE(solve(unit, -0.02f, 0.5f).inside);
+  EXPECT_TRUE(solve(unit, -0.02f, 0.5f, 1.0f).inside);
+  EXPECT_FALSE(solve(unit, 2.5f, 0.5f, 1.0f).inside);
+  const Solve far = solve(unit, 2.5f, -1.5f);
+  EXPECT_FLOAT_EQ(far.s, 2.5f);
+  EXPECT_FLOAT_EQ(far.t, -1.5f);
+  EXPECT_FALSE(far.unusable);
+}
+
+TEST(NumericalUtilsSearch, setsEveryFlagOnEveryCall) {
+  const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
+  Solve r;
+  r.unreliable = true;
+  r.unusable = true;
+  r.inside = false;
+  NumericalUtils::searchForSTinQuad(r.s, r.t, 0.25f, 0.75f, 0, 0, 1, 0, 0, 1, 1, 1, r.unreliable,
+                                    r.inside, r.unusable, 50, 0.01f, 0.00001f);
+  EXPECT_FALSE(r.unreliable);
+  EXPECT_TRUE(r.inside);
+  EXPECT_FALSE(r.unusable);
+  EXPECT_EQ(r.s, 0.25f);
+  EXPECT_EQ(r.t, 0.75f);
+  (void)unit;
+}
+
+TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
+  const Quad point{{1, 1, 1, 1}, {2, 2, 2, 2}};
+  Solve r = solve(point, 1.0f, 2.0f);
+  EXPECT_TRUE(r.unusable);
+  EXPECT_FALSE(r.inside);
+  const Quad line{{0, 1, 0, 1}, {0, 0, 0, 0}};
+  r = solve(line, 0.5f, 0.5f);
+  EXPECT_TRUE(r.unusable);
+  EXPECT_FALSE(r.inside);
+  const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
+  r = solve(unit, std::nanf(""), 0.5f);
+  EXPECT_TRUE(r.unusable);
+  EXPECT_FALSE(r.inside);
+  EXPECT_TRUE(std::isfinite(r.s));
+  r = solve(unit, kMaxFloat, 0.5f);
+  EXPECT_FALSE(r.inside);
+  EXPECT_TRUE(r.unusable || r.unreliable);
+}
+
+TEST(NumericalUtilsSearch, tooFewIterationsMarkTheSolveUnreliable) {
+  const Quad skew{{0, 1, 0, 3}, {0, 0, 1, 2}};
+  Solve r;
+  NumericalUtils::searchForSTinQuad(r.s, r.t, 1.4f, 0.9f, skew.x[0], skew.y[0], skew.x[1], skew.y[1],
+                                    skew.x[2], skew.y[2], skew.x[3], skew.y[3], r.unreliable, r.inside,
+                                    r.unusable, 1, 0.01f, 0.00001f);
+  EXPECT_TRUE(r.unreliable);
+  EXPECT_FALSE(r.unusable);
+}

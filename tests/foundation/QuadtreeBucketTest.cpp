@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "qor/foundation/Error.h"
+#include "qor/foundation/QuadtreeBucket.h"
+
+using qor::QuadtreeBucket;
+using P = qor::TripletBase<float>;
+
+namespace {
+
+// The reference: a linear scan in float, the lowest index winning a tie.
+unsigned int bruteForceNearest(const std::vector<P>& points, const P& q) {
+  unsigned int best = 0;
+  float bestD = std::numeric_limits<float>::infinity();
+  for (std::size_t k = 0; k < points.size(); ++k) {
+    const float dx = q[0] - points[k][0];
+    const float dy = q[1] - points[k][1];
+    const float d = dx * dx + dy * dy;
+    if (d < bestD) {
+      bestD = d;
+      best = static_cast<unsigned int>(k);
+    }
+  }
+  return best;
+}
+
+void expectAgreesWithBruteForce(const std::vector<P>& points, const std::vector<P>& queries) {
+  QuadtreeBucket tree;
+  tree.construct(points);
+  ASSERT_EQ(tree.size(), points.size());
+  unsigned int previous = 0;
+  for (std::size_t k = 0; k < queries.size(); ++k) {
+    const unsigned int expected = bruteForceNearest(points, queries[k]);
+    ASSERT_EQ(tree.findNearestPoint(queries[k]), expected) << "query " << k << " " << queries[k];
+    ASSERT_EQ(tree.findNearestPoint(queries[k], previous), expected) << "hinted query " << k;
+    ASSERT_EQ(tree.findNearestPoint(queries[k], unsigned(k * 7919u)), expected) << "any hint " << k;
+    previous = expected;
+  }
+}
+
+}  // namespace
+
+TEST(QuadtreeBucket, agreesWithBruteForceOnRandomPointSets) {
+  for (unsigned seed : {42u, 43u, 44u}) {
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> coord(-1.0f, 1.0f);
+    std::uniform_real_distribution<float> wide(-3.0f, 3.0f);
+    std::vector<P> points;
+    for (int k = 0; k < 3000; ++k) points.emplace_back(coord(rng), 0.3f * coord(rng), coord(rng));
+    for (int k = 0; k < 300; ++k) points.push_back(points[rng() % points.size()]);  // duplicates
+    std::vector<P> queries;
+    for (int k = 0; k < 1500; ++k) queries.emplace_back(wide(rng), wide(rng), 0.0f);  // in and out
+    for (int k = 0; k < 500; ++k) queries.push_back(points[rng() % points.size()]);   // on nodes
+    expectAgreesWithBruteForce(points, queries);
+  }
+}
+
+TEST(QuadtreeBucket, lowestIndexWinsTiesOnAGrid) {
+  // A regular grid: queries at cell centres and edge midpoints are equidistant from several nodes.
+  std::vector<P> points;
+  for (int i = 0; i < 40; ++i)
+    for (int j = 0; j < 25; ++j) points.emplace_back(0.25f * i, 0.5f * j, 0.0f);
+  std::vector<P> queries;
+  for (int i = -2; i < 82; ++i)
+    for (int j = -2; j < 52; j += 3) queries.emplace_back(0.125f * i, 0.25f * j, 0.0f);
+  expectAgreesWithBruteForce(points, queries);
+  QuadtreeBucket tree;
+  tree.construct(points);
+  // The centre of the first cell is equidistant from nodes 0, 1, 25 and 26.
+  EXPECT_EQ(tree.findNearestPoint(P(0.125f, 0.25f, 0.0f)), 0u);
+}
+
+TEST(QuadtreeBucket, clusteredAndCoincidentPointsStayExact) {
+  std::mt19937 rng(42);
+  std::normal_distribution<float> cluster(0.0f, 1e-3f);
+  std::uniform_real_distribution<float> coord(-0.01f, 0.01f);
+  std::vector<P> points(2000, P(0.5f, 0.5f, 0.0f));  // coincident: the depth cap ends the splits
+  for (int k = 0; k < 2000; ++k) points.emplace_back(cluster(rng), cluster(rng), 0.0f);
+  for (int k = 0; k < 50; ++k) points.emplace_back(1000.0f * k, -1e4f, 0.0f);
+  points.emplace_back(std::nextafter(0.5f, 1.0f), 0.5f, 0.0f);
+  std::vector<P> queries{P(0.5f, 0.5f, 0.0f), P(0.5f, 0.5000001f, 0.0f), P(1e6f, 1e6f, 0.0f)};
+  for (int k = 0; k < 500; ++k) queries.emplace_back(coord(rng), coord(rng), 0.0f);
+  expectAgreesWithBruteForce(points, queries);
+}
+
+TEST(QuadtreeBucket, extremeCoordinatesAndNonFiniteValuesFollowTheScan) {
+  const float big = std::numeric_limits<float>::max();
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float inf = std::numeric_limits<float>::infinity();
+  std::vector<P> points{P(nan, 0, 0), P(1, 1, 0), P(inf, 0, 0), P(-2, 3, 0), P(1e-30f, 0, 0),
+                        P(0, 1e-30f, 0), P(1e30f, -1e30f, 0), P(3e38f, 0, 0)};
+  std::vector<P> queries{P(0, 0, 0),    P(1, 1, 0),      P(big, 0, 0),   P(-big, big, 0),
+                         P(1e-40f, 0, 0), P(0, 1e-41f, 0), P(2e38f, 1, 0), P(1e30f, -9e29f, 0)};
+  expectAgreesWithBruteForce(points, queries);
+  QuadtreeBucket tree;
+  tree.construct(points);
+  EXPECT_EQ(tree.findNearestPoint(P(nan, 0, 0)), 0u);
+  EXPECT_EQ(tree.findNearestPoint(P(0, nan, 0)), bruteForceNearest(points, P(0, nan, 0)));
+  EXPECT_EQ(tree.findNearestPoint(P(inf, 0, 0)), bruteForceNearest(points, P(inf, 0, 0)));
+  QuadtreeBucket allBad;
+  allBad.construct({P(nan, nan, 0), P(inf, 0, 0)});
+  EXPECT_EQ(allBad.size(), 2u);
+  EXPECT_EQ(allBad.findNearestPoint(P(0, 0, 0)), 0u);
+}
+
+TEST(QuadtreeBucket, emptyTreeThrowsInvalid) {
+  QuadtreeBucket tree;
+  EXPECT_EQ(tree.size(), 0u);
+  try {
+    (void)tree.findNearestPoint(P(0, 0, 0));
+    FAIL() << "no exception";
+  } catch (const qor::data::invalid& e) {
+    EXPECT_EQ(e.getClassName(), "QuadtreeBucket");
+    EXPECT_EQ(e.getFunctionName(), "findNearestPoint");
+  }
+  tree.construct({});
+  EXPECT_THROW((void)tree.findNearestPoint(P(0, 0, 0), 3u), qor::data::invalid);
+}
+
+TEST(QuadtreeBucket, copyOwnsItsPointsAndConstructReplacesThem) {
+  QuadtreeBucket tree;
+  tree.construct({P(0, 0, 0), P(10, 0, 0)});
+  QuadtreeBucket copy(tree);
+  tree.construct({P(10, 0, 0), P(0, 0, 0), P(5, 5, 0)});
+  EXPECT_EQ(copy.findNearestPoint(P(9, 0, 0)), 1u);
+  EXPECT_EQ(tree.findNearestPoint(P(9, 0, 0)), 0u);
+  EXPECT_EQ(tree.size(), 3u);
+  copy = tree;
+  EXPECT_EQ(copy.findNearestPoint(P(5, 4, 0)), 2u);
+  // Only the first two components count.
+  EXPECT_EQ(copy.findNearestPoint(P(0.1f, 0, 1000)), 1u);
+}

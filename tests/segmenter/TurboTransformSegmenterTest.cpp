@@ -1,0 +1,584 @@
+// Segmenter on analytic passages: set-up, internal boundaries, per-segment (u, v) coordinates,
+// accessors, errors and debug output.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qor/CoordTransform.h"
+#include "support/Passages.h"
+
+namespace {
+
+using qor::TripletBase;
+using qor::TurboTransform;
+using Seg = qor::TurboTransformSegmenter;
+using P3 = TripletBase<float>;
+using Curves = std::vector<std::vector<P3>>;
+
+// Bilinear interpolation of the fields and the iterated hub/shroud intersection leave errors of a
+// few float ulps of the passage size at boundary points; interior points add the mesh's own
+// interpolation error.
+constexpr double kOnBoundaryTol = 2e-4;
+constexpr double kInteriorTol = 5e-4;
+constexpr double kGeomTol = 1e-4;
+
+/// An analytic passage and its transform with a background mesh, built once per test program.
+struct Built {
+  qortest::Passage passage;
+  TurboTransform transform;
+};
+
+const Built& annulusUnit() {
+  // L = 1 and H = 1: the outlet record's m is forced to 1.0, which equals its true value only then.
+  static const std::unique_ptr<Built> b = [] {
+    auto p = std::make_unique<Built>();
+    p->passage = qortest::annulus(0.0, 1.0, 1.0, 2.0, 41, 11);
+    qortest::initializeART(p->transform, p->passage);
+    p->transform.createBackgroundMesh(TurboTransform::linear, 500);
+    return p;
+  }();
+  return *b;
+}
+
+const Built& bendPassage() {
+  static const std::unique_ptr<Built> b = [] {
+    auto p = std::make_unique<Built>();
+    p->passage = qortest::bend();
+    qortest::initializeART(p->transform, p->passage);
+    p->transform.createBackgroundMesh(TurboTransform::linear, 500);
+    return p;
+  }();
+  return *b;
+}
+
+std::vector<P3> radialLine(double a, double r0, double r1, int n, float theta = 0.0f) {
+  std::vector<P3> out = qortest::line(a, r0, a, r1, n);
+  for (auto& p : out) p[2] = theta;
+  return out;
+}
+
+Curves annulusBoundaries(int n) {
+  // One boundary at A = 0.5; two at 0.25 and 0.6; three at 0.25, 0.6 and 0.8.
+  const double positions[] = {0.25, 0.6, 0.8};
+  if (n == 1) return {radialLine(0.5, 1.0, 2.0, 11)};
+  Curves out;
+  for (int i = 0; i < n; ++i) out.push_back(radialLine(positions[i], 1.0, 2.0, 11));
+  return out;
+}
+
+Curves bendBoundaries(int n) {
+  const qortest::Bend b;
+  Curves out;
+  for (int i = 1; i <= n; ++i) {
+    const double theta = (qortest::kPi / 2) * i / (n + 1);
+    const auto h = b.at(theta, b.rhoHub);
+    const auto s = b.at(theta, b.rhoShroud);
+    out.push_back(qortest::line(h[0], h[1], s[0], s[1], 9));
+  }
+  return out;
+}
+
+template <typename F>
+qor::Error captureError(F&& f) {
+  try {
+    f();
+  } catch (const qor::Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "no qor::Error thrown";
+  return qor::Error("", "", "");
+}
+
+void expectError(const qor::Error& e, const std::string& function, const std::string& message) {
+  EXPECT_EQ(e.getClassName(), "TurboTransformSegmenter");
+  EXPECT_EQ(e.getFunctionName(), function);
+  EXPECT_EQ(e.getMessage(), message);
+  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+}
+
+const Seg::spaceSeg kAllSpaces[] = {Seg::m, Seg::nm, Seg::rnm, Seg::mprime};
+
+// ---- set-up and errors --------------------------------------------------------------------------
+
+struct ExpectedError {
+  std::function<void()> call;
+  std::string function;
+  std::string message;
+};
+
+void expectErrors(const std::vector<ExpectedError>& table) {
+  for (const ExpectedError& row : table) {
+    SCOPED_TRACE(row.function + ": " + row.message);
+    expectError(captureError(row.call), row.function, row.message);
+  }
+}
+
+TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBoundaries) {
+  expectError(captureError([] { Seg seg(nullptr, Seg::mergedSpan); }), "setTurboTransform",
+              "Null pointer to Turbo Transform.");
+  const TurboTransform& t = annulusUnit().transform;
+  Seg seg(&t, Seg::mergedSpan);
+  seg.setInternalBoundaries(annulusBoundaries(1), {false});
+  EXPECT_THROW(seg.setTurboTransform(nullptr, Seg::mergedSpan), qor::internal::nullPointer);
+  EXPECT_EQ(seg.getTurboTransform(), &t);
+  seg.setTurboTransform(&t, Seg::backgroundMeshSpan);
+  P3 uv;
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), qor::internal::error);
+  EXPECT_THROW(seg.setInternalBoundaryWest(1, radialLine(0.3, 1, 2, 5), false),
+               qor::internal::error);
+}
+
+TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) {
+  Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
+  EXPECT_EQ(seg.getLastSegmentID(), -2);
+  P3 uv;
+  std::vector<P3> list(2);
+  std::vector<double> arc;
+  const std::string notSet = "Internal segments not set.";
+  expectErrors({
+      {[&] { seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv); },
+       "convertARTtoSpaceNspan", notSet},
+      {[&] { seg.convertSpaceNspanToART(0, Seg::nm, uv, uv); }, "convertSpaceNspanToART", notSet},
+      {[&] { seg.convertARTtoRnmNspan(0, list, list); }, "convertARTtoRnmNspan", notSet},
+      {[&] { seg.convertRnmNspanToART(0, uv, uv); }, "convertRnmNspanToART", notSet},
+      {[&] {
+         seg.getArcNdfromRnmNd(0, 0.5f, {0.0, 1.0}, arc);
+       },
+       "getArcNdfromRnmNd", notSet},
+      // The East replacement names the West operation.
+      {[&] { seg.setInternalBoundaryWest(1, list, false); }, "setInternalBoundaryWest", notSet},
+      {[&] { seg.setInternalBoundaryEast(0, list, false); }, "setInternalBoundaryWest", notSet},
+      {[&] { seg.getFirstSegmenInternalBoundaryWest(); }, "getInternalBoundaryLeft",
+       "Segment id out of bounds, Min = 0, Max = -2,  attempted 0."},
+      {[&] { seg.getLastSegmenInternalBoundaryEast(); }, "getInternalBoundaryLeft",
+       "Segment id out of bounds, Min = 0, Max = -2,  attempted -2."},
+  });
+}
+
+TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNames) {
+  Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
+  ASSERT_EQ(seg.getLastSegmentID(), 3);
+  const auto line = radialLine(0.5, 1.0, 2.0, 5);
+  std::vector<P3> out;
+  const std::string left = "setInternalBoundaryLeft";
+  const std::string getter = "getInternalBoundaryLeft";
+  const std::string bounds = "Segment id out of bounds, Min = 0, Max = 3,  attempted ";
+  expectErrors({
+      {[&] { seg.setInternalBoundaryWest(0, line, false); }, left,
+       "Segment id out of bounds, Min = 1, Max = 3,  attempted be set 0."},
+      {[&] { seg.setInternalBoundaryWest(4, line, false); }, left,
+       "Segment id out of bounds, Min = 1, Max = 3,  attempted be set 4."},
+      {[&] { seg.setInternalBoundaryEast(3, line, false); }, left,
+       "Segment id out of bounds, Min = 0, Max = 2,  attempted to set 3. "},
+      {[&] { seg.setInternalBoundaryEast(-1, line, false); }, left,
+       "Segment id out of bounds, Min = 0, Max = 2,  attempted to set -1. "},
+      {[&] { seg.getInternalBoundaryWest(4); }, getter, bounds + "4."},
+      {[&] { seg.getInternalBoundaryEast(-1); }, getter, bounds + "-1."},
+      {[&] { seg.getSegmentInternalBoundarySouth(4, out); }, "getSegmentInternalBoundarySouth",
+       bounds + "4."},
+      {[&] { seg.getSegmentInternalBoundaryNorth(-1, out); }, "getSegmentInternalBoundaryNorth",
+       bounds + "-1."},
+  });
+  // Conversions leave ids and spaces to the checked containers.
+  P3 uv;
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(4, Seg::nm, P3(0.5f, 1.5f, 0), uv), std::out_of_range);
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(0, static_cast<Seg::spaceSeg>(4), P3(0.5f, 1.5f, 0), uv),
+               std::out_of_range);
+}
+
+TEST(TurboTransformSegmenterSetup, badBoundaryInputLeavesTheSegmenterUnchanged) {
+  Seg seg(&annulusUnit().transform, Seg::mergedSpan);
+  seg.setInternalBoundaries(annulusBoundaries(1), {false});
+  const auto before = seg.getInternalBoundaryEast(0);
+  EXPECT_THROW(seg.setInternalBoundaries(annulusBoundaries(3), {false}), qor::data::invalid);
+  EXPECT_THROW(seg.setInternalBoundaries({radialLine(0.3, 1, 2, 5), {}}, {false, true}),
+               qor::data::invalid);
+  EXPECT_THROW(seg.setInternalBoundaryWest(1, {}, false), qor::data::invalid);
+  EXPECT_EQ(seg.getLastSegmentID(), 1);
+  EXPECT_EQ(seg.getInternalBoundaryEast(0), before);
+}
+
+TEST(TurboTransformSegmenterSetup, unknownMethodFailsWithOutOfRange) {
+  const TurboTransform& t = annulusUnit().transform;
+  EXPECT_THROW(Seg(&t, static_cast<Seg::segmentMethod>(7)), std::out_of_range);
+  // Re-attaching with an unknown method keeps the span curves but builds no final curves.
+  Seg seg(&t, Seg::backgroundMeshSpan);
+  seg.setTurboTransform(&t, static_cast<Seg::segmentMethod>(7));
+  seg.setInternalBoundaries(annulusBoundaries(1), {false});
+  P3 uv;
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), std::out_of_range);
+}
+
+// ---- boundary lines -----------------------------------------------------------------------------
+
+TEST(TurboTransformSegmenterBoundaries, noInternalBoundaryGivesOneSegmentBetweenInletAndOutlet) {
+  const Built& b = annulusUnit();
+  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
+    SCOPED_TRACE(method);
+    Seg seg(&b.transform, method);
+    seg.setInternalBoundaries({}, {});
+    EXPECT_EQ(seg.getLastSegmentID(), 0);
+    for (const P3& p : seg.getFirstSegmenInternalBoundaryWest()) EXPECT_NEAR(p[0], 0.0, kGeomTol);
+    for (const P3& p : seg.getLastSegmenInternalBoundaryEast()) EXPECT_NEAR(p[0], 1.0, kGeomTol);
+    std::vector<P3> south;
+    seg.getSegmentInternalBoundarySouth(0, south);
+    EXPECT_EQ(south.front(), seg.getInternalBoundaryWest(0).front());
+    EXPECT_EQ(south.back(), seg.getInternalBoundaryEast(0).front());
+    EXPECT_NEAR(south.back()[0] - south.front()[0], 1.0, kGeomTol);
+    for (const P3& p : south) EXPECT_NEAR(p[1], 1.0, kGeomTol);
+  }
+}
+
+TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZero) {
+  const Built& b = annulusUnit();
+  // Short of the hub and shroud, beyond both, and with theta: all end on the walls with theta 0.
+  const Curves curves = {radialLine(0.2, 1.2, 1.8, 7, 0.3f), radialLine(0.5, 0.8, 2.2, 15, -1.0f),
+                         radialLine(0.7, 1.0, 2.0, 11, 2.0f)};
+  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
+    SCOPED_TRACE(method);
+    Seg seg(&b.transform, method);
+    seg.setInternalBoundaries(curves, {false, true, false});
+    for (int s = 1; s <= 3; ++s) {
+      const auto& line = seg.getInternalBoundaryWest(s);
+      ASSERT_GE(line.size(), 2u);
+      EXPECT_NEAR(line.front()[1], 1.0, kGeomTol);
+      EXPECT_NEAR(line.back()[1], 2.0, kGeomTol);
+      for (const P3& p : line) {
+        EXPECT_EQ(p[2], 0.0f);
+        EXPECT_NEAR(p[0], curves[s - 1][0][0], kGeomTol);
+      }
+    }
+  }
+}
+
+TEST(TurboTransformSegmenterBoundaries, finalCurvesFollowTheCommonSpanValues) {
+  const Built& b = annulusUnit();
+  int ni = 0;
+  int nj = 0;
+  b.transform.getBackgroundMeshSize(ni, nj);
+  Seg byMesh(&b.transform, Seg::backgroundMeshSpan);
+  byMesh.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
+  for (int s = 0; s <= 4; ++s) {
+    const auto& line =
+        s <= 3 ? byMesh.getInternalBoundaryWest(s) : byMesh.getInternalBoundaryEast(3);
+    EXPECT_EQ(line.size(), static_cast<std::size_t>(nj));
+  }
+  // Boundary points at spans between the mesh lines join the common list of the merged method.
+  Seg merged(&b.transform, Seg::mergedSpan);
+  merged.setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8), radialLine(0.6, 1.0, 2.0, 5)},
+                               {false, false});
+  const std::size_t common = merged.getInternalBoundaryWest(0).size();
+  EXPECT_GT(common, static_cast<std::size_t>(nj));
+  for (int s = 0; s <= 2; ++s) EXPECT_EQ(merged.getInternalBoundaryEast(s).size(), common);
+}
+
+TEST(TurboTransformSegmenterBoundaries, cleaningDropsRepeatedPoints) {
+  const Built& b = annulusUnit();
+  std::vector<P3> repeated;
+  for (const P3& p : radialLine(0.4, 1.0, 2.0, 11)) {
+    repeated.push_back(p);
+    repeated.push_back(p);
+  }
+  Seg plain(&b.transform, Seg::mergedSpan);
+  plain.setInternalBoundaries({radialLine(0.4, 1.0, 2.0, 11)}, {false});
+  Seg cleaned(&b.transform, Seg::mergedSpan);
+  cleaned.setInternalBoundaries({repeated}, {true});
+  const auto& a = plain.getInternalBoundaryEast(0);
+  const auto& c = cleaned.getInternalBoundaryEast(0);
+  ASSERT_EQ(a.size(), c.size());
+  for (std::size_t k = 0; k < a.size(); ++k) EXPECT_NEAR(a[k][1], c[k][1], kGeomTol);
+}
+
+TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
+  const Built& b = annulusUnit();
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)},
+                            {false, false});
+  seg.setInternalBoundaryWest(2, radialLine(0.5, 1, 2, 11), false);
+  seg.setInternalBoundaryEast(0, radialLine(0.2, 1, 2, 11), false);
+  P3 uv;
+  seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.35f, 1.5f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+  Seg copy(seg);
+  P3 uvCopy;
+  copy.convertARTtoSpaceNspan(1, Seg::nm, P3(0.35f, 1.5f, 0), uvCopy);
+  EXPECT_EQ(uv, uvCopy);
+}
+
+// ---- (u, v) on analytic passages ----------------------------------------------------------------
+
+struct Case {
+  bool bend;
+  Seg::segmentMethod method;
+  int boundaries;
+};
+
+class SegmentCoordinates : public ::testing::TestWithParam<Case> {};
+
+TEST_P(SegmentCoordinates, westIsZeroEastIsOneAndWallsMeet) {
+  const Case c = GetParam();
+  const Built& b = c.bend ? bendPassage() : annulusUnit();
+  const Curves curves = c.bend ? bendBoundaries(c.boundaries) : annulusBoundaries(c.boundaries);
+  Seg seg(&b.transform, c.method);
+  seg.setInternalBoundaries(curves, std::vector<bool>(curves.size(), false));
+  ASSERT_EQ(seg.getLastSegmentID(), c.boundaries);
+  for (int s = 0; s <= seg.getLastSegmentID(); ++s) {
+    SCOPED_TRACE(s);
+    for (Seg::spaceSeg k : kAllSpaces) {
+      // The outlet line's m is stored as 1.0 whatever the passage length (kept for compatibility),
+      // so in space m the last segment is only right when the passage is 1 long (the annulus).
+      if (c.bend && k == Seg::m && s == seg.getLastSegmentID()) continue;
+      std::vector<P3> uvWest;
+      std::vector<P3> uvEast;
+      seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryWest(s), uvWest);
+      seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryEast(s), uvEast);
+      for (const P3& uv : uvWest) {
+        EXPECT_NEAR(uv[0], 0.0, kOnBoundaryTol) << "space " << k;
+        EXPECT_EQ(uv[2], 0.0f);
+      }
+      for (const P3& uv : uvEast) EXPECT_NEAR(uv[0], 1.0, kOnBoundaryTol) << "space " << k;
+    }
+    // v is the normalised span of the point.
+    for (const P3& p : seg.getInternalBoundaryWest(s)) {
+      P3 uv;
+      seg.convertARTtoRnmNspan(s, p, uv);
+      EXPECT_NEAR(uv[1], b.transform.convertARTtoSpace(TurboTransform::nspan, p), 1e-6);
+    }
+    std::vector<P3> south;
+    std::vector<P3> north;
+    seg.getSegmentInternalBoundarySouth(s, south);
+    seg.getSegmentInternalBoundaryNorth(s, north);
+    EXPECT_EQ(south.front(), seg.getInternalBoundaryWest(s).front());
+    EXPECT_EQ(north.back(), seg.getInternalBoundaryEast(s).back());
+    if (s > 0) {
+      std::vector<P3> previous;
+      seg.getSegmentInternalBoundarySouth(s - 1, previous);
+      EXPECT_EQ(previous.back(), south.front());
+      seg.getSegmentInternalBoundaryNorth(s - 1, previous);
+      EXPECT_EQ(previous.back(), north.front());
+    }
+    for (const P3& p : south) {
+      EXPECT_NEAR(b.transform.convertARTtoSpace(TurboTransform::nspan, p), 0.0, kOnBoundaryTol);
+    }
+    for (const P3& p : north) {
+      EXPECT_NEAR(b.transform.convertARTtoSpace(TurboTransform::nspan, p), 1.0, kOnBoundaryTol);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Passages, SegmentCoordinates,
+    ::testing::Values(Case{false, Seg::mergedSpan, 0}, Case{false, Seg::mergedSpan, 1},
+                      Case{false, Seg::mergedSpan, 3}, Case{false, Seg::backgroundMeshSpan, 0},
+                      Case{false, Seg::backgroundMeshSpan, 1},
+                      Case{false, Seg::backgroundMeshSpan, 3}, Case{true, Seg::mergedSpan, 0},
+                      Case{true, Seg::mergedSpan, 1}, Case{true, Seg::mergedSpan, 3},
+                      Case{true, Seg::backgroundMeshSpan, 0},
+                      Case{true, Seg::backgroundMeshSpan, 1},
+                      Case{true, Seg::backgroundMeshSpan, 3}),
+    [](const ::testing::TestParamInfo<Case>& param) {
+      return std::string(param.param.bend ? "bend" : "annulus") +
+             (param.param.method == Seg::mergedSpan ? "Merged" : "ByMesh") +
+             std::to_string(param.param.boundaries);
+    });
+
+TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWays) {
+  const Built& b = annulusUnit();
+  const double walls[] = {0.0, 0.25, 0.6, 0.8, 1.0};
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
+    Seg seg(&b.transform, method);
+    seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
+    for (int trial = 0; trial < 40; ++trial) {
+      const int s = trial % 4;
+      const double u = unit(rng);
+      const double v = unit(rng);
+      const double a = walls[s] + u * (walls[s + 1] - walls[s]);
+      const P3 art(float(a), float(1.0 + v), 0.0f);
+      SCOPED_TRACE(::testing::Message() << "seed 42 trial " << trial << " method " << method);
+      for (Seg::spaceSeg k : {Seg::m, Seg::nm, Seg::rnm}) {
+        P3 uv;
+        seg.convertARTtoSpaceNspan(s, k, art, uv);
+        EXPECT_NEAR(uv[0], u, kInteriorTol);
+        EXPECT_NEAR(uv[1], v, kInteriorTol);
+        P3 back;
+        seg.convertSpaceNspanToART(s, k, back, P3(float(u), float(v), 0.0f));
+        EXPECT_NEAR(back[0], a, kInteriorTol);
+        EXPECT_NEAR(back[1], 1.0 + v, kInteriorTol);
+      }
+    }
+  }
+}
+
+TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
+  const Built& b = annulusUnit();
+  std::vector<double> nspan;
+  b.transform.getNSpanValues(nspan);
+  Seg merged(&b.transform, Seg::mergedSpan);
+  Seg byMesh(&b.transform, Seg::backgroundMeshSpan);
+  merged.setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8)}, {false});
+  byMesh.setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8)}, {false});
+  for (double eta : nspan) {
+    const P3 art(0.5f, float(1.0 + eta), 0.0f);
+    P3 a;
+    P3 c;
+    merged.convertARTtoSpaceNspan(1, Seg::mprime, art, a);
+    byMesh.convertARTtoSpaceNspan(1, Seg::mprime, art, c);
+    EXPECT_NEAR(a[0], c[0], 1e-5) << "span " << eta;
+    EXPECT_EQ(a[1], c[1]);
+  }
+}
+
+TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversion) {
+  const Built& b = annulusUnit();
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries(annulusBoundaries(1), {false});  // A = 0.5
+  P3 uv;
+  // Below the hub and above the shroud: v is exactly 0 or 1.
+  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.25f, 0.8f, 0), uv);
+  EXPECT_EQ(uv[1], 0.0f);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+  seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.75f, 2.3f, 0), uv);
+  EXPECT_EQ(uv[1], 1.0f);
+  // Upstream of the inlet between two span values: m is not clamped, nm is clamped to 0 first.
+  std::vector<double> nspan;
+  b.transform.getNSpanValues(nspan);
+  const double eta = 0.5 * (nspan[1] + nspan[2]);
+  const P3 upstream(-0.1f, float(1.0 + eta), 0.0f);
+  seg.convertARTtoSpaceNspan(0, Seg::m, upstream, uv);
+  EXPECT_NEAR(uv[0], -0.2, kInteriorTol);
+  seg.convertARTtoSpaceNspan(0, Seg::nm, upstream, uv);
+  EXPECT_NEAR(uv[0], 0.0, 1e-6);
+  // At a common span value (a mesh node) u is clamped: a node upstream of segment 1.
+  std::vector<P3> nodes;
+  int ni = 0;
+  int nj = 0;
+  b.transform.getBackgroundMesh(nodes, ni, nj);
+  const P3 node = nodes.at(static_cast<std::size_t>(ni / 4) * nj + 1);  // (i, j) = (ni/4, 1)
+  ASSERT_LT(node[0], 0.4f);
+  seg.convertARTtoSpaceNspan(1, Seg::m, node, uv);
+  EXPECT_EQ(uv[0], 0.0f);
+  EXPECT_EQ(uv[1], float(nspan[1]));
+  // The inverse clamps u.
+  P3 atOne;
+  P3 beyond;
+  seg.convertSpaceNspanToART(0, Seg::rnm, atOne, P3(1.0f, 0.3f, 0));
+  seg.convertSpaceNspanToART(0, Seg::rnm, beyond, P3(1.5f, 0.3f, 0));
+  EXPECT_EQ(atOne, beyond);
+  std::vector<P3> back;
+  seg.convertRnmNspanToART(0, back, {P3(1.5f, 0.3f, 0), P3(0.0f, 1.7f, 0)});
+  ASSERT_EQ(back.size(), 2u);
+  EXPECT_EQ(back[0], atOne);
+  EXPECT_NEAR(back[1][1], 2.0, kGeomTol);
+}
+
+TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
+  // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
+  // m / 1 in the last segment while nm gives the true fraction.
+  qortest::Passage p = qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11);
+  TurboTransform t;
+  qortest::initializeART(t, p);
+  t.createBackgroundMesh(TurboTransform::linear, 500);
+  Seg seg(&t, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries({}, {});
+  std::vector<double> nspan;
+  t.getNSpanValues(nspan);
+  const P3 art(0.5f, float(1.0 + nspan[3]), 0.0f);
+  P3 uv;
+  seg.convertARTtoSpaceNspan(0, Seg::m, art, uv);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+  seg.convertARTtoSpaceNspan(0, Seg::nm, art, uv);
+  EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
+}
+
+TEST(TurboTransformSegmenterAnnulus, hubPieceOfFirstSegmentEndsAtFirstBoundary) {
+  const Built& b = annulusUnit();
+  Seg seg(&b.transform, Seg::mergedSpan);
+  seg.setInternalBoundaries(annulusBoundaries(2), {false, false});  // A = 0.25, 0.6
+  std::vector<P3> south;
+  seg.getSegmentInternalBoundarySouth(0, south);
+  EXPECT_NEAR(south.front()[0], 0.0, kGeomTol);
+  EXPECT_NEAR(south.back()[0], 0.25, kGeomTol);
+  for (std::size_t k = 1; k < south.size(); ++k) EXPECT_GT(south[k][0], south[k - 1][0]);
+  std::vector<P3> north;
+  seg.getSegmentInternalBoundaryNorth(2, north);
+  EXPECT_NEAR(north.front()[0], 0.6, kGeomTol);
+  EXPECT_NEAR(north.back()[0], 1.0, kGeomTol);
+  for (const P3& p : north) EXPECT_NEAR(p[1], 2.0, kGeomTol);
+}
+
+TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
+  const Built& b = annulusUnit();
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries(annulusBoundaries(2), {false, false});
+  const std::vector<double> positions = {0.0, 0.1, 0.25, 0.5, 0.9, 1.0};
+  std::vector<double> arc;
+  seg.getArcNdfromRnmNd(1, 0.37f, positions, arc);
+  ASSERT_EQ(arc.size(), positions.size());
+  for (std::size_t k = 0; k < arc.size(); ++k) EXPECT_NEAR(arc[k], positions[k], 1e-5);
+  // Normalised over the samples themselves.
+  seg.getArcNdfromRnmNd(1, 0.37f, {0.5, 0.75, 1.0}, arc);
+  ASSERT_EQ(arc.size(), 3u);
+  EXPECT_NEAR(arc[0], 0.0, 1e-6);
+  EXPECT_NEAR(arc[1], 0.5, 1e-5);
+  EXPECT_NEAR(arc[2], 1.0, 1e-6);
+  // A segment of zero width has no length to normalise by: positions come back clamped.
+  Seg degenerate(&b.transform, Seg::backgroundMeshSpan);
+  degenerate.setInternalBoundaries({radialLine(0.5, 1, 2, 11), radialLine(0.5, 1, 2, 11)},
+                                   {false, false});
+  degenerate.getArcNdfromRnmNd(1, 0.37f, {-0.5, 0.3, 1.5}, arc);
+  EXPECT_EQ(arc, (std::vector<double>{0.0, 0.3, 1.0}));
+}
+
+// ---- debug output -------------------------------------------------------------------------------
+
+bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {
+  std::ifstream in(name);
+  lines = 0;
+  double x = 0;
+  double y = 0;
+  double z = 0;
+  bool allZero = static_cast<bool>(in);
+  while (in >> x >> y >> z) {
+    ++lines;
+    allZero = allZero && z == 0.0;
+  }
+  return allZero;
+}
+
+TEST(TurboTransformSegmenterDebug, writesStepFilesAndReportsThem) {
+  const Built& b = annulusUnit();
+  qortest::ScopedTempDir dir;
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  ::testing::internal::CaptureStdout();
+  seg.setDebug(true);
+  seg.setInternalBoundaries({radialLine(0.5, 1.2, 1.8, 7, 0.4f)}, {false});
+  const std::string out = ::testing::internal::GetCapturedStdout();
+  for (const char* line :
+       {" cleanInternalBoundaryInMeridionalSpace 0Size =7\n", " Saved cRaw0\n", " Saved cCle0\n",
+        " cleanedEnd 1Size =", " Saved clEnd1\n", " cleanedEndByBM 1Size =", " Saved clEndBM1\n",
+        " finalART 0Size =", " Saved final0\n", " finalART 2Size =", " Exported : ibound0\n",
+        " Exported : ibound2\n"}) {
+    EXPECT_NE(out.find(line), std::string::npos) << line;
+  }
+  std::size_t lines = 0;
+  EXPECT_TRUE(fileHasZeroThirdColumn("cCle0", lines));  // theta set to 0 before cleaning
+  EXPECT_EQ(lines, 7u);
+  EXPECT_FALSE(fileHasZeroThirdColumn("cRaw0", lines));  // written as given
+  for (const char* name : {"clEnd1", "clEndBM1", "final1", "ibound1", "s_mp"}) {
+    EXPECT_TRUE(std::ifstream(name).good()) << name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,233 @@
+// Debug files of TurboTransform: point lists written and read back, the surface file of the
+// background mesh, the exported input and the set-up from point files.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qor/CoordTransform.h"
+#include "support/Passages.h"
+
+namespace {
+
+using qor::QORVector;
+using qor::TripletQORVector;
+using qor::TurboTransform;
+using qortest::P3;
+
+std::vector<std::string> readLines(const std::string& name) {
+  std::ifstream in(name);
+  std::vector<std::string> lines;
+  std::string line;
+  while (std::getline(in, line)) lines.push_back(line);
+  return lines;
+}
+
+void writeText(const std::string& name, const std::string& text) {
+  std::ofstream out(name);
+  out << text;
+}
+
+std::string formatted(double x, double y, double z) {
+  char buffer[96];
+  std::snprintf(buffer, sizeof buffer, "%18.9e %18.9e %18.9e", x, y, z);
+  return buffer;
+}
+
+TEST(TurboTransformPointFiles, listFormWritesZeroThirdComponentAndTripletFormKeepsIt) {
+  qortest::ScopedTempDir dir;
+  TurboTransform t;
+  const std::vector<P3> pts = {P3(1.5f, -2.25f, 0.75f), P3(1e-3f, 12345.678f, -3.0f)};
+  t.writeVectortoFile("plain", QORVector<P3>(pts), false);
+  t.writeVectortoFile("counted", TripletQORVector(pts), true);
+  const auto plain = readLines("plain");
+  ASSERT_EQ(plain.size(), 2u);
+  EXPECT_EQ(plain[0], formatted(1.5, -2.25, 0.0));
+  EXPECT_EQ(plain[1], formatted(pts[1][0], pts[1][1], 0.0));
+  const auto counted = readLines("counted");
+  ASSERT_EQ(counted.size(), 3u);
+  EXPECT_EQ(counted[0], "2");
+  EXPECT_EQ(counted[1], formatted(1.5, -2.25, 0.75));
+  QORVector<P3> back;
+  t.getVectorFromFile("counted", back);
+  EXPECT_EQ(back, QORVector<P3>(pts));  // 9 decimals keep every float exactly
+}
+
+TEST(TurboTransformPointFiles, commaSeparatedLinesReadLikeBlankSeparatedOnes) {
+  qortest::ScopedTempDir dir;
+  writeText("blanks", "2 points\n1.25 2.5 -3\n  4e-2   5 6\n");
+  writeText("commas", "2\n1.25,2.5,-3\n4e-2 ,5,6\n");
+  TurboTransform t;
+  QORVector<P3> a, b;
+  t.getVectorFromFile("blanks", a);
+  t.getVectorFromFile("commas", b);
+  ASSERT_EQ(a.size(), 2u);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(a[1], P3(0.04f, 5.0f, 6.0f));
+}
+
+TEST(TurboTransformPointFiles, countOfZeroOrLessReadsNothing) {
+  qortest::ScopedTempDir dir;
+  writeText("zero", "0\n1 2 3\n");
+  writeText("negative", "-4\n");
+  TurboTransform t;
+  QORVector<P3> pts = {P3(1, 1, 1)};
+  t.getVectorFromFile("zero", pts);
+  EXPECT_TRUE(pts.empty());
+  pts = {P3(1, 1, 1)};
+  t.getVectorFromFile("negative", pts);
+  EXPECT_TRUE(pts.empty());
+}
+
+TEST(TurboTransformPointFiles, malformedOrTruncatedFilesAreReportedWithFileAndLine) {
+  qortest::ScopedTempDir dir;
+  writeText("badnumber", "3\n1 2 3\n4 five 6\n7 8 9\n");
+  writeText("short", "3\n1 2 3\n4 5 6\n");
+  writeText("twoNumbers", "1\n1 2\n");
+  writeText("nocount", "x\n");
+  TurboTransform t;
+  auto expectInvalid = [&](const std::string& name, const std::string& line) {
+    QORVector<P3> pts = {P3(9, 9, 9)};
+    try {
+      t.getVectorFromFile(name, pts);
+      ADD_FAILURE() << "no exception for " << name;
+    } catch (const qor::data::invalid& e) {
+      EXPECT_EQ(e.getFunctionName(), "getVectorFromFile");
+      EXPECT_NE(e.getMessage().find(name), std::string::npos) << e.getMessage();
+      EXPECT_NE(e.getMessage().find("line " + line), std::string::npos) << e.getMessage();
+    }
+    EXPECT_EQ(pts, QORVector<P3>{P3(9, 9, 9)});  // left as it was
+  };
+  expectInvalid("badnumber", "3");
+  expectInvalid("short", "4");
+  expectInvalid("twoNumbers", "2");
+  expectInvalid("nocount", "1");
+  QORVector<P3> pts;
+  EXPECT_THROW(t.getVectorFromFile("missing", pts), qor::Error);
+}
+
+TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
+  qortest::ScopedTempDir dir;
+  // A square annulus (1 by 1) with 4 requested nodes gives 2 x 2 cells.
+  TurboTransform t;
+  qortest::initializeART(t, qortest::annulus(0.0, 1.0, 1.0, 2.0));
+  t.createBackgroundMesh(TurboTransform::linear, 4);
+  std::vector<P3> nodes;
+  int ni = 0, nj = 0;
+  t.getBackgroundMesh(nodes, ni, nj);
+  ASSERT_EQ(ni, 3);
+  ASSERT_EQ(nj, 3);
+  t.exportFinalMeshToPostSurface("mesh.msh");
+  const auto lines = readLines("mesh.msh");
+  ASSERT_EQ(lines.size(), 9u + 2u + 4u);
+  for (int k = 0; k < 9; ++k) {
+    std::istringstream in(lines[k]);
+    float x, y, z;
+    ASSERT_TRUE(in >> x >> y >> z) << lines[k];
+    EXPECT_NEAR(x, nodes[k][0], 1e-5f);  // default stream format: 6 significant digits
+    EXPECT_NEAR(y, nodes[k][1], 1e-5f);
+    EXPECT_EQ(z, 0.0f);
+    EXPECT_NE(lines[k].back(), ' ');
+    EXPECT_EQ(lines[k].find("  "), std::string::npos);
+  }
+  EXPECT_EQ(lines[9], "");
+  EXPECT_EQ(lines[10], "# Faces");
+  EXPECT_EQ(lines[11], "4 1 0 3");
+  EXPECT_EQ(lines[12], "5 2 1 4");
+  EXPECT_EQ(lines[13], "7 4 3 6");
+  EXPECT_EQ(lines[14], "8 5 4 7");
+}
+
+TEST(TurboTransformSurfaceFile, exportWithoutMeshThrowsNullPointer) {
+  qortest::ScopedTempDir dir;
+  TurboTransform t;
+  EXPECT_THROW(t.exportFinalMeshToPostSurface("x.msh"), qor::internal::nullPointer);
+}
+
+TEST(TurboTransformDebugFiles, exportInputWritesCurvesMeshAndConsoleLine) {
+  qortest::ScopedTempDir dir;
+  TurboTransform t;
+  qortest::initializeART(t, qortest::annulus());
+  t.createBackgroundMesh(TurboTransform::linear, 100);
+  testing::internal::CaptureStdout();
+  t.exportInput();
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(out, " TurboTransform Exported debug input\n");
+  for (const char* name : {"s_mp", "n_mp", "w_mp", "e_mp"}) {
+    const auto lines = readLines(name);
+    ASSERT_GE(lines.size(), 2u) << name;
+    std::istringstream first(lines[0]);
+    float x, y, z;
+    EXPECT_TRUE(first >> x >> y >> z) << name;  // no count line
+    EXPECT_TRUE(first.eof() || (first >> std::ws).eof());
+  }
+  EXPECT_EQ(readLines("s_mp")[0], formatted(0.0, 1.0, 0.0));
+  EXPECT_EQ(readLines("n_mp")[0], formatted(0.0, 2.0, 0.0));
+  EXPECT_FALSE(readLines("bm.msh").empty());
+}
+
+TEST(TurboTransformDebugFiles, setUpFromFilesMatchesSetUpFromCurves) {
+  qortest::ScopedTempDir dir;
+  const qortest::Passage art = qortest::bend();
+  const qortest::Passage xyz = qortest::toXYZ(art, P3(0, 0, 0), P3(0, 0, 1));
+  TurboTransform writer;
+  writer.writeVectortoFile("hub", art.hub, true);
+  writer.writeVectortoFile("shroud", art.shroud, true);
+  writer.writeVectortoFile("inlet", art.inlet, true);
+  writer.writeVectortoFile("outlet", art.outlet, true);
+  writer.writeVectortoFile("hubX", xyz.hub, true);
+  writer.writeVectortoFile("shroudX", xyz.shroud, true);
+  writer.writeVectortoFile("inletX", xyz.inlet, true);
+  writer.writeVectortoFile("outletX", xyz.outlet, true);
+
+  TurboTransform direct, fromArt, fromXyz;
+  qortest::initializeART(direct, art);
+  fromArt.initializeDebugART("hub", "shroud", "inlet", "outlet", art.axisPoint, art.axisDirection);
+  fromXyz.initializeDebugXYZ("hubX", "shroudX", "inletX", "outletX", xyz.axisPoint,
+                             xyz.axisDirection);
+  for (TurboTransform* t : {&direct, &fromArt, &fromXyz}) {
+    EXPECT_TRUE(t->isGeometryInitialized());
+    t->createBackgroundMesh(TurboTransform::linear, 300);
+  }
+  for (const P3& p : {P3(0.3f, 1.7f, 0), P3(1.1f, 2.4f, 0), P3(0.9f, 1.8f, 0)}) {
+    const float expected = direct.convertARTtoSpace(TurboTransform::nm, p);
+    // The files keep every float: the ART set-up is identical.
+    EXPECT_EQ(fromArt.convertARTtoSpace(TurboTransform::nm, p), expected);
+    // The Cartesian curves went through cos/sin and back: a few ulps of the coordinates.
+    EXPECT_NEAR(fromXyz.convertARTtoSpace(TurboTransform::nm, p), expected, 1e-5);
+  }
+}
+
+TEST(TurboTransformUnitVectors, emptyInputLeavesOutputsAndCartesianFormAgrees) {
+  TurboTransform t;
+  qortest::initializeART(t, qortest::bend());
+  t.createBackgroundMesh(TurboTransform::linear, 300);
+  QORVector<P3> sw = {P3(7, 7, 7)}, sp;
+  t.getUnitVectorsFromART(TripletQORVector(), sw, sp);
+  t.getUnitVectorsFromXYZ(TripletQORVector(), sw, sp);
+  EXPECT_EQ(sw.size(), 1u);
+  EXPECT_TRUE(sp.empty());
+  // A point of the bend at 45 degrees: streamwise along the arc (sin, cos)(45), spanwise towards
+  // the centre (shroud side): (-sin, cos)(45), within the half-cell turn of the mesh lines.
+  const qortest::Bend g;
+  const auto x = g.at(qortest::kPi / 4 + 0.003, 1.25);
+  const P3 p{float(x[0]), float(x[1]), 0.0f};
+  const auto c = qortest::toXYZ(p[0], p[1], 2.0, P3(0, 0, 0), P3(0, 0, 1));
+  QORVector<P3> swx, spx;
+  t.getUnitVectorsFromART(TripletQORVector{p}, sw, sp);
+  t.getUnitVectorsFromXYZ(TripletQORVector{P3(float(c[0]), float(c[1]), float(c[2]))}, swx, spx);
+  const float r = std::sqrt(0.5f);
+  EXPECT_NEAR(sw[0][0], r, 0.02f);
+  EXPECT_NEAR(sw[0][1], r, 0.02f);
+  EXPECT_NEAR(sp[0][0], -r, 0.02f);
+  EXPECT_NEAR(sp[0][1], r, 0.02f);
+  EXPECT_EQ(swx[0], sw[0]);
+  EXPECT_EQ(spx[0], sp[0]);
+}
+
+}  // namespace

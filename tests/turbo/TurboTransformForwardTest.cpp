@@ -1,0 +1,381 @@
+// Forward conversions of TurboTransform: (axial, radial, theta) and Cartesian points to the spaces,
+// single and several spaces at once, the (value, theta, nspan) form, errors and the agreement with
+// the analytic fields of the annulus and the 90-degree bend.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qor/CoordTransform.h"
+#include "support/Passages.h"
+
+namespace {
+
+using qor::QORVector;
+using qor::TripletQORVector;
+using qor::TurboTransform;
+using qortest::P3;
+using D3 = qor::TripletBase<double>;
+using Space = TurboTransform::space;
+
+const std::vector<Space> kAllSpaces = {TurboTransform::mprime,  TurboTransform::span,
+                                       TurboTransform::m,       TurboTransform::nmprime,
+                                       TurboTransform::nspan,   TurboTransform::nm,
+                                       TurboTransform::rnm,     TurboTransform::mprimeScaled};
+
+// Values a conversion copies from a node or interpolates with weights 0 and 1: a few float ulps of
+// values of order 1.
+constexpr float kNodeTol = 4.0f * FLT_EPSILON;
+
+struct Mesh {
+  TurboTransform transform;
+  std::vector<P3> nodes;
+  int ni = 0, nj = 0;
+  P3 node(int i, int j) const { return nodes.at(static_cast<std::size_t>(i * nj + j)); }
+};
+
+void build(Mesh& m, const qortest::Passage& p, int size) {
+  qortest::initializeART(m.transform, p);
+  m.transform.createBackgroundMesh(TurboTransform::linear, size);
+  m.transform.getBackgroundMesh(m.nodes, m.ni, m.nj);
+}
+
+void expectError(const qor::Error& e, const char* function, const std::string& message) {
+  EXPECT_EQ(e.getClassName(), "TurboTransform");
+  EXPECT_EQ(e.getFunctionName(), function);
+  EXPECT_EQ(e.getMessage(), message);
+  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+}
+
+template <typename F>
+void expectThrows(F f, const char* function, const std::string& message) {
+  try {
+    f();
+    ADD_FAILURE() << "no exception for " << function;
+  } catch (const qor::Error& e) {
+    expectError(e, function, message);
+  }
+}
+
+// ---- errors ------------------------------------------------------------------------------------
+
+TEST(TurboTransformForwardErrors, conversionsWithoutMeshNameTheirFunction) {
+  TurboTransform t;
+  const std::string msg = "Null pointer to m_topo.";
+  const P3 p(0.5f, 1.5f, 0.0f);
+  expectThrows([&] { t.convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", msg);
+  expectThrows([&] { t.convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", msg);
+  qor::TripletBase<float> out;
+  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs",
+               msg);
+  // The Cartesian lists and the multi-space forms fail even for no points ...
+  QORVector<P3> none;
+  QORVector<float> values;
+  expectThrows([&] { t.convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace",
+               msg);
+  QORVector<std::vector<float>> lists;
+  const QORVector<Space> spaces = {TurboTransform::nm};
+  expectThrows([&] { t.convertARTtoSpace(TripletQORVector(), spaces, lists); },
+               "convertARTtoSpace", msg);
+  expectThrows([&] { t.convertXYZtoSpace(TripletQORVector(), spaces, lists); },
+               "convertARTtoSpace", msg);
+  // ... while the single-space ART list converts nothing and succeeds.
+  values.assign(3, 7.0f);
+  EXPECT_NO_THROW(t.convertARTtoSpace(TurboTransform::nm, none, values));
+  EXPECT_TRUE(values.empty());
+  QORVector<P3> one = {p};
+  expectThrows([&] { t.convertARTtoSpace(TurboTransform::nm, one, values); }, "convertARTtoSpace",
+               msg);
+}
+
+TEST(TurboTransformForwardErrors, spacesOutOfRangeAreRefused) {
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  const TurboTransform& t = mesh.transform;
+  const P3 p(0.5f, 1.5f, 0.2f);
+  expectThrows([&] { t.convertARTtoSpace(static_cast<Space>(8), p); }, "convertARTtoSpace",
+               "Space (8) not allowed for conversion here");
+  expectThrows([&] { t.convertARTtoSpace(static_cast<Space>(-1), p); }, "convertARTtoSpace",
+               "Space (-1) not allowed for conversion here");
+  P3 out;
+  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); },
+               "convertARTtoSpaceTNs", "Space (1) not allowed for conversion here");
+  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::nspan, p, out); },
+               "convertARTtoSpaceTNs", "Space (4) not allowed for conversion here");
+  D3 outD;
+  expectThrows([&] { t.convertARTtoSpaceTNs(static_cast<Space>(9), D3(0.5, 1.5, 0), outD); },
+               "convertARTtoSpaceTNs", "Space (9) not allowed for conversion here");
+}
+
+TEST(TurboTransformForwardErrors, multiSpaceFormSkipsUnknownSpacesSilently) {
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  const TripletQORVector pts = {P3(0.5f, 1.5f, 0), P3(1.2f, 1.1f, 0)};
+  const QORVector<Space> spaces = {TurboTransform::nm, static_cast<Space>(9),
+                                   static_cast<Space>(-3)};
+  QORVector<std::vector<float>> values(3);
+  values[1] = {42.0f, 43.0f};  // pre-sized: untouched
+  mesh.transform.convertARTtoSpace(pts, spaces, values);
+  EXPECT_EQ(values[1], (std::vector<float>{42.0f, 43.0f}));
+  EXPECT_EQ(values[2], (std::vector<float>{0.0f, 0.0f}));  // sized to the points, then skipped
+  EXPECT_EQ(values[0][0], mesh.transform.convertARTtoSpace(TurboTransform::nm, pts[0]));
+}
+
+// ---- values at nodes and edges -------------------------------------------------------------------
+
+TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
+  Mesh mesh;
+  build(mesh, qortest::bend(), 600);
+  const int jcv = mesh.nj - 1, icv = mesh.ni - 1;
+  const float h = 1.0f / static_cast<float>(jcv);
+  for (int i = 0; i <= icv; ++i) {
+    for (int j = 0; j <= jcv; ++j) {
+      const P3 p = mesh.node(i, j);
+      const float expectedSpan = (j == jcv) ? 1.0f : static_cast<float>(j) * h;
+      ASSERT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p), expectedSpan);
+      // On the linear bend mesh every i row is a radial line at theta = i (pi/2) / icv, so nm and
+      // its row mean rnm are i / icv at the nodes.
+      const float expectedM = static_cast<float>(i) / static_cast<float>(icv);
+      EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), expectedM, kNodeTol);
+      EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::rnm, p), expectedM, kNodeTol);
+    }
+  }
+}
+
+TEST(TurboTransformForward, edgesOfThePassageGiveExactZerosAndOnes) {
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(0.0f, 2.0f), r(1.0f, 2.0f);
+  for (int k = 0; k < 50; ++k) {
+    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nm, P3(0.0f, r(rng), 0)), 0.0f);
+    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nm, P3(2.0f, r(rng), 0)), 1.0f);
+    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, P3(a(rng), 1.0f, 0)), 0.0f);
+    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, P3(a(rng), 2.0f, 0)), 1.0f);
+  }
+}
+
+// ---- analytic passages ----------------------------------------------------------------------------
+
+TEST(TurboTransformForward, annulusInteriorMatchesAnalyticFields) {
+  // Annulus A in [0, 2], R in [1, 2]. The linear mesh is a uniform rectangular grid (cells dA by
+  // dR) and the bilinear map of a rectangle is exact, so (s, t) are the exact local coordinates.
+  // m = A, nm = rnm = A / 2, span = R - 1 and nspan = R - 1 are linear in (A, R): bilinear
+  // interpolation reproduces them up to float rounding (a few ulps of values <= 2: 1e-6).
+  // m' at the nodes is A_i / (R_j + 5e-7); between two j lines bilinear interpolation of 1/R
+  // errs by at most dR^2/8 * max|d2(1/R)/dR2| = dR^2/8 * 2/R^3, times A <= 2, plus the 5e-7 shift
+  // (A * 5e-7 / R^2 <= 1e-6): tolerance A dR^2 / (4 R^3) + 2e-6.
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  const double dR = 1.0 / (mesh.nj - 1);
+  constexpr double kRoundTol = 2e-6;
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(0.0f, 2.0f), r(1.0f, 2.0f);
+  for (int k = 0; k < 300; ++k) {
+    const P3 p(a(rng), r(rng), 0.0f);
+    const double A = p[0], R = p[1];
+    const TurboTransform& t = mesh.transform;
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::m, p), A, kRoundTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nm, p), A / 2, kRoundTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::rnm, p), A / 2, kRoundTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::span, p), R - 1, kRoundTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nspan, p), R - 1, kRoundTol);
+    const double mprimeTol = A * dR * dR / (4 * R * R * R) + kRoundTol;
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprime, p), A / R, mprimeTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nmprime, p), A / 2, kRoundTol);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprimeScaled, p), A, 2 * kRoundTol);
+  }
+}
+
+TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
+  // 90-degree bend, linear mesh: i rows are radial lines through the centre at theta_i = i dth,
+  // j lines sit at rho_j, and a cell is an isosceles trapezoid with straight chords instead of
+  // arcs (half angle h = dth / 2).
+  // nm: for a point at angle theta the bilinear inverse gives s = (1 + tan(theta - mid) / tan h)/2,
+  // so s - (theta - theta_i) / dth = (atan(u tan h) - u h) / dth, at most 0.13 h^3 / dth in cell
+  // units (u = 2s - 1, series of atan and tan): an nm error <= 0.13 h^3 / (pi/2) plus rounding.
+  // nspan: on the bisector of a cell, the bilinear map reaches radius rho at t = (rho / cos h -
+  // rho_j) / drho, so a point lies off by rho (1 / cos h - 1) in radius. The hub and shroud are
+  // themselves polylines of nStream points (half angle hp = (pi/2) / (nStream - 1) / 2), so the
+  // nodes on them sit up to rho (1 - cos hp) inside the arcs. Both shifts over the passage height
+  // H = rhoHub - rhoShroud bound the nspan error, plus rounding.
+  qortest::Bend g;
+  Mesh mesh;
+  const int nStream = 121;
+  build(mesh, qortest::bend(g, nStream), 600);
+  const double h = (qortest::kPi / 2) / (mesh.ni - 1) / 2;
+  const double hp = (qortest::kPi / 2) / (nStream - 1) / 2;
+  const double nmTol = 0.13 * h * h * h / (qortest::kPi / 2) + 2e-6;
+  const double nspanTol =
+      g.rhoHub * ((1 / std::cos(h) - 1) + (1 - std::cos(hp))) / (g.rhoHub - g.rhoShroud) + 2e-6;
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<double> th(0.0, qortest::kPi / 2), rho(g.rhoShroud, g.rhoHub);
+  for (int k = 0; k < 300; ++k) {
+    const double theta = th(rng), radius = rho(rng);
+    const auto x = g.at(theta, radius);
+    const P3 p{float(x[0]), float(x[1]), 0.0f};
+    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), theta / (qortest::kPi / 2),
+                nmTol);
+    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
+                (g.rhoHub - radius) / (g.rhoHub - g.rhoShroud), nspanTol);
+  }
+}
+
+TEST(TurboTransformForward, pointsBeyondTheOutletExtrapolateLinearly) {
+  // The annulus fields are linear in A, so extrapolation past the outlet stays exact.
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  const float dA = mesh.node(1, 0)[0] - mesh.node(0, 0)[0];
+  for (float f : {0.05f, 0.2f, 0.4f}) {
+    const P3 p(2.0f + f * dA, 1.37f, 0.0f);
+    const float v = mesh.transform.convertARTtoSpace(TurboTransform::nm, p);
+    EXPECT_GT(v, 1.0f);
+    EXPECT_NEAR(v, p[0] / 2.0f, 2e-6);
+  }
+}
+
+// ---- forms agree ---------------------------------------------------------------------------------
+
+TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
+  Mesh mesh;
+  build(mesh, qortest::bend(), 600);
+  const TurboTransform& t = mesh.transform;
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(-0.2f, 1.7f), r(1.3f, 3.2f), th(-1.0f, 1.0f);
+  std::vector<P3> pts;
+  for (int k = 0; k < 200; ++k) pts.emplace_back(a(rng), r(rng), th(rng));
+  const TripletQORVector list(pts);
+  const QORVector<Space> spaces(kAllSpaces.begin(), kAllSpaces.end());
+  QORVector<std::vector<float>> multi;
+  QORVector<P3> streamwise, spanwise;
+  t.convertARTtoSpace(list, spaces, multi, streamwise, spanwise, true);
+  QORVector<P3> sw2, sp2;
+  t.getUnitVectorsFromART(list, sw2, sp2);
+  for (std::size_t q = 0; q < kAllSpaces.size(); ++q) {
+    const Space s = kAllSpaces[q];
+    QORVector<float> values;
+    t.convertARTtoSpace(s, QORVector<P3>(pts), values);
+    std::vector<float> plain;
+    std::vector<P3> copy = pts;
+    t.convertARTtoSpace(s, copy, plain);
+    for (std::size_t k = 0; k < pts.size(); ++k) {
+      const float single = t.convertARTtoSpace(s, pts[k]);
+      ASSERT_EQ(values[k], single);
+      ASSERT_EQ(plain[k], single);
+      ASSERT_EQ(multi[q][k], single);
+      if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
+      P3 tns;
+      t.convertARTtoSpaceTNs(s, pts[k], tns);
+      ASSERT_EQ(tns[0], single);
+      ASSERT_EQ(tns[1], pts[k][2]);  // theta passes through
+      ASSERT_EQ(tns[2], t.convertARTtoSpace(TurboTransform::nspan, pts[k]));
+      D3 tnsD;
+      t.convertARTtoSpaceTNs(s, D3(pts[k][0], pts[k][1], 0.123456789012345), tnsD);
+      EXPECT_EQ(tnsD[1], 0.123456789012345);
+      // Float against double evaluation of the same bilinear formula. Each of the four terms is
+      // rounded a few times in float (relative 3 ulps, 2e-7) and the corner values are narrowed;
+      // the terms add up to at most (1 + |s|)(1 + |t|) max|w| with max|w| <= 3 on this bend (m),
+      // which outside the mesh far exceeds the value itself: tolerance 1e-5 (1 + |s|)(1 + |t|).
+      int c0, c1, c2, c3;
+      float ls, lt;
+      t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
+      const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
+      EXPECT_NEAR(tnsD[0], single, tol);
+      EXPECT_NEAR(tnsD[2], tns[2], tol);
+    }
+  }
+  for (std::size_t k = 0; k < pts.size(); ++k) {
+    EXPECT_EQ(streamwise[k], sw2[k]);
+    EXPECT_EQ(spanwise[k], sp2[k]);
+    EXPECT_NEAR(streamwise[k].length(), 1.0f, 1e-6f);
+    EXPECT_NEAR(spanwise[k].length(), 1.0f, 1e-6f);
+  }
+  std::vector<P3> tnsList;
+  t.convertARTtoSpaceTNs(TurboTransform::nm, pts, tnsList);
+  ASSERT_EQ(tnsList.size(), pts.size());
+  EXPECT_EQ(tnsList[7][0], t.convertARTtoSpace(TurboTransform::nm, pts[7]));
+}
+
+TEST(TurboTransformForward, annulusDirectionsAreTheAxialAndRadialUnitVectors) {
+  Mesh mesh;
+  build(mesh, qortest::annulus(), 400);
+  QORVector<P3> sw, sp;
+  mesh.transform.getUnitVectorsFromART(TripletQORVector{P3(0.7f, 1.3f, 0), P3(1.9f, 1.9f, 0)}, sw,
+                                       sp);
+  ASSERT_EQ(sw.size(), 2u);
+  // The nodes come from curves stored in float: a mesh line leans by a few ulps at most.
+  for (int k = 0; k < 2; ++k) {
+    EXPECT_NEAR(sw[k][0], 1.0f, 1e-6f);
+    EXPECT_NEAR(sw[k][1], 0.0f, 1e-5f);
+    EXPECT_NEAR(sp[k][0], 0.0f, 1e-5f);
+    EXPECT_NEAR(sp[k][1], 1.0f, 1e-6f);
+    EXPECT_EQ(sw[k][2], 0.0f);
+    EXPECT_EQ(sp[k][2], 0.0f);
+  }
+}
+
+TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
+  // Axis through (1, -2, 0.5) along (1, 1, 1): the Cartesian point is built from (A, R) at some
+  // angle; its conversion to (A, R) rounds to float once or twice (a few ulps of coordinates <= 3),
+  // and the fields have slopes of order 1, hence 1e-5.
+  const P3 axisPoint(1.0f, -2.0f, 0.5f), axisDirection(1.0f, 1.0f, 1.0f);
+  qortest::Passage art = qortest::bend();
+  art.axisPoint = axisPoint;
+  art.axisDirection = axisDirection;
+  TurboTransform t;
+  qortest::initializeART(t, art);
+  t.createBackgroundMesh(TurboTransform::linear, 600);
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<double> a(0.0, 1.5), r(1.5, 3.0), phi(0.0, 6.28);
+  QORVector<P3> xyz;
+  std::vector<P3> meridional;
+  for (int k = 0; k < 100; ++k) {
+    const double A = a(rng), R = r(rng);
+    const auto x = qortest::toXYZ(A, R, phi(rng), axisPoint, axisDirection);
+    xyz.emplace_back(float(x[0]), float(x[1]), float(x[2]));
+    meridional.emplace_back(float(A), float(R), 0.0f);
+  }
+  QORVector<float> values;
+  t.convertXYZtoSpace(TurboTransform::nm, xyz, values);
+  QORVector<std::vector<float>> multi;
+  t.convertXYZtoSpace(TripletQORVector(xyz), QORVector<Space>{TurboTransform::nm}, multi);
+  for (std::size_t k = 0; k < xyz.size(); ++k) {
+    const float single = t.convertXYZtoSpace(TurboTransform::nm, xyz[k]);
+    EXPECT_EQ(values[k], single);
+    EXPECT_EQ(multi[0][k], single);
+    EXPECT_NEAR(single, t.convertARTtoSpace(TurboTransform::nm, meridional[k]), 1e-5);
+  }
+}
+
+TEST(TurboTransformForward, resultsDoNotDependOnTheQuadtree) {
+  Mesh tree, brute;
+  build(tree, qortest::bend(), 600);
+  setenv("QOR_NO_QUADTREE", "", 1);
+  build(brute, qortest::bend(), 600);
+  unsetenv("QOR_NO_QUADTREE");
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(-0.5f, 2.0f), r(1.0f, 3.5f);
+  std::vector<P3> pts;
+  for (int k = 0; k < 500; ++k) pts.emplace_back(a(rng), r(rng), 0.0f);
+  const QORVector<Space> spaces(kAllSpaces.begin(), kAllSpaces.end());
+  QORVector<std::vector<float>> v1, v2;
+  QORVector<P3> s1, t1, s2, t2;
+  tree.transform.convertARTtoSpace(TripletQORVector(pts), spaces, v1, s1, t1, true);
+  brute.transform.convertARTtoSpace(TripletQORVector(pts), spaces, v2, s2, t2, true);
+  EXPECT_EQ(v1, v2);
+  EXPECT_EQ(s1, s2);
+  EXPECT_EQ(t1, t2);
+}
+
+}  // namespace

@@ -1,0 +1,359 @@
+// Inverse conversions of TurboTransform: (space value, theta, normalised span) to (axial, radial,
+// theta): dispatch and errors, the bracket search, clamping, the search-line cache and round trips
+// on the analytic passages.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qor/CoordTransform.h"
+#include "support/Passages.h"
+
+namespace {
+
+using qor::TurboTransform;
+using qortest::P3;
+using D3 = qor::TripletBase<double>;
+
+// Round-trip tolerance, relative to the size of the passage.
+// Forward then inverse is exact in exact arithmetic: the inverse searches the line of the point's
+// own span, whose nodes sit at the point's own t in every cell, and the space value is linear in s
+// along it, so both local coordinates come back unchanged. What remains is rounding: the point,
+// the carried value and span, the line nodes and the weights are each rounded to float once or
+// twice (about ten roundings of at most FLT_EPSILON/2 relative each, ~1e-6 of the coordinates,
+// which are at most about 3 times the passage size here). 1e-5 of the size bounds that and still
+// catches a wrong cell, weight or line, which errs by a fraction of a cell (>= 1e-3 of the size).
+constexpr double kRoundTripRelTol = 1e-5;
+// Points that the conversion copies or interpolates with weight 0 or 1: a few float ulps.
+constexpr float kUlpTol = 4.0f * FLT_EPSILON;
+constexpr float kBendScale = 4.5f;  // largest coordinate of the bend
+
+struct Built {
+  qortest::Passage passage;
+  TurboTransform transform;
+  std::vector<P3> nodes;
+  int ni = 0, nj = 0;
+  P3 node(int i, int j) const { return nodes.at(static_cast<std::size_t>(i * nj + j)); }
+};
+
+void build(Built& b, const qortest::Passage& p, TurboTransform::BMmethod method, int size) {
+  b.passage = p;
+  qortest::initializeART(b.transform, p);
+  b.transform.createBackgroundMesh(method, size);
+  b.transform.getBackgroundMesh(b.nodes, b.ni, b.nj);
+}
+
+// Runs f and checks that it throws E with these function and message texts.
+template <typename E, typename F>
+void expectError(F&& f, const char* function, const std::string& message) {
+  try {
+    f();
+    ADD_FAILURE() << "no exception, expected: " << message;
+  } catch (const E& e) {
+    EXPECT_EQ(e.getClassName(), "TurboTransform");
+    EXPECT_EQ(e.getFunctionName(), function);
+    EXPECT_EQ(e.getMessage(), message);
+    EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+  }
+}
+
+float distance(const P3& a, const P3& b) { return std::hypot(a[0] - b[0], a[1] - b[1]); }
+
+// ---- interpolateOnDouble -------------------------------------------------------------------------
+
+TEST(TurboTransformInterpolateOnDouble, bracketsClampsAndSplitsAsDocumented) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double one = 1.0, up1 = std::nextafter(one, 2.0), up3 = std::nextafter(std::nextafter(up1, 2.0), 2.0);
+  struct Case {
+    std::vector<double> values;
+    double x;
+    int lo, hi;
+    double w;
+  };
+  const Case cases[] = {
+      {{0, 1, 2}, 1.0, 1, 2, 0.0},    // exact hit: w = 0
+      {{0, 1, 1, 2}, 1.0, 1, 3, 0.0}, // first of equal values
+      {{0, 1, 2}, 1.5, 1, 2, 0.5},   {{0, 1, 5}, 2.0, 1, 2, 0.25},
+      {{0, 1, 2}, -3.0, 0, 1, 0.0},  {{0, 1, 2}, 0.0, 0, 1, 0.0},  // no extrapolation below
+      {{0, 1, 2}, 7.0, 1, 2, 1.0},   {{0, 1, 2}, 2.0, 1, 2, 1.0},  // nor above
+      {{0, 1, 2}, nan, 0, 1, 0.0},   {{5}, 9.0, 0, 0, 0.0},        {{5}, -1.0, 0, 0, 0.0},
+      {{0, one, up3, 2}, up1, 1, 2, 0.5},  // bracket too narrow to divide by
+  };
+  TurboTransform t;
+  for (const Case& c : cases) {
+    int lo = -7, hi = -7;
+    double w = -7.0;
+    t.interpolateOnDouble(c.values, c.x, lo, hi, w);
+    EXPECT_EQ(lo, c.lo) << "x = " << c.x;
+    EXPECT_EQ(hi, c.hi) << "x = " << c.x;
+    EXPECT_DOUBLE_EQ(w, c.w) << "x = " << c.x;
+  }
+  int lo = -7, hi = -7;
+  double w = -7.0;
+  t.interpolateOnDouble({}, 1.0, lo, hi, w);  // nothing written
+  EXPECT_EQ(lo, -7);
+  EXPECT_EQ(w, -7.0);
+}
+
+TEST(TurboTransformInterpolateOnDouble, unsortedOrNanDataStayInRange) {
+  TurboTransform t;
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<double> u(-1.0, 6.0);
+  const std::vector<double> v = {3, 1, std::numeric_limits<double>::quiet_NaN(), 2, 0, 5, 4};
+  for (int k = 0; k < 200; ++k) {
+    int lo = -7, hi = -7;
+    double w = 0.0;
+    t.interpolateOnDouble(v, u(rng), lo, hi, w);
+    EXPECT_GE(lo, 0);
+    EXPECT_LE(lo, hi);
+    EXPECT_LE(hi, static_cast<int>(v.size()) - 1);
+  }
+}
+
+// ---- errors ------------------------------------------------------------------------------------
+
+TEST(TurboTransformInverseErrors, refusedSpacesNameTheirNumberAndChangeNothing) {
+  Built b;
+  build(b, qortest::annulus(), TurboTransform::linear, 500);
+  for (int s : {1, 4, 8, -1}) {
+    const auto sp = static_cast<TurboTransform::space>(s);
+    const std::string message = "Space (" + std::to_string(s) + ") not allowed for conversion here.";
+    P3 out(9, 9, 9);
+    D3 outD(9, 9, 9);
+    expectError<qor::internal::error>([&] { b.transform.convertSpaceTNsToART(sp, P3(0.5f, 0, 0.5f), out); },
+                                      "convertSpaceTNsToART", message);
+    expectError<qor::internal::error>(
+        [&] { b.transform.convertSpaceTNsToARTspanEQ0or1(sp, D3(0.5, 0, 0), outD, s % 2 == 0); },
+        "convertSpaceTNsToART", message);
+    EXPECT_EQ(out, P3(9, 9, 9));
+    EXPECT_EQ(outD, D3(9, 9, 9));
+  }
+  std::vector<D3> in(3, D3(0.5, 0.0, 0.0)), out;
+  expectError<qor::internal::error>(
+      [&] { b.transform.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, in, out); },
+      "getSpaceOnConstantSpan", "Space (1) not allowed here.");
+}
+
+TEST(TurboTransformInverseErrors, everyFormFailsCleanlyBeforeTheMesh) {
+  TurboTransform fresh, initialised;
+  qortest::initializeART(initialised, qortest::annulus());
+  for (TurboTransform* t : {&fresh, &initialised}) {
+    for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::rnm}) {
+      P3 out;
+      D3 outD;
+      std::vector<D3> list(2), outList;
+      const char* text = "Null pointer to m_topo.";
+      expectError<qor::internal::nullPointer>([&] { t->convertSpaceTNsToART(s, P3(0.5f, 0, 0.5f), out); },
+                                              "convertARTtoSpace", text);
+      expectError<qor::internal::nullPointer>(
+          [&] { t->convertSpaceTNsToARTspanEQ0or1(s, D3(0.5, 0, 0), outD, true); }, "convertARTtoSpace", text);
+      expectError<qor::internal::nullPointer>(
+          [&] { t->convertOnConstantSpanSpaceTNsToART(s, 0.5, list, outList); }, "convertARTtoSpace", text);
+    }
+    // The space is refused before the mesh is looked at.
+    P3 out;
+    expectError<qor::internal::error>(
+        [&] { t->convertSpaceTNsToART(TurboTransform::nspan, P3(0.5f, 0, 0.5f), out); }, "convertSpaceTNsToART",
+        "Space (4) not allowed for conversion here.");
+  }
+}
+
+// ---- clamping and list forms -------------------------------------------------------------------
+
+TEST(TurboTransformInverse, inputOutsideTheMeshIsClampedToItsLines) {
+  Built b;
+  build(b, qortest::bend(), TurboTransform::linear, 2000);
+  const qortest::Bend geo;
+  for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::rnm}) {
+    P3 above, shroud, below, hub;
+    b.transform.convertSpaceTNsToART(s, P3(0.4f, 0.2f, 1.7f), above);
+    b.transform.convertSpaceTNsToART(s, P3(0.4f, 0.2f, 1.0f), shroud);
+    b.transform.convertSpaceTNsToART(s, P3(0.4f, 0.2f, -0.2f), below);
+    b.transform.convertSpaceTNsToART(s, P3(0.4f, 0.2f, 0.0f), hub);
+    EXPECT_EQ(above, shroud);
+    EXPECT_EQ(below, hub);
+    EXPECT_FLOAT_EQ(above[2], 0.2f);
+    EXPECT_NEAR(geo.rho(shroud[0], shroud[1]), geo.rhoShroud, 1e-3);
+    EXPECT_NEAR(geo.rho(hub[0], hub[1]), geo.rhoHub, 1e-3);
+  }
+  // nm beyond the outlet (or before the inlet) gives the end node of its line, no extrapolation.
+  for (float ns : {0.0f, 1.0f}) {
+    const int j = ns == 0.0f ? 0 : b.nj - 1;
+    P3 out;
+    D3 outD;
+    b.transform.convertSpaceTNsToART(TurboTransform::nm, P3(1.5f, 0.0f, ns), out);
+    EXPECT_LE(distance(out, b.node(b.ni - 1, j)), kUlpTol * kBendScale);
+    b.transform.convertSpaceTNsToART(TurboTransform::nm, P3(-0.5f, 0.0f, ns), out);
+    EXPECT_LE(distance(out, b.node(0, j)), kUlpTol * kBendScale);
+    b.transform.convertSpaceTNsToARTspanEQ0or1(TurboTransform::nm, D3(1.5, 0.0, 0.0), outD, ns == 0.0f);
+    EXPECT_EQ(P3(outD), P3(b.node(b.ni - 1, j)[0], b.node(b.ni - 1, j)[1], 0.0f));
+  }
+  qor::QORVector<P3> line;
+  b.transform.getConstantSpace(TurboTransform::nspanConst, 0.35, line);
+  P3 out;
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, P3(2.0f, 0.0f, 0.35f), out);
+  EXPECT_LE(distance(out, line.back()), kUlpTol * kBendScale);
+}
+
+TEST(TurboTransformInverse, listFormsOnTheAnnulusGiveAnalyticPoints) {
+  Built b;
+  build(b, qortest::annulus(), TurboTransform::linear, 500);  // A = 2 nm, R = 1 + nspan
+  const double tol = kRoundTripRelTol * 2.0;
+  std::vector<P3> out(3, P3(7, 7, 7));
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, std::vector<P3>(), out);
+  ASSERT_EQ(out.size(), 3u);  // empty input: output untouched
+  EXPECT_EQ(out[1], P3(7, 7, 7));
+
+  const std::vector<P3> in = {P3(0.25f, 0.1f, 0.5f), P3(0.75f, -0.2f, 0.1f)};
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, in, out);
+  ASSERT_EQ(out.size(), in.size());
+  for (std::size_t k = 0; k < in.size(); ++k) {
+    P3 single;
+    b.transform.convertSpaceTNsToART(TurboTransform::nm, in[k], single);
+    EXPECT_EQ(out[k], single);
+    EXPECT_NEAR(out[k][0], 2.0 * in[k][0], tol);
+    EXPECT_NEAR(out[k][1], 1.0 + in[k][2], tol);
+    EXPECT_EQ(out[k][2], in[k][1]);
+  }
+  // One span for all points: the inputs' span is ignored and their theta goes last.
+  const std::vector<D3> inD = {D3(0.25, 0.3, 0.9), D3(0.5, -1.0, 0.0)};
+  std::vector<D3> outD;
+  b.transform.convertOnConstantSpanSpaceTNsToART(TurboTransform::nm, 0.5, inD, outD);
+  ASSERT_EQ(outD.size(), 2u);
+  for (std::size_t k = 0; k < inD.size(); ++k) {
+    EXPECT_NEAR(outD[k][0], 2.0 * inD[k][0], tol);
+    EXPECT_NEAR(outD[k][1], 1.5, tol);
+    EXPECT_EQ(outD[k][2], inD[k][1]);
+  }
+}
+
+// ---- cache ---------------------------------------------------------------------------------------
+
+TEST(TurboTransformInverseCache, reusedAndRebuiltLinesGiveTheSameResult) {
+  Built b;
+  build(b, qortest::bend(), TurboTransform::linear, 2000);
+  const P3 p(0.3f, 0.0f, 0.5f), q(0.6f, 0.0f, 0.25f);
+  P3 first, again, other, viaMprime, afterOthers, hubFloat;
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, p, first);
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, p, again);
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, q, other);
+  b.transform.convertSpaceTNsToART(TurboTransform::mprime, p, viaMprime);
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, p, afterOthers);
+  EXPECT_EQ(first, again);
+  EXPECT_EQ(first, afterOthers);
+  EXPECT_NE(first, other);
+
+  // The hub line of the double form and the span-0 line of the float form are one cache entry.
+  D3 hubDouble, hubDoubleAgain;
+  b.transform.convertSpaceTNsToARTspanEQ0or1(TurboTransform::nm, D3(0.3, 0.0, 0.0), hubDouble, true);
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, P3(0.3f, 0.0f, 0.0f), hubFloat);
+  b.transform.convertSpaceTNsToARTspanEQ0or1(TurboTransform::nm, D3(0.3, 0.0, 0.0), hubDoubleAgain, true);
+  EXPECT_EQ(hubDouble, hubDoubleAgain);
+  EXPECT_LE(distance(hubFloat, P3(hubDouble)), kUlpTol * kBendScale);
+}
+
+TEST(TurboTransformInverseCache, newBackgroundMeshForcesRebuild) {
+  const qortest::Passage p = qortest::bend();
+  TurboTransform t, reference;
+  qortest::initializeART(t, p);
+  qortest::initializeART(reference, p);
+  t.createBackgroundMesh(TurboTransform::linear, 2000);
+  reference.createBackgroundMesh(TurboTransform::linear, 300);
+  const P3 in(0.37f, 0.0f, 0.5f);
+  const D3 inD(0.8, 0.0, 0.0);
+  P3 onFine, onCoarse, expected;
+  D3 hubFine, hubCoarse, hubExpected;
+  t.convertSpaceTNsToART(TurboTransform::nm, in, onFine);
+  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubFine, true);
+
+  t.createBackgroundMesh(TurboTransform::linear, 300);
+  t.convertSpaceTNsToART(TurboTransform::nm, in, onCoarse);
+  reference.convertSpaceTNsToART(TurboTransform::nm, in, expected);
+  EXPECT_EQ(onCoarse, expected);
+  EXPECT_NE(onCoarse, onFine);  // the chords of a coarser mesh lie elsewhere on the bend
+  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubCoarse, true);
+  reference.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubExpected, true);
+  EXPECT_EQ(hubCoarse, hubExpected);
+}
+
+// ---- round trips on the analytic passages -------------------------------------------------------
+
+// Points strictly inside the passage streamwise: on the mesh line of span ns, or (ns < 0) in
+// random interior cells.
+std::vector<P3> samplePoints(const Built& b, double ns, std::mt19937& rng) {
+  std::uniform_int_distribution<int> ci(1, b.ni - 3), cj(0, b.nj - 2);
+  std::uniform_real_distribution<double> u(0.02, 0.98);
+  qor::QORVector<P3> line;
+  if (ns >= 0.0) b.transform.getConstantSpace(TurboTransform::nspanConst, ns, line);
+  std::vector<P3> out;
+  for (int k = 0; k < 40; ++k) {
+    const int i = ci(rng), j = cj(rng);
+    const double s = u(rng), t = u(rng);
+    if (ns >= 0.0) {
+      out.push_back(line[i] + (line[i + 1] - line[i]) * s);
+    } else {
+      const P3 lo = b.node(i, j) + (b.node(i + 1, j) - b.node(i, j)) * s;
+      const P3 hi = b.node(i, j + 1) + (b.node(i + 1, j + 1) - b.node(i, j + 1)) * s;
+      out.push_back(lo + (hi - lo) * t);
+    }
+  }
+  return out;
+}
+
+void checkRoundTrips(const Built& b) {
+  std::mt19937 rng(42);
+  SCOPED_TRACE(b.passage.name + ", seed 42");
+  const double tol = kRoundTripRelTol * qortest::passageSize(b.passage);
+  for (TurboTransform::space s : {TurboTransform::mprime, TurboTransform::m, TurboTransform::nmprime,
+                                  TurboTransform::nm, TurboTransform::rnm, TurboTransform::mprimeScaled}) {
+    SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
+    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
+      std::vector<D3> tnsList, backList;
+      const std::vector<P3> points = samplePoints(b, ns, rng);
+      for (const P3& p : points) {
+        P3 tns, back;
+        D3 tnsD, backD;
+        b.transform.convertARTtoSpaceTNs(s, P3(p[0], p[1], 0.25f), tns);
+        b.transform.convertSpaceTNsToART(s, tns, back);
+        EXPECT_LE(distance(p, back), tol) << "span " << ns;
+        EXPECT_EQ(back[2], 0.25f);
+        b.transform.convertARTtoSpaceTNs(s, D3(p[0], p[1], 0.0), tnsD);
+        tnsList.push_back(tnsD);
+        if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
+          b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
+          EXPECT_LE(std::hypot(backD[0] - p[0], backD[1] - p[1]), tol) << "span " << ns;
+        }
+      }
+      if (ns < 0.0) continue;
+      b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
+      for (std::size_t k = 0; k < points.size(); ++k) {
+        EXPECT_LE(std::hypot(backList[k][0] - points[k][0], backList[k][1] - points[k][1]), tol);
+      }
+    }
+  }
+}
+
+TEST(TurboTransformInverseRoundTrip, annulusLinearMesh) {
+  Built b;
+  build(b, qortest::annulus(), TurboTransform::linear, 2000);
+  checkRoundTrips(b);
+}
+
+TEST(TurboTransformInverseRoundTrip, conicalDuctLinearMesh) {
+  Built b;
+  build(b, qortest::cone(), TurboTransform::linear, 2000);
+  checkRoundTrips(b);
+}
+
+TEST(TurboTransformInverseRoundTrip, bendSmoothedMesh) {
+  Built b;
+  build(b, qortest::bend(), TurboTransform::nonLinear, 2000);
+  checkRoundTrips(b);
+}
+
+}  // namespace
