@@ -58,8 +58,14 @@ void buildMesh(benchmark::State& state, TurboTransform::BMmethod method) {
   state.counters["folded"] = folded;
 }
 
-void BM_BackgroundMeshSmoothed(benchmark::State& state) { buildMesh(state, TurboTransform::nonLinear); }
-BENCHMARK(BM_BackgroundMeshSmoothed)->Arg(2000)->Arg(20000)->Arg(200000)->Unit(benchmark::kMillisecond);
+void BM_BackgroundMeshSmoothed(benchmark::State& state) {
+  buildMesh(state, TurboTransform::nonLinear);
+}
+BENCHMARK(BM_BackgroundMeshSmoothed)
+    ->Arg(2000)
+    ->Arg(20000)
+    ->Arg(200000)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_BackgroundMeshLinear(benchmark::State& state) { buildMesh(state, TurboTransform::linear); }
 BENCHMARK(BM_BackgroundMeshLinear)->Arg(200000)->Unit(benchmark::kMillisecond);

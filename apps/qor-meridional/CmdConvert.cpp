@@ -34,18 +34,16 @@ std::string pointFileArgument(const CliArgs& args, const char* what) {
 int runConvert(int argc, char** argv) {
   CliArgs args(
       "convert", "<points-file> (--demo | --passage <dir> | --hub F ...) [options]",
-      "Converts points into the coordinate spaces of the passage and writes one CSV row per "
-      "point:\n"
-      "the input line number, the input coordinates, the requested spaces and, with --directions,\n"
-      "the unit streamwise and spanwise directions of the mesh at the point. Spaces: mprime, span, "
-      "m,\n"
-      "nmprime, nspan, nm, rnm, mprimeScaled (or 'all'). Points outside the passage are "
-      "extrapolated.\n"
-      "The points file has the layouts of the curve files; its columns are (axial, radial[, "
-      "theta])\n"
-      "or (x, y, z) like the curves unless --points-art or --points-xyz says otherwise.\n\n"
-      "example: qor-meridional convert --demo qor-demo/sample-points.csv --spaces nm,nspan "
-      "--output out.csv",
+      "Converts points into the coordinate spaces of the passage and writes one CSV row per\n"
+      "point: the input line number, the input coordinates, the requested spaces and, with\n"
+      "--directions, the unit streamwise and spanwise directions of the mesh at the point.\n"
+      "Spaces: mprime, span, m, nmprime, nspan, nm, rnm, mprimeScaled (or 'all'). Points\n"
+      "outside the passage are extrapolated. The points file has the layouts of the curve\n"
+      "files; its columns are (axial, radial[, theta]) or (x, y, z) like the curves unless\n"
+      "--points-art or --points-xyz says otherwise.\n"
+      "\n"
+      "example: qor-meridional convert --demo qor-demo/sample-points.csv --spaces nm,nspan\n"
+      "         --output out.csv",
       joinOptions(
           joinOptions(
               {{"points", "file", "the points to convert (or give it as the argument)"},
@@ -144,16 +142,14 @@ int runInvert(int argc, char** argv) {
   CliArgs args(
       "invert",
       "(--at v,theta,span ... | <file>) --space <name> (--demo | --passage <dir> | ...) [options]",
-      "Converts (space value, theta, normalised span) back to (axial, radial, theta), or to "
-      "Cartesian\n"
-      "(x, y, z) with --to-xyz. The space is one of mprime, m, nmprime, nm, rnm, mprimeScaled. "
-      "Values\n"
-      "beyond the inlet or outlet and spans outside 0..1 are clamped to the passage. The input is\n"
-      "either --at (repeatable) or a file of three columns (value, theta, span) in any layout the "
-      "curve\n"
-      "files accept. theta is in radians; with --to-xyz theta 0 points along x for an axis along "
-      "z,\n"
-      "along y for an axis along x and along z for an axis along y, growing right-handed.\n\n"
+      "Converts (space value, theta, normalised span) back to (axial, radial, theta), or to\n"
+      "Cartesian (x, y, z) with --to-xyz. The space is one of mprime, m, nmprime, nm, rnm,\n"
+      "mprimeScaled. Values beyond the inlet or outlet and spans outside 0..1 are clamped to\n"
+      "the passage. The input is either --at (repeatable) or a file of three columns (value,\n"
+      "theta, span) in any layout the curve files accept. theta is in radians; with --to-xyz\n"
+      "theta 0 points along x for an axis along z, along y for an axis along x and along z for\n"
+      "an axis along y, growing right-handed.\n"
+      "\n"
       "example: qor-meridional invert --demo --space nm --at 0.5,0,0.5 --at 1,0,0",
       joinOptions(joinOptions({{"space", "name", "the space of the input values (default: nm)"},
                                {"at", "v,theta,span", "one point to convert (repeatable)"},

@@ -44,14 +44,12 @@ int runDemo(int argc, char** argv) {
   CliArgs args(
       "demo", "[options]",
       "Builds the built-in example passage (a centrifugal compressor stage in millimetres: axial\n"
-      "inlet, 90-degree bend through the impeller, radial vaneless diffuser; axis along z) and "
-      "writes\n"
-      "into the output directory (default ./qor-demo/):\n"
+      "inlet, 90-degree bend through the impeller, radial vaneless diffuser; axis along z) and\n"
+      "writes into the output directory (default ./qor-demo/):\n"
       "  mesh.vtk               background mesh with all eight fields (ParaView)\n"
       "  meridional.svg         meridional plane: walls, mesh, iso-lines of span and nm every 0.1\n"
       "  sample-points.csv      sample points (axial, radial, theta) inside the passage\n"
-      "  sample-conversion.csv  those points converted forward and back, with the round-trip "
-      "error\n"
+      "  sample-conversion.csv  those points converted forward and back, with round-trip errors\n"
       "  passage/*.csv          the four boundary curves, a template for your own machine\n"
       "It prints the mesh size and quality and a table of the sample conversions.",
       joinOptions({{"output-dir", "dir", "where to write (default: qor-demo)"}}, meshOptions()), 0);
@@ -159,7 +157,7 @@ int runDemo(int argc, char** argv) {
   const std::string where = std::filesystem::absolute(dir, ec).lexically_normal().string();
   std::cout << "wrote into " << (ec ? dir : where) << "/:\n"
             << "  mesh.vtk (open in ParaView), meridional.svg, sample-points.csv, "
-               "sample-conversion.csv, passage/*.csv\n"
+               "sample-conversion.csv, passage/*.csv"
             << "next: qor-meridional convert --demo " << dir
             << "/sample-points.csv --spaces nm,nspan,mprime\n"
             << "      qor-meridional mesh --passage " << dir

@@ -14,15 +14,13 @@ namespace qormeridional {
 int runLines(int argc, char** argv) {
   CliArgs args(
       "lines",
-      "(--nspan list | --nm list | --rnm list | --every step) (--demo | --passage <dir> | ...) "
-      "[options]",
-      "Extracts lines of constant normalised span (inlet to outlet) or of constant streamwise "
-      "position\n"
-      "nm or rnm (hub to shroud) from the background mesh and writes them as <prefix>.csv "
-      "(columns\n"
-      "kind, value, point, axial, radial) and <prefix>.svg (the lines over the passage). Values\n"
-      "outside 0..1 give the nearest boundary line. --every s gives s, 2s, ... below 1 for both\n"
-      "span and nm.\n\n"
+      "(--nspan L | --nm L | --rnm L | --every step) (--demo | --passage <dir> | ...) [options]",
+      "Extracts lines of constant normalised span (inlet to outlet) or of constant streamwise\n"
+      "position nm or rnm (hub to shroud) from the background mesh and writes them as\n"
+      "<prefix>.csv (columns kind, value, point, axial, radial) and <prefix>.svg (the lines\n"
+      "over the passage). Values outside 0..1 give the nearest boundary line. --every s gives\n"
+      "s, 2s, ... below 1 for both span and nm.\n"
+      "\n"
       "example: qor-meridional lines --demo --nspan 0.05,0.5,0.95 --nm 0.25 --points 50",
       joinOptions(
           joinOptions(

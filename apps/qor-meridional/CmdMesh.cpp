@@ -11,16 +11,17 @@ namespace qormeridional {
 int runMesh(int argc, char** argv) {
   CliArgs args(
       "mesh", "(--demo | --passage <dir> | --hub F --shroud F --inlet F --outlet F) [options]",
-      "Builds the background mesh of a passage and writes <prefix>.vtk (legacy VTK structured "
-      "grid\n"
-      "with the eight coordinate fields mprime, span, m, nmprime, nspan, nm, rnm, mprimeScaled as\n"
-      "point data; open it in ParaView) and <prefix>.svg (the meridional plane with the boundary\n"
-      "curves, the mesh and labelled lines of normalised span and nm).\n\n"
-      "Curve files: CSV with or without a header, whitespace-separated columns, or the library's\n"
-      "point-list format (a count line, then one point per line). Columns are (axial, radial[, "
-      "theta])\n"
-      "with --art (the default) or (x, y, z) with --xyz; header names axial/radius/theta or x/y/z\n"
-      "select the columns. Hub and shroud run inlet to outlet, inlet and outlet hub to shroud.\n\n"
+      "Builds the background mesh of a passage and writes <prefix>.vtk (legacy VTK structured\n"
+      "grid with the eight coordinate fields mprime, span, m, nmprime, nspan, nm, rnm,\n"
+      "mprimeScaled as point data; open it in ParaView) and <prefix>.svg (the meridional plane\n"
+      "with the boundary curves, the mesh and labelled lines of normalised span and nm).\n"
+      "\n"
+      "Curve files: CSV with or without a header, whitespace-separated columns, or the\n"
+      "library's point-list format (a count line, then one point per line). Columns are (axial,\n"
+      "radial[, theta]) with --art (the default) or (x, y, z) with --xyz; header names\n"
+      "axial/radius/theta or x/y/z select the columns. Hub and shroud run inlet to outlet,\n"
+      "inlet and outlet hub to shroud.\n"
+      "\n"
       "example: qor-meridional mesh --passage data/nasa-rotor37 --axis-dir x --output rotor37",
       joinOptions(joinOptions({{"output", "prefix", "output file prefix (default: mesh)"},
                                {"iso-step", "step",

@@ -45,19 +45,16 @@ int runSegment(int argc, char** argv) {
   CliArgs args(
       "segment", "[<points-file>] --boundaries <file> (--demo | --passage <dir> | ...) [options]",
       "Splits the passage into segments at internal boundaries (for example blade leading and\n"
-      "trailing edges, each a curve from hub to shroud) and gives per-segment coordinates (u, v):\n"
-      "u from 0 on a segment's west boundary to 1 on its east boundary, measured in --space, and v "
-      "the\n"
-      "normalised span. Boundaries file: one curve per label (a column named boundary/name/label, "
-      "as\n"
-      "in 'boundary,point,axial,radius') or per blank-line separated block; they are put in\n"
-      "inlet-to-outlet order. With --demo and no --boundaries, the impeller's leading and "
-      "trailing\n"
-      "edges are used. Writes <prefix>-boundaries.csv (the fitted boundary lines), <prefix>.svg "
-      "and,\n"
-      "given points, <prefix>.csv with segment, u and v per point (segment -1: outside the passage "
-      "by\n"
-      "more than 0.001 in normalised span or rnm).\n\n"
+      "trailing edges, each a curve from hub to shroud) and gives per-segment coordinates (u,\n"
+      "v): u from 0 on a segment's west boundary to 1 on its east boundary, measured in\n"
+      "--space, and v the normalised span. Boundaries file: one curve per label (a column named\n"
+      "boundary/name/label, as in 'boundary,point,axial,radius') or per blank-line separated\n"
+      "block; they are put in inlet-to-outlet order. With --demo and no --boundaries, the\n"
+      "impeller's leading and trailing edges are used. Writes <prefix>-boundaries.csv (the\n"
+      "fitted boundary lines), <prefix>.svg and, given points, <prefix>.csv with segment, u and\n"
+      "v per point (segment -1: outside the passage by more than 0.001 in normalised span or\n"
+      "rnm).\n"
+      "\n"
       "example: qor-meridional segment --demo qor-demo/sample-points.csv --space rnm",
       joinOptions(
           joinOptions({{"boundaries", "file", "internal boundaries, hub to shroud each"},

@@ -21,7 +21,9 @@ void addWarning(const std::string& text) {
 }
 
 void printWarnings() {
-  for (const std::string& w : pending()) std::fprintf(stderr, "qor-meridional: warning: %s\n", w.c_str());
+  for (const std::string& w : pending()) {
+    std::fprintf(stderr, "qor-meridional: warning: %s\n", w.c_str());
+  }
   pending().clear();
 }
 

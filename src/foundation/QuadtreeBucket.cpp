@@ -32,7 +32,8 @@ constexpr std::uint32_t kLeafBit = 0x80000000u;
 // gives an infinite distance and is never entered.
 struct Inner {
   float minX[4], minY[4], maxX[4], maxY[4];
-  std::uint32_t child[4];  // kLeafBit | leaf number, or inner node number
+  std::uint32_t child[4];  // kLeafBit | leaf number, inner node number, or kNotInTree when empty
+  float midX, midY;        // split point: quadrant 1 and 3 hold x > midX, 2 and 3 hold y > midY
 };
 
 struct Leaf {
@@ -70,7 +71,10 @@ struct QuadtreeBucket::Impl {
   std::uint32_t build(std::uint32_t begin, std::uint32_t end, int depth, float box[4],
                       std::vector<std::uint32_t>& scratch, const std::vector<float>& px,
                       const std::vector<float>& py);
-  void search(std::uint32_t ref, float qx, float qy, float& bestD, std::uint32_t& bestK) const;
+  void search(float qx, float qy, float& bestD, std::uint32_t& bestK) const;
+  void searchNode(std::uint32_t ref, std::uint32_t skip, float qx, float qy, float& bestD,
+                  std::uint32_t& bestK) const;
+  void scanLeaf(std::uint32_t ref, float qx, float qy, float& bestD, std::uint32_t& bestK) const;
 };
 
 // Builds the subtree of the points index[begin, end) and returns its reference; `box` receives
@@ -115,6 +119,8 @@ std::uint32_t QuadtreeBucket::Impl::build(std::uint32_t begin, std::uint32_t end
 
   const auto self = static_cast<std::uint32_t>(inner.size());
   inner.emplace_back();
+  inner[self].midX = midX;
+  inner[self].midY = midY;
   for (int q = 0; q < 4; ++q) {
     float childBox[4] = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
                          -std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()};
@@ -157,60 +163,94 @@ inline void boxDistances(const Inner& n, float qx, float qy, float d[4]) {
 
 }  // namespace
 
-void QuadtreeBucket::Impl::search(std::uint32_t ref, float qx, float qy, float& bestD,
-                                  std::uint32_t& bestK) const {
-  // Depth first, the nearest quadrant first (it usually holds the answer and tightens the bound);
-  // its siblings wait on the stack and are entered only if still within the bound then. A box at
-  // distance <= best is entered, so that a point at equal distance with a lower index is found; a
-  // box at infinite distance holds only points that can never be selected (or none).
-  constexpr float inf = std::numeric_limits<float>::infinity();
-  struct Pending {
-    std::uint32_t ref;
-    float distance;
-  };
-  Pending stack[4 * (kMaxDepth + 2)];
-  int top = 0;
+void QuadtreeBucket::Impl::scanLeaf(std::uint32_t ref, float qx, float qy, float& bestD,
+                                    std::uint32_t& bestK) const {
+  const Leaf& leaf = leaves[ref & ~kLeafBit];
   const Coord* c = coords.data();
-  for (;;) {
-    bool descend = true;
-    while (!(ref & kLeafBit)) {
-      const Inner& n = inner[ref];
-      float d[4];
-      boxDistances(n, qx, qy, d);
-      int nearest = 0;
-      for (int q = 1; q < 4; ++q) {
-        if (d[q] < d[nearest]) nearest = q;
-      }
-      for (int q = 0; q < 4; ++q) {
-        if (q != nearest && d[q] <= bestD && d[q] < inf) stack[top++] = {n.child[q], d[q]};
-      }
-      if (!(d[nearest] <= bestD && d[nearest] < inf)) {
-        descend = false;
-        break;
-      }
-      ref = n.child[nearest];
+  const std::uint32_t endK = leaf.first + leaf.count;
+  for (std::uint32_t k = leaf.first; k < endK; ++k) {
+    const float d = squaredDistance2d(qx, qy, c[k].x, c[k].y);
+    if (d < bestD || (d == bestD && c[k].id < bestK)) {
+      bestD = d;
+      bestK = c[k].id;
     }
-    if (descend) {
-      const Leaf& leaf = leaves[ref & ~kLeafBit];
-      const std::uint32_t endK = leaf.first + leaf.count;
-      for (std::uint32_t k = leaf.first; k < endK; ++k) {
-        const float dk = squaredDistance2d(qx, qy, c[k].x, c[k].y);
-        if (dk < bestD || (dk == bestD && c[k].id < bestK)) {
-          bestD = dk;
-          bestK = c[k].id;
-        }
-      }
+  }
+}
+
+void QuadtreeBucket::Impl::searchNode(std::uint32_t ref, std::uint32_t skip, float qx, float qy,
+                                      float& bestD, std::uint32_t& bestK) const {
+  // The nearest quadrant first: it usually holds the answer and tightens the bound before its
+  // siblings are looked at. A box at distance <= best is entered, so that a point at equal distance
+  // with a lower index is found; a box at infinite distance holds only points that can never be
+  // selected (or none).
+  constexpr float inf = std::numeric_limits<float>::infinity();
+  const Inner& n = inner[ref];
+  float d[4];
+  boxDistances(n, qx, qy, d);
+  int nearest = 0;
+  for (int q = 1; q < 4; ++q) {
+    if (d[q] < d[nearest]) nearest = q;
+  }
+  for (int step = 0; step < 4; ++step) {
+    const int q = step == 0 ? nearest : (step <= nearest ? step - 1 : step);
+    if (!(d[q] <= bestD && d[q] < inf)) continue;
+    const std::uint32_t child = n.child[q];
+    if (child == skip) continue;
+    if (child & kLeafBit) {
+      scanLeaf(child, qx, qy, bestD, bestK);
+    } else {
+      searchNode(child, skip, qx, qy, bestD, bestK);
     }
-    // The next pending box that can still hold a candidate.
-    for (;;) {
-      if (top == 0) return;
-      const Pending& p = stack[--top];
-      if (p.distance <= bestD) {
-        ref = p.ref;
-        break;
+  }
+}
+
+void QuadtreeBucket::Impl::search(float qx, float qy, float& bestD, std::uint32_t& bestK) const {
+  if (root & kLeafBit) {
+    scanLeaf(root, qx, qy, bestD, bestK);
+    return;
+  }
+  // 1. Follow the split points down to the leaf whose region holds the query and scan it. On the
+  //    way, room[L] is the smallest distance from the query to a split line above level L: a disc
+  //    around the query with a smaller radius lies strictly inside the region of the level-L node,
+  //    which therefore holds every point of the disc.
+  std::uint32_t refs[kMaxDepth + 2];
+  double room[kMaxDepth + 2];
+  int depth = 0;
+  refs[0] = root;
+  room[0] = std::numeric_limits<double>::infinity();
+  std::uint32_t ref = root;
+  const double x = qx, y = qy;
+  while (!(ref & kLeafBit)) {
+    const Inner& n = inner[ref];
+    const std::uint32_t child = n.child[quadrantOf(qx, qy, n.midX, n.midY)];
+    if (child == kNotInTree) break;
+    const double slack = std::min(std::fabs(x - double(n.midX)), std::fabs(y - double(n.midY)));
+    ++depth;
+    refs[depth] = child;
+    room[depth] = std::min(room[depth - 1], slack);
+    ref = child;
+  }
+  std::uint32_t scanned = kNotInTree;
+  if (ref & kLeafBit) {
+    scanLeaf(ref, qx, qy, bestD, bestK);
+    scanned = ref;
+  }
+  // 2. Every point that can still win lies within the radius r of the query: the float distance
+  //    of a point is at least its exact squared distance times (1 - 4 eps), less a few subnormal
+  //    units, so r is taken a little larger than sqrt(bestD). Points on a split line belong to one
+  //    side only, hence the strict comparison. The lowest node whose region holds the disc holds
+  //    every candidate; only its subtree is searched further.
+  constexpr float inf = std::numeric_limits<float>::infinity();
+  if (bestD < inf) {
+    const double r = std::sqrt(double(bestD) * (1.0 + 1e-6) + 1e-37) * (1.0 + 1e-6);
+    for (int level = depth; level > 0; --level) {
+      if (room[level] > r) {
+        if (!(refs[level] & kLeafBit)) searchNode(refs[level], scanned, qx, qy, bestD, bestK);
+        return;
       }
     }
   }
+  searchNode(root, scanned, qx, qy, bestD, bestK);
 }
 
 QuadtreeBucket::QuadtreeBucket() : m_impl(new Impl) {}
@@ -271,7 +311,7 @@ unsigned int QuadtreeBucket::findNearestPoint(const TripletBase<float>& point) c
   if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || m_impl->coords.empty()) return 0;
   float bestD = std::numeric_limits<float>::infinity();
   std::uint32_t bestK = 0;
-  m_impl->search(m_impl->root, point[0], point[1], bestD, bestK);
+  m_impl->search(point[0], point[1], bestD, bestK);
   return bestK;
 }
 
@@ -290,7 +330,7 @@ unsigned int QuadtreeBucket::findNearestPoint(const TripletBase<float>& point, u
       bestK = 0;
     }
   }
-  m_impl->search(m_impl->root, point[0], point[1], bestD, bestK);
+  m_impl->search(point[0], point[1], bestD, bestK);
   return bestK;
 }
 

@@ -43,8 +43,8 @@ void Smooth2dbs::setDefaults() { m_set = false; }
 
 void Smooth2dbs::checkTheGoodState() const {
   if (!m_set) {
-    throw internal::error("Smooth2dbs", "checkTheGoodState", SystemMsg("Mesh and topology is not set"),
-                          errorType::fatal);
+    throw internal::error("Smooth2dbs", "checkTheGoodState",
+                          SystemMsg("Mesh and topology is not set"), errorType::fatal);
   }
 }
 

@@ -68,7 +68,8 @@ void refineParameters(std::vector<float>& values) {
 
 }  // namespace
 
-void Smooth2dbs::setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
+void Smooth2dbs::setMeshPointsOnCurve(const Topo2dBase& level,
+                                      QORVector<TripletBase<float>>& points,
                                       const ParametricDBInterface* db, const std::string& curve,
                                       int i0, int i1, int j0, int j1) {
   int n = 0;
@@ -234,10 +235,10 @@ void Smooth2dbs::applyMeshBC(int level) {
   const Topo2dBase& coarse = m_topo->getLevel(level - 1);
   const int icv = coarse.getIcv();
   const int jcv = coarse.getJcv();
-  applyMeshBCOnCurve(level, 0, 0, 1, jcv);        // West
-  applyMeshBCOnCurve(level, icv, icv, 1, jcv);    // East
-  applyMeshBCOnCurve(level, 1, icv, 0, 0);        // South
-  applyMeshBCOnCurve(level, 1, icv, jcv, jcv);    // North
+  applyMeshBCOnCurve(level, 0, 0, 1, jcv);      // West
+  applyMeshBCOnCurve(level, icv, icv, 1, jcv);  // East
+  applyMeshBCOnCurve(level, 1, icv, 0, 0);      // South
+  applyMeshBCOnCurve(level, 1, icv, jcv, jcv);  // North
 }
 
 void Smooth2dbs::applyMeshBCOnCurve(int level, int i0, int i1, int j0, int j1) {

@@ -24,10 +24,12 @@ void Smooth2dbs::writePostSurface(const int& level, const std::string& fileName)
   QORStream out(fileName, 2, false);
   for (int k = block.begin(); k < block.end(); ++k) {
     const TripletBase<float>& p = mesh.at(static_cast<std::size_t>(k));
-    out << p.x() << " " << p.y() << " " << p.z() << " " << "\n";
+    out << p.x() << " " << p.y() << " " << p.z() << " "
+        << "\n";
   }
   out << "\n";
-  out << "# Faces" << "\n";
+  out << "# Faces"
+      << "\n";
   const int jsize = block.getJsize();
   for (int i = 1; i <= block.getIcv(); ++i) {
     for (int j = 1; j <= block.getJcv(); ++j) {
@@ -64,7 +66,9 @@ void Smooth2dbs::writeShort(const int& level, const std::string& title,
   const int jcv = block.getJcv();
   char cell[32];
 
-  std::cout << "    **********" << title << "**********" << "\n" << "\n";
+  std::cout << "    **********" << title << "**********"
+            << "\n"
+            << "\n";
   for (int first = 0; first <= icv; first += 10) {
     const int last = std::min(first + 9, icv);
     std::cout << "    ";
@@ -72,12 +76,14 @@ void Smooth2dbs::writeShort(const int& level, const std::string& title,
       std::snprintf(cell, sizeof cell, "%4i", i);
       std::cout << cell;
     }
-    std::cout << "\n" << "\n";
+    std::cout << "\n"
+              << "\n";
     for (int j = jcv; j >= 0; --j) {
       std::snprintf(cell, sizeof cell, "%4i", j);
       std::cout << cell;
       for (int i = first; i <= last; ++i) {
-        const std::pair<short, short>& c = conditions.at(static_cast<std::size_t>(block.getij(i, j)));
+        const std::pair<short, short>& c =
+            conditions.at(static_cast<std::size_t>(block.getij(i, j)));
         std::snprintf(cell, sizeof cell, "%4i", which == 0 ? int(c.first) : int(c.second));
         std::cout << cell;
       }

@@ -40,8 +40,8 @@ int truncToInt(double v) {
 // base^exponent by repeated squaring; the reciprocal for a negative exponent.
 double integerPower(double base, int exponent) {
   const bool negative = exponent < 0;
-  unsigned int e = negative ? 0u - static_cast<unsigned int>(exponent)
-                            : static_cast<unsigned int>(exponent);
+  unsigned int e =
+      negative ? 0u - static_cast<unsigned int>(exponent) : static_cast<unsigned int>(exponent);
   double result = 1.0;
   double factor = base;
   while (e != 0u) {
@@ -261,9 +261,8 @@ void TurboTransform::initMesh(QORVector<TripletBase<float>>& points, const Topo2
 
 void TurboTransform::setMeshPointsOnCurve(const Topo2dBase& level,
                                           QORVector<TripletBase<float>>& points,
-                                          const ParametricDBInterface* db,
-                                          const std::string& curve, int i0, int i1, int j0,
-                                          int j1) {
+                                          const ParametricDBInterface* db, const std::string& curve,
+                                          int i0, int i1, int j0, int j1) {
   // One body shared with the smoother.
   Smooth2dbs::setMeshPointsOnCurve(level, points, db, curve, i0, i1, j0, j1);
 }

@@ -19,8 +19,8 @@ namespace {
 // negative exponent.
 double integerPower(double base, int exponent) {
   const bool negative = exponent < 0;
-  unsigned int e = negative ? 0u - static_cast<unsigned int>(exponent)
-                            : static_cast<unsigned int>(exponent);
+  unsigned int e =
+      negative ? 0u - static_cast<unsigned int>(exponent) : static_cast<unsigned int>(exponent);
   double result = 1.0;
   double factor = base;
   while (e != 0u) {
@@ -194,8 +194,7 @@ void TurboTransform::distanceFirstLastNormalXY(const QORVector<TripletBase<float
   const double cy = double(l[1]) - f[1];
   for (int k = first + 1; k <= last - 1; ++k) {
     const TripletBase<float>& p = points.at(static_cast<std::size_t>(k));
-    const float cross =
-        static_cast<float>((double(p[1]) - f[1]) * cx - (double(p[0]) - f[0]) * cy);
+    const float cross = static_cast<float>((double(p[1]) - f[1]) * cx - (double(p[0]) - f[0]) * cy);
     const double d = std::fabs(double(cross)) / chord;
     if (d > best) {
       best = d;
@@ -205,8 +204,9 @@ void TurboTransform::distanceFirstLastNormalXY(const QORVector<TripletBase<float
   }
 }
 
-void TurboTransform::distanceFromFirstXY(const std::vector<TripletBase<float>>::iterator& first,
-                                         const std::vector<TripletBase<float>>::iterator& last) const {
+void TurboTransform::distanceFromFirstXY(
+    const std::vector<TripletBase<float>>::iterator& first,
+    const std::vector<TripletBase<float>>::iterator& last) const {
   if (first == last) return;
   const float fx = (*first)[0];
   const float fy = (*first)[1];

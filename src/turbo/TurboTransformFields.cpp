@@ -129,7 +129,8 @@ void TurboTransform::calculateM() {
     for (int j = 0; j <= jcv; ++j) {
       const int ia = level.getij(i - 1, j);
       const int ib = level.getij(i, j);
-      mv.at(at(ib)) = mv.at(at(ia)) + nodeDistance(m_meshPoints.at(at(ia)), m_meshPoints.at(at(ib)));
+      mv.at(at(ib)) =
+          mv.at(at(ia)) + nodeDistance(m_meshPoints.at(at(ia)), m_meshPoints.at(at(ib)));
     }
   }
 

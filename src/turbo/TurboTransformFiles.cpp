@@ -59,6 +59,7 @@ void TurboTransform::getUnitVectorsFromART(const TripletQORVector& art,
   if (streamwise.size() != n) streamwise.resize(n);
   if (spanwise.size() != n) spanwise.resize(n);
   const Topo2dBase& level = m_topo->getLevel(0);
+  if (level.getSize() > 0) (void)m_meshPoints.at(static_cast<std::size_t>(level.end() - 1));
   turbo_detail::MeshView mesh;
   mesh.points = m_meshPoints.data();
   mesh.count = m_meshPoints.size();

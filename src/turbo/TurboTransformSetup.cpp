@@ -33,9 +33,13 @@ double dotInDouble(const TripletBase<float>& a, const TripletBase<float>& b) {
   return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
 }
 
+// Coordinates beyond this magnitude overflow the single-precision lengths of the mesh.
+constexpr float kLargestCoordinate = 1e18f;
+
 // Rejects a boundary curve that no set-up could use: empty, a single point (or points that all
-// coincide), or a coordinate that is not finite (or carries the invalid-coordinate mark). The check runs before the transform changes,
-// so a rejected call leaves the object exactly as it was.
+// coincide within the resolution of single-precision lengths), or a coordinate that is not finite,
+// carries the invalid-coordinate mark or is too large for lengths to be formed. The check runs
+// before the transform changes, so a rejected call leaves the object exactly as it was.
 void checkCurve(const TripletQORVector& curve, const char* name, const char* function) {
   if (curve.empty()) {
     throw data::invalid(kClass, function, UserMsg("Curve %1 is empty.") << name, errorType::fatal);
@@ -55,10 +59,18 @@ void checkCurve(const TripletQORVector& curve, const char* name, const char* fun
                                 << name << k,
                             errorType::fatal);
       }
+      if (std::fabs(v) > kLargestCoordinate) {
+        throw data::invalid(kClass, function,
+                            UserMsg("Curve %1 has a coordinate too large at point %2 (%3).")
+                                << name << k << v,
+                            errorType::fatal);
+      }
     }
   }
   bool distinct = false;
-  for (unsigned int k = 1; k < curve.size() && !distinct; ++k) distinct = curve[k] != curve[0];
+  for (unsigned int k = 1; k < curve.size() && !distinct; ++k) {
+    distinct = (curve[k] - curve[0]).length() > 0.0f;
+  }
   if (!distinct) {
     throw data::invalid(kClass, function,
                         UserMsg("Curve %1 has too few distinct points; all %2 coincide.")
@@ -150,8 +162,7 @@ void TurboTransform::transformToART(const QORVector<TripletBase<float>>& xyz,
 // ---- set-up ----------------------------------------------------------------------------------
 
 int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const TripletQORVector& shroud,
-                                      const TripletQORVector& inlet,
-                                      const TripletQORVector& outlet,
+                                      const TripletQORVector& inlet, const TripletQORVector& outlet,
                                       const TripletBase<float>& axisPoint,
                                       const TripletBase<float>& axisDirection) {
   // Unusable curves are refused first, before the axis or anything else changes.
@@ -192,8 +203,7 @@ int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const Triplet
 }
 
 int TurboTransform::initializeFromART(const TripletQORVector& hub, const TripletQORVector& shroud,
-                                      const TripletQORVector& inlet,
-                                      const TripletQORVector& outlet,
+                                      const TripletQORVector& inlet, const TripletQORVector& outlet,
                                       const TripletBase<float>& axisPoint,
                                       const TripletBase<float>& axisDirection, int hubStart,
                                       int shroudStart, int inletStart, int outletStart) {
@@ -243,7 +253,8 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
 
 void TurboTransform::createProjectionDatabase() {
   if (!m_projectionDB) {
-    m_projectionDB = std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
+    m_projectionDB =
+        std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
   }
   for (const std::string& name : m_curveNames) {
     if (m_projectionDB->checkCurveExist(name)) m_projectionDB->deleteCurve(name);

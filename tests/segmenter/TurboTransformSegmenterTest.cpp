@@ -315,6 +315,24 @@ TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
   EXPECT_EQ(uv, uvCopy);
 }
 
+TEST(TurboTransformSegmenterBoundaries, mergedReplacementRefreshesOnlyItsOwnSpaceValues) {
+  const Built& b = annulusUnit();
+  Seg seg(&b.transform, Seg::mergedSpan);
+  seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)},
+                            {false, false});
+  const std::size_t before = seg.getInternalBoundaryWest(0).size();
+  // New span values (k / 7) join the common list; the neighbours keep their old, shorter values.
+  const auto moved = radialLine(0.3, 1, 2, 8);
+  seg.setInternalBoundaryWest(1, moved, false);
+  ASSERT_GT(seg.getInternalBoundaryWest(0).size(), before);
+  P3 uv;
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv), std::out_of_range);
+  // Installing all boundaries again makes every record consistent.
+  seg.setInternalBoundaries({moved, radialLine(0.6, 1, 2, 11)}, {false, false});
+  seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+}
+
 // ---- (u, v) on analytic passages ----------------------------------------------------------------
 
 struct Case {

@@ -67,10 +67,12 @@ TEST(Smooth2dbsOutput, conditionMapPrintsBlocksOfTenColumnsNorthFirst) {
 
   testing::internal::CaptureStdout();
   s.writebcID(0);
-  const std::vector<std::string> bc = lines(std::istringstream(testing::internal::GetCapturedStdout()));
+  const std::vector<std::string> bc =
+      lines(std::istringstream(testing::internal::GetCapturedStdout()));
   testing::internal::CaptureStdout();
   s.writegeoID(0);
-  const std::vector<std::string> geo = lines(std::istringstream(testing::internal::GetCapturedStdout()));
+  const std::vector<std::string> geo =
+      lines(std::istringstream(testing::internal::GetCapturedStdout()));
   testing::internal::CaptureStdout();
   s.writegeoID(1);  // beyond the last level: nothing
   s.writebcID(-1);

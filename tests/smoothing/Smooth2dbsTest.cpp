@@ -25,7 +25,8 @@ constexpr float kOnCurveTol = 2e-6f;     // relative to the domain size: a few f
 constexpr float kFixedPointTol = 2e-6f;  // relative to the domain size
 constexpr double kSymmetryTol = 1e-4;    // mirror symmetry kept by Jacobi updates
 constexpr double kMaxCellRatio = 1.6;    // neighbouring finest cells differ at most this much
-constexpr double kOrthogonalityGain = 4.0;  // mean |cos| of grid-line angles falls at least this much
+constexpr double kOrthogonalityGain =
+    4.0;  // mean |cos| of grid-line angles falls at least this much
 
 const std::vector<std::string> kNames{"west", "east", "south", "north"};
 
@@ -90,8 +91,11 @@ void configure(Smooth2dbs& s, QORVector<P3>& mesh, const Topo2dMultiLevel& topo,
 struct SmoothCase {
   Topo2dMultiLevel topo;
   QORVector<P3> mesh;
-  SmoothCase(int levels, int ni, int nj) : topo(levels, ni, nj), mesh(std::size_t(topo.getAllSize())) {}
-  const P3& at(int level, int i, int j) const { return mesh.at(std::size_t(topo.getij(level, i, j))); }
+  SmoothCase(int levels, int ni, int nj)
+      : topo(levels, ni, nj), mesh(std::size_t(topo.getAllSize())) {}
+  const P3& at(int level, int i, int j) const {
+    return mesh.at(std::size_t(topo.getij(level, i, j)));
+  }
   const Topo2dBase& finest() const { return topo.getLevel(topo.getLevelsSize() - 1); }
 };
 
@@ -187,7 +191,8 @@ void expectGoodFinestLevel(const SmoothCase& r, const Domain& d, bool checkSizes
       }
     }
   }
-  EXPECT_TRUE(positive == 0 || negative == 0) << positive << " positive, " << negative << " negative";
+  EXPECT_TRUE(positive == 0 || negative == 0)
+      << positive << " positive, " << negative << " negative";
   if (checkSizes) {
     EXPECT_LT(worstRatio, kMaxCellRatio);
   }
@@ -289,7 +294,7 @@ TEST(Smooth2dbsSetup, rangedFormsAreClampedAndSideFormsLeaveCornersOut) {
   s.setmtopo(mesh, topo, nullptr);
   s.setbcgeoIDSouth(-5, 1000, Smooth2dbs::pinned, 2);
   s.setbcgeoIDmNorth(Smooth2dbs::smoothed, 3);
-  s.setbcgeoIDEast(2, 1, Smooth2dbs::onCurve, 1);  // empty range: nothing
+  s.setbcgeoIDEast(2, 1, Smooth2dbs::onCurve, 1);                   // empty range: nothing
   const Grid expected{{1, 0, 0}, {1, 0, 2}, {1, 0, 2}, {1, 0, 0}};  // [i][j]
   EXPECT_EQ(printedMap(s, 0, 3, 2), expected);
 }
@@ -469,7 +474,7 @@ TEST(Smooth2dbsIteration, skewedQuadrilateralBecomesOrthogonalWithOrderedSliding
     EXPECT_EQ(side->back(), 1.0f);
     for (std::size_t i = 1; i < side->size(); ++i) EXPECT_LT((*side)[i - 1], (*side)[i]) << i;
   }
-  EXPECT_NE(south[4], 0.5f);  // the sides did slide
+  EXPECT_NE(south[4], 0.5f);                  // the sides did slide
   expectGoodFinestLevel(smoothed, d, false);  // cell sizes: the sharp corner needs more levels
 }
 

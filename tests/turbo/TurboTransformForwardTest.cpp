@@ -147,6 +147,32 @@ TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
   }
 }
 
+TEST(TurboTransformForward, valuesAreTheBilinearFormulaOverTheCellFoundByTheSearch) {
+  // nspan is known exactly per j line (j h in float, 1 on the shroud), so the value at any point
+  // must be NumericalUtils' float bilinear formula with the corner order (i,j), (i+1,j), (i,j+1),
+  // (i+1,j+1) over the cell and (s, t) that getBestQuad reports, bit for bit.
+  Mesh mesh;
+  build(mesh, qortest::bend(), 600);
+  const int jcv = mesh.nj - 1;
+  const float h = 1.0f / static_cast<float>(jcv);
+  auto lineSpan = [&](int j) { return j == jcv ? 1.0f : static_cast<float>(j) * h; };
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(-0.3f, 1.8f), r(1.2f, 3.3f);
+  for (int k = 0; k < 300; ++k) {
+    const P3 p(a(rng), r(rng), 0.0f);
+    int c0, c1, c2, c3;
+    float s, t;
+    mesh.transform.getBestQuad(p, c0, c1, c2, c3, s, t);
+    ASSERT_EQ(c1, c0 + mesh.nj);
+    ASSERT_EQ(c2, c0 + 1);
+    ASSERT_EQ(c3, c0 + mesh.nj + 1);
+    const float lower = lineSpan(c0 % mesh.nj), upper = lineSpan(c3 % mesh.nj);
+    ASSERT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
+              qor::NumericalUtils::calculateValueInQuadFromST(s, t, lower, lower, upper, upper));
+  }
+}
+
 TEST(TurboTransformForward, edgesOfThePassageGiveExactZerosAndOnes) {
   Mesh mesh;
   build(mesh, qortest::annulus(), 400);
@@ -303,24 +329,6 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
   t.convertARTtoSpaceTNs(TurboTransform::nm, pts, tnsList);
   ASSERT_EQ(tnsList.size(), pts.size());
   EXPECT_EQ(tnsList[7][0], t.convertARTtoSpace(TurboTransform::nm, pts[7]));
-}
-
-TEST(TurboTransformForward, annulusDirectionsAreTheAxialAndRadialUnitVectors) {
-  Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
-  QORVector<P3> sw, sp;
-  mesh.transform.getUnitVectorsFromART(TripletQORVector{P3(0.7f, 1.3f, 0), P3(1.9f, 1.9f, 0)}, sw,
-                                       sp);
-  ASSERT_EQ(sw.size(), 2u);
-  // The nodes come from curves stored in float: a mesh line leans by a few ulps at most.
-  for (int k = 0; k < 2; ++k) {
-    EXPECT_NEAR(sw[k][0], 1.0f, 1e-6f);
-    EXPECT_NEAR(sw[k][1], 0.0f, 1e-5f);
-    EXPECT_NEAR(sp[k][0], 0.0f, 1e-5f);
-    EXPECT_NEAR(sp[k][1], 1.0f, 1e-6f);
-    EXPECT_EQ(sw[k][2], 0.0f);
-    EXPECT_EQ(sp[k][2], 0.0f);
-  }
 }
 
 TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {

@@ -258,27 +258,31 @@ TEST(TurboTransformInverseCache, reusedAndRebuiltLinesGiveTheSameResult) {
 }
 
 TEST(TurboTransformInverseCache, newBackgroundMeshForcesRebuild) {
+  // Each conversion after a new mesh uses the same space and span as the one before it, so only
+  // the invalidation by createBackgroundMesh can make it rebuild its line.
   const qortest::Passage p = qortest::bend();
-  TurboTransform t, reference;
-  qortest::initializeART(t, p);
-  qortest::initializeART(reference, p);
-  t.createBackgroundMesh(TurboTransform::linear, 2000);
-  reference.createBackgroundMesh(TurboTransform::linear, 300);
+  TurboTransform t, fine, coarse;
+  for (TurboTransform* x : {&t, &fine, &coarse}) qortest::initializeART(*x, p);
+  fine.createBackgroundMesh(TurboTransform::linear, 2000);
+  coarse.createBackgroundMesh(TurboTransform::linear, 300);
   const P3 in(0.37f, 0.0f, 0.5f);
   const D3 inD(0.8, 0.0, 0.0);
-  P3 onFine, onCoarse, expected;
-  D3 hubFine, hubCoarse, hubExpected;
-  t.convertSpaceTNsToART(TurboTransform::nm, in, onFine);
-  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubFine, true);
+  P3 got, expected, before;
+  D3 gotD, expectedD;
 
+  t.createBackgroundMesh(TurboTransform::linear, 2000);
+  t.convertSpaceTNsToART(TurboTransform::nm, in, before);
   t.createBackgroundMesh(TurboTransform::linear, 300);
-  t.convertSpaceTNsToART(TurboTransform::nm, in, onCoarse);
-  reference.convertSpaceTNsToART(TurboTransform::nm, in, expected);
-  EXPECT_EQ(onCoarse, expected);
-  EXPECT_NE(onCoarse, onFine);  // the chords of a coarser mesh lie elsewhere on the bend
-  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubCoarse, true);
-  reference.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, hubExpected, true);
-  EXPECT_EQ(hubCoarse, hubExpected);
+  t.convertSpaceTNsToART(TurboTransform::nm, in, got);
+  coarse.convertSpaceTNsToART(TurboTransform::nm, in, expected);
+  EXPECT_EQ(got, expected);
+  EXPECT_NE(got, before);  // the chords of a coarser mesh lie elsewhere on the bend
+
+  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, gotD, true);
+  t.createBackgroundMesh(TurboTransform::linear, 2000);
+  t.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, gotD, true);
+  fine.convertSpaceTNsToARTspanEQ0or1(TurboTransform::m, inD, expectedD, true);
+  EXPECT_EQ(gotD, expectedD);
 }
 
 // ---- round trips on the analytic passages -------------------------------------------------------

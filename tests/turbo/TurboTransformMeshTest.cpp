@@ -157,7 +157,8 @@ TEST(TurboTransformMeshErrors, meshRequiresSetUpAndQueriesRequireMesh) {
   EXPECT_EQ(e.getMessage(), "Null pointer to m_projectionDB.");
   std::vector<P3> nodes;
   int ni = 0, nj = 0;
-  const auto e2 = captureError<qor::internal::nullPointer>([&] { t.getBackgroundMesh(nodes, ni, nj); });
+  const auto e2 =
+      captureError<qor::internal::nullPointer>([&] { t.getBackgroundMesh(nodes, ni, nj); });
   EXPECT_EQ(e2.getMessage(), "Null pointer to m_topo.");
   EXPECT_EQ(e2.getFunctionName(), "getBackgroundMesh");
 }
@@ -204,11 +205,12 @@ TEST(TurboTransformFields, threeByThreeRectangleGivesEvenFields) {
 struct AnalyticCase {
   std::string passage;  // annulus, cone, bend
   TurboTransform::BMmethod method;
-  bool cartesian;       // set up from XYZ about a non-default axis
+  bool cartesian;  // set up from XYZ about a non-default axis
 };
 
 std::string caseName(const testing::TestParamInfo<AnalyticCase>& info) {
-  return info.param.passage + (info.param.method == TurboTransform::linear ? "Linear" : "Smoothed") +
+  return info.param.passage +
+         (info.param.method == TurboTransform::linear ? "Linear" : "Smoothed") +
          (info.param.cartesian ? "Xyz" : "Art");
 }
 
@@ -257,7 +259,8 @@ TEST_P(TurboTransformAnalytic, fieldsMatchAnalyticValuesAtNodes) {
         EXPECT_NEAR(nspanValue, q[1] - 1.0, kNodeTol);
         EXPECT_NEAR(spanValue, q[1] - 1.0, kNodeTol);
         EXPECT_NEAR(fieldAt(t, TurboTransform::mprime, q), q[0] / (q[1] + 5e-7), kRelTol * 2.0);
-        EXPECT_NEAR(fieldAt(t, TurboTransform::mprimeScaled, q), q[0] / (1.0 + 5e-7), kRelTol * 2.0);
+        EXPECT_NEAR(fieldAt(t, TurboTransform::mprimeScaled, q), q[0] / (1.0 + 5e-7),
+                    kRelTol * 2.0);
       } else if (c.passage == "cone") {
         const qortest::Cone cone;
         const double xi = cone.xi(q[0], q[1]), eta = cone.eta(q[0], q[1]);
@@ -282,25 +285,23 @@ TEST_P(TurboTransformAnalytic, fieldsMatchAnalyticValuesAtNodes) {
       }
     }
   }
-  const double meanLength =
-      c.passage == "annulus" ? 2.0
-      : c.passage == "cone"  ? qortest::Cone().length
-                             : (qortest::kPi / 2) * (1.5 + 1.0) / 2;
+  const double meanLength = c.passage == "annulus" ? 2.0
+                            : c.passage == "cone"  ? qortest::Cone().length
+                                                   : (qortest::kPi / 2) * (1.5 + 1.0) / 2;
   const double lengthTol = c.passage == "bend" ? 1e-3 : kRelTol;
   EXPECT_NEAR(t.getAverageLengthInM(), meanLength, lengthTol * meanLength);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Passages, TurboTransformAnalytic,
-    testing::Values(AnalyticCase{"annulus", TurboTransform::linear, false},
-                    AnalyticCase{"annulus", TurboTransform::nonLinear, true},
-                    AnalyticCase{"annulus", TurboTransform::nonLinear, false},
-                    AnalyticCase{"cone", TurboTransform::linear, true},
-                    AnalyticCase{"cone", TurboTransform::nonLinear, false},
-                    AnalyticCase{"bend", TurboTransform::linear, true},
-                    AnalyticCase{"bend", TurboTransform::linear, false},
-                    AnalyticCase{"bend", TurboTransform::nonLinear, false}),
-    caseName);
+INSTANTIATE_TEST_SUITE_P(Passages, TurboTransformAnalytic,
+                         testing::Values(AnalyticCase{"annulus", TurboTransform::linear, false},
+                                         AnalyticCase{"annulus", TurboTransform::nonLinear, true},
+                                         AnalyticCase{"annulus", TurboTransform::nonLinear, false},
+                                         AnalyticCase{"cone", TurboTransform::linear, true},
+                                         AnalyticCase{"cone", TurboTransform::nonLinear, false},
+                                         AnalyticCase{"bend", TurboTransform::linear, true},
+                                         AnalyticCase{"bend", TurboTransform::linear, false},
+                                         AnalyticCase{"bend", TurboTransform::nonLinear, false}),
+                         caseName);
 
 TEST(TurboTransformSetUps, cartesianAboutTiltedAxisAndArtGiveTheSameMesh) {
   const P3 axisPoint(0.3f, -0.2f, 1.0f), axisDirection(1.0f, 2.0f, 2.0f);
@@ -351,11 +352,12 @@ TEST(TurboTransformMeshShape, smoothedMeshKeepsBoundaryNodesOnTheirCurves) {
   const double chordSag = 1.5 * (1.0 - std::cos(qortest::kPi / 2 / 120 / 2));
   for (int i = 0; i <= icv; ++i) {
     EXPECT_NEAR(bend.rho(mesh.at(i, 0)[0], mesh.at(i, 0)[1]), bend.rhoHub, chordSag + kNodeTol);
-    EXPECT_NEAR(bend.rho(mesh.at(i, jcv)[0], mesh.at(i, jcv)[1]), bend.rhoShroud, chordSag + kNodeTol);
+    EXPECT_NEAR(bend.rho(mesh.at(i, jcv)[0], mesh.at(i, jcv)[1]), bend.rhoShroud,
+                chordSag + kNodeTol);
   }
   for (int j = 0; j <= jcv; ++j) {
-    EXPECT_NEAR(mesh.at(0, j)[0], bend.a0, kNodeTol);         // inlet A = a0
-    EXPECT_NEAR(mesh.at(icv, j)[1], bend.rc, kNodeTol);       // outlet R = rc
+    EXPECT_NEAR(mesh.at(0, j)[0], bend.a0, kNodeTol);    // inlet A = a0
+    EXPECT_NEAR(mesh.at(icv, j)[1], bend.rc, kNodeTol);  // outlet R = rc
   }
 }
 
@@ -377,7 +379,62 @@ TEST(TurboTransformMeshQuality, mirroredMeshIsGoodAndCrossedMeshIsFolded) {
   int ni = 0, nj = 0;
   crossed.getBackgroundMeshSize(ni, nj);
   EXPECT_EQ(meshOf(crossed).nodes.size(), static_cast<std::size_t>(ni * nj));
-  EXPECT_FLOAT_EQ(crossed.convertARTtoSpace(TurboTransform::nspan, meshOf(crossed).at(ni / 2, nj - 1)), 1.0f);
+  EXPECT_FLOAT_EQ(
+      crossed.convertARTtoSpace(TurboTransform::nspan, meshOf(crossed).at(ni / 2, nj - 1)), 1.0f);
+}
+
+// A hub with a square detour running backwards (no reversing consecutive segments, so the curve
+// is kept as given): exactly one examined cell of the linear mesh turns the other way.
+struct Detour {
+  double length, x1, w, h;
+  int size;
+};
+
+int countInvertedCells(const Mesh& mesh, int& examined) {
+  int negative = 0;
+  examined = 0;
+  for (int i = 1; i < mesh.isize - 1; ++i) {  // the first column is not examined
+    for (int j = 0; j < mesh.jsize - 1; ++j) {
+      const P3 a = mesh.at(i, j), b = mesh.at(i + 1, j), c = mesh.at(i, j + 1),
+               d = mesh.at(i + 1, j + 1);
+      const double eix = (b[0] + d[0]) - (a[0] + c[0]), eiy = (b[1] + d[1]) - (a[1] + c[1]);
+      const double ejx = (c[0] + d[0]) - (a[0] + b[0]), ejy = (c[1] + d[1]) - (a[1] + b[1]);
+      negative += (eix * ejy - eiy * ejx < 0.0) ? 1 : 0;
+      ++examined;
+    }
+  }
+  return negative;
+}
+
+int buildDetour(const Detour& d, int& negative, int& examined) {
+  const double r = 1.0 - 2 * d.h;
+  qortest::Passage p;
+  p.hub = std::vector<P3>{P3(0, 1, 0),
+                          P3(float(d.x1), 1, 0),
+                          P3(float(d.x1), float(1 - d.h), 0),
+                          P3(float(d.x1 - d.w), float(1 - d.h), 0),
+                          P3(float(d.x1 - d.w), float(r), 0),
+                          P3(float(d.length), float(r), 0)};
+  p.shroud = qortest::line(0, 2, d.length, 2, 2);
+  p.inlet = qortest::line(0, 1, 0, 2, 2);
+  p.outlet = qortest::line(d.length, r, d.length, 2, 2);
+  TurboTransform t;
+  qortest::initializeART(t, p);
+  const int result = t.createBackgroundMesh(TurboTransform::linear, d.size);
+  negative = countInvertedCells(meshOf(t), examined);
+  return result;
+}
+
+TEST(TurboTransformMeshQuality, oneCellInTwentyCountsAsFoldedOneInTwentyOneDoesNot) {
+  int negative = 0, examined = 0;
+  const int twenty = buildDetour(Detour{1.5, 0.2, 0.15, 0.16, 25}, negative, examined);
+  ASSERT_EQ(examined, 20);
+  ASSERT_EQ(negative, 1);
+  EXPECT_EQ(twenty, 1);  // the share 1/20 is rounded to float (0.0500000007) before the test
+  const int twentyOne = buildDetour(Detour{2.5, 0.2, 0.3, 0.12, 25}, negative, examined);
+  ASSERT_EQ(examined, 21);
+  ASSERT_EQ(negative, 1);
+  EXPECT_EQ(twentyOne, 0);
 }
 
 // ---- ownership and environment ----------------------------------------------------------------

@@ -112,7 +112,8 @@ TEST(TurboTransformAxis, zeroDirectionThrowsShowingPreviousAxisAndChangesNothing
   EXPECT_EQ(e.getFunctionName(), "setAxis");
   EXPECT_EQ(e.getMessage(), "Axis vector definition insignificant. Axis vector= 0,0,1");
   const auto e2 = captureError<qor::data::invalid>([&] {
-    t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, P3(5, 5, 5), P3(0, 0, 0), -1, -1, -1, -1);
+    t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, P3(5, 5, 5), P3(0, 0, 0), -1, -1, -1,
+                        -1);
   });
   EXPECT_EQ(e2.getMessage(), "Axis vector definition insignificant. Axis vector= 1,0,0");
   P3 point, direction;
@@ -173,8 +174,8 @@ TEST(TurboTransformSetUp, artIdentityCheckCountsTheta) {
   std::vector<P3> shroud(p.shroud.points());
   shroud.front() = P3(p.hub[0][0], p.hub[0][1], 0.5f);
   TurboTransform t;
-  EXPECT_NO_THROW(t.initializeFromART(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1,
-                                      -1, -1, -1));
+  EXPECT_NO_THROW(t.initializeFromART(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1),
+                                      -1, -1, -1, -1));
 }
 
 TEST(TurboTransformSetUp, newSetUpKeepsThePreviousMeshUntilRebuilt) {
@@ -273,8 +274,8 @@ TEST(TurboTransformCloud, shuffledCloudIsOrderedFromTheStartPoint) {
       hubStart = 0;
     }
     TurboTransform cloud;
-    cloud.initializeFromART(hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, hubStart,
-                            -1, -1, -1);
+    cloud.initializeFromART(hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection,
+                            hubStart, -1, -1, -1);
     qor::QORVector<P3> cleaned;
     cloud.getVectorFromFile("s_mp.dat", cleaned);
     ASSERT_EQ(cleaned.size(), p.hub.size());
@@ -292,7 +293,8 @@ TEST(TurboTransformCleanup, cleanedCurvesAreWrittenReducedWithTheirEndsKept) {
   TurboTransform t;
   t.setCurveOptimizedSize(7);
   qortest::initializeART(t, p);
-  for (const char* name : {"s_mp", "n_mp", "w_mp", "e_mp", "s_mp.dat", "n_mp.dat", "w_mp.dat", "e_mp.dat"}) {
+  for (const char* name :
+       {"s_mp", "n_mp", "w_mp", "e_mp", "s_mp.dat", "n_mp.dat", "w_mp.dat", "e_mp.dat"}) {
     EXPECT_TRUE(std::ifstream(name).good()) << name;
   }
   qor::QORVector<P3> hub;
@@ -320,7 +322,8 @@ TEST(TurboTransformCleanup, repeatedPointsAreDroppedBeforeReduction) {
     hub.push_back(q);  // every point twice
   }
   TurboTransform t;
-  t.initializeFromART(hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, -1, -1, -1, -1);
+  t.initializeFromART(hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, -1, -1, -1,
+                      -1);
   qor::QORVector<P3> cleaned;
   t.getVectorFromFile("s_mp.dat", cleaned);
   ASSERT_EQ(cleaned.size(), p.hub.size());

@@ -101,8 +101,8 @@ class QOR_API Smooth2dbs {
   /// [0, 1]). Nothing happens when neither i0 == i1 nor j0 == j1, or for an empty range.
   /// @throws internal::nullPointer for a null database when there are points to place.
   static void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
-                                   const ParametricDBInterface* db, const std::string& curve, int i0,
-                                   int i1, int j0, int j1);
+                                   const ParametricDBInterface* db, const std::string& curve,
+                                   int i0, int i1, int j0, int j1);
 
  private:
   void setDefaults();
