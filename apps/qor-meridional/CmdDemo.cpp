@@ -157,7 +157,7 @@ int runDemo(int argc, char** argv) {
   const std::string where = std::filesystem::absolute(dir, ec).lexically_normal().string();
   std::cout << "wrote into " << (ec ? dir : where) << "/:\n"
             << "  mesh.vtk (open in ParaView), meridional.svg, sample-points.csv, "
-               "sample-conversion.csv, passage/*.csv"
+               "sample-conversion.csv, passage/*.csv\n"
             << "next: qor-meridional convert --demo " << dir
             << "/sample-points.csv --spaces nm,nspan,mprime\n"
             << "      qor-meridional mesh --passage " << dir

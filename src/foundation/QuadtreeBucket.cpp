@@ -18,10 +18,7 @@ namespace qor {
 namespace {
 
 // Points per leaf: small enough for a short scan, large enough to keep the tree shallow.
-#ifndef QOR_QUADTREE_BUCKET
-#define QOR_QUADTREE_BUCKET 12
-#endif
-constexpr std::uint32_t kBucketSize = QOR_QUADTREE_BUCKET;
+constexpr std::uint32_t kBucketSize = 16;
 // Coincident points cannot be separated by splitting; the depth cap ends the recursion.
 constexpr int kMaxDepth = 24;
 constexpr std::uint32_t kNotInTree = std::numeric_limits<std::uint32_t>::max();
@@ -36,9 +33,16 @@ struct Inner {
   float midX, midY;        // split point: quadrant 1 and 3 hold x > midX, 2 and 3 hold y > midY
 };
 
+// Region of a node: every point with x0 < x <= x1 and y0 < y <= y1 lies in the node's subtree.
+struct Region {
+  float x0, x1, y0, y1;
+  std::uint32_t parent;  // inner node number of the parent, kNotInTree for the root
+};
+
 struct Leaf {
   std::uint32_t first;  // first point in leaf order
   std::uint32_t count;
+  Region region;
 };
 
 struct Coord {
@@ -53,6 +57,13 @@ inline float squaredDistance2d(float px, float py, float x, float y) {
   return dx * dx + dy * dy;
 }
 
+// Radius of the disc around the query that holds every point whose float distance is <= bestD.
+// The float distance of a point is at least its exact squared distance times (1 - 4 eps), less a
+// few subnormal units, so the radius is taken a little larger than sqrt(bestD).
+inline double candidateRadius(float bestD) {
+  return std::sqrt(double(bestD) * (1.0 + 1e-6) + 1e-37) * (1.0 + 1e-6);
+}
+
 inline int quadrantOf(float x, float y, float midX, float midY) {
   return (x > midX ? 1 : 0) + (y > midY ? 2 : 0);
 }
@@ -63,12 +74,14 @@ struct QuadtreeBucket::Impl {
   std::vector<Coord> coords;            // coordinates in leaf order
   std::vector<Inner> inner;             // inner nodes
   std::vector<Leaf> leaves;
+  std::vector<Region> innerRegion;      // per inner node, used by the hinted search only
   std::uint32_t root = 0;               // kLeafBit | leaf number, or inner node number
-  std::vector<std::uint32_t> position;  // leaf-order position of each original point (kNotInTree)
+  std::vector<std::uint32_t> leafOf;    // leaf of each original point (kNotInTree when left out)
   std::vector<std::uint32_t> index;     // original indices in leaf order, while building
   std::size_t count = 0;                // number of points handed to construct, finite or not
 
-  std::uint32_t build(std::uint32_t begin, std::uint32_t end, int depth, float box[4],
+  std::uint32_t build(std::uint32_t begin, std::uint32_t end, int depth, const Region& region,
+                      float box[4],
                       std::vector<std::uint32_t>& scratch, const std::vector<float>& px,
                       const std::vector<float>& py);
   void search(float qx, float qy, float& bestD, std::uint32_t& bestK) const;
@@ -80,7 +93,7 @@ struct QuadtreeBucket::Impl {
 // Builds the subtree of the points index[begin, end) and returns its reference; `box` receives
 // their tight bounding box (minX, minY, maxX, maxY).
 std::uint32_t QuadtreeBucket::Impl::build(std::uint32_t begin, std::uint32_t end, int depth,
-                                          float box[4], std::vector<std::uint32_t>& scratch,
+                                          const Region& region, float box[4], std::vector<std::uint32_t>& scratch,
                                           const std::vector<float>& px,
                                           const std::vector<float>& py) {
   float minX = std::numeric_limits<float>::infinity(), minY = minX;
@@ -100,7 +113,7 @@ std::uint32_t QuadtreeBucket::Impl::build(std::uint32_t begin, std::uint32_t end
   if (end - begin <= kBucketSize || depth >= kMaxDepth || coincident) {
     // Original order inside a leaf.
     std::sort(index.begin() + begin, index.begin() + end);
-    leaves.push_back({begin, end - begin});
+    leaves.push_back({begin, end - begin, region});
     return kLeafBit | static_cast<std::uint32_t>(leaves.size() - 1);
   }
   // Split at the middle of the tight box into four quadrants (stable partition).
@@ -119,13 +132,19 @@ std::uint32_t QuadtreeBucket::Impl::build(std::uint32_t begin, std::uint32_t end
 
   const auto self = static_cast<std::uint32_t>(inner.size());
   inner.emplace_back();
+  innerRegion.push_back(region);
   inner[self].midX = midX;
   inner[self].midY = midY;
   for (int q = 0; q < 4; ++q) {
     float childBox[4] = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
                          -std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()};
     std::uint32_t ref = kNotInTree;
-    if (counts[q] > 0) ref = build(offsets[q], offsets[q] + counts[q], depth + 1, childBox, scratch, px, py);
+    // Region of the quadrant: x <= midX or x > midX, y <= midY or y > midY.
+    const Region childRegion{(q & 1) ? midX : region.x0, (q & 1) ? region.x1 : midX,
+                             (q & 2) ? midY : region.y0, (q & 2) ? region.y1 : midY, self};
+    if (counts[q] > 0) {
+      ref = build(offsets[q], offsets[q] + counts[q], depth + 1, childRegion, childBox, scratch, px, py);
+    }
     Inner& node = inner[self];  // `inner` may have grown
     node.minX[q] = childBox[0];
     node.minY[q] = childBox[1];
@@ -166,15 +185,19 @@ inline void boxDistances(const Inner& n, float qx, float qy, float d[4]) {
 void QuadtreeBucket::Impl::scanLeaf(std::uint32_t ref, float qx, float qy, float& bestD,
                                     std::uint32_t& bestK) const {
   const Leaf& leaf = leaves[ref & ~kLeafBit];
-  const Coord* c = coords.data();
-  const std::uint32_t endK = leaf.first + leaf.count;
-  for (std::uint32_t k = leaf.first; k < endK; ++k) {
+  const Coord* c = coords.data() + leaf.first;
+  const std::uint32_t n = leaf.count;
+  float bd = bestD;  // locals: the compiler need not reload them after every store
+  std::uint32_t bk = bestK;
+  for (std::uint32_t k = 0; k < n; ++k) {
     const float d = squaredDistance2d(qx, qy, c[k].x, c[k].y);
-    if (d < bestD || (d == bestD && c[k].id < bestK)) {
-      bestD = d;
-      bestK = c[k].id;
+    if (d <= bd && (d < bd || c[k].id < bk)) {
+      bd = d;
+      bk = c[k].id;
     }
   }
+  bestD = bd;
+  bestK = bk;
 }
 
 void QuadtreeBucket::Impl::searchNode(std::uint32_t ref, std::uint32_t skip, float qx, float qy,
@@ -195,7 +218,7 @@ void QuadtreeBucket::Impl::searchNode(std::uint32_t ref, std::uint32_t skip, flo
     const int q = step == 0 ? nearest : (step <= nearest ? step - 1 : step);
     if (!(d[q] <= bestD && d[q] < inf)) continue;
     const std::uint32_t child = n.child[q];
-    if (child == skip) continue;
+    if (child == skip || child == kNotInTree) continue;
     if (child & kLeafBit) {
       scanLeaf(child, qx, qy, bestD, bestK);
     } else {
@@ -235,14 +258,12 @@ void QuadtreeBucket::Impl::search(float qx, float qy, float& bestD, std::uint32_
     scanLeaf(ref, qx, qy, bestD, bestK);
     scanned = ref;
   }
-  // 2. Every point that can still win lies within the radius r of the query: the float distance
-  //    of a point is at least its exact squared distance times (1 - 4 eps), less a few subnormal
-  //    units, so r is taken a little larger than sqrt(bestD). Points on a split line belong to one
-  //    side only, hence the strict comparison. The lowest node whose region holds the disc holds
+  // 2. Every point that can still win lies within the radius r of the query (candidateRadius).
+  //    Points on a split line belong to one side only, hence the strict comparison. The lowest node whose region holds the disc holds
   //    every candidate; only its subtree is searched further.
   constexpr float inf = std::numeric_limits<float>::infinity();
   if (bestD < inf) {
-    const double r = std::sqrt(double(bestD) * (1.0 + 1e-6) + 1e-37) * (1.0 + 1e-6);
+    const double r = candidateRadius(bestD);
     for (int level = depth; level > 0; --level) {
       if (room[level] > r) {
         if (!(refs[level] & kLeafBit)) searchNode(refs[level], scanned, qx, qy, bestD, bestK);
@@ -270,7 +291,7 @@ void QuadtreeBucket::construct(const std::vector<TripletBase<float>>& points) {
   Impl fresh;
   const auto n = static_cast<std::uint32_t>(points.size());
   fresh.count = n;
-  fresh.position.assign(n, kNotInTree);
+  fresh.leafOf.assign(n, kNotInTree);
   std::vector<float> px(n), py(n);
   for (std::uint32_t k = 0; k < n; ++k) {
     px[k] = points[k][0];
@@ -283,16 +304,22 @@ void QuadtreeBucket::construct(const std::vector<TripletBase<float>>& points) {
   if (m > 0) {
     std::vector<std::uint32_t> scratch(m);
     fresh.leaves.reserve(m / (kBucketSize / 2) + 8);
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    const Region everywhere{-inf, inf, -inf, inf, kNotInTree};
     float box[4];
-    fresh.root = fresh.build(0, m, 0, box, scratch, px, py);
+    fresh.root = fresh.build(0, m, 0, everywhere, box, scratch, px, py);
     fresh.coords.resize(m);
     for (std::uint32_t k = 0; k < m; ++k) {
       fresh.coords[k] = {px[fresh.index[k]], py[fresh.index[k]], fresh.index[k]};
-      fresh.position[fresh.index[k]] = k;
+    }
+    for (std::uint32_t l = 0; l < fresh.leaves.size(); ++l) {
+      const Leaf& leaf = fresh.leaves[l];
+      for (std::uint32_t k = leaf.first; k < leaf.first + leaf.count; ++k) fresh.leafOf[fresh.index[k]] = l;
     }
     fresh.index = std::vector<std::uint32_t>();  // only needed while building
     fresh.inner.shrink_to_fit();
     fresh.leaves.shrink_to_fit();
+    fresh.innerRegion.shrink_to_fit();
   }
   *m_impl = std::move(fresh);
 }
@@ -320,14 +347,27 @@ unsigned int QuadtreeBucket::findNearestPoint(const TripletBase<float>& point, u
   if (!std::isfinite(point[0]) || !std::isfinite(point[1]) || m_impl->coords.empty()) return 0;
   float bestD = std::numeric_limits<float>::infinity();
   std::uint32_t bestK = 0;
-  if (hint < m_impl->count && m_impl->position[hint] != kNotInTree) {
-    // The hint only tightens the first bound; the search still returns the exact answer.
-    const std::uint32_t pos = m_impl->position[hint];
-    bestD = squaredDistance2d(point[0], point[1], m_impl->coords[pos].x, m_impl->coords[pos].y);
-    bestK = hint;
-    if (!(bestD < std::numeric_limits<float>::infinity())) {
-      bestD = std::numeric_limits<float>::infinity();
-      bestK = 0;
+  if (hint < m_impl->count && m_impl->leafOf[hint] != kNotInTree) {
+    // Scan the leaf of the hint, then climb to the lowest node whose region holds the disc of every
+    // possible candidate (see search) strictly inside, and search only its subtree. When there is
+    // none, the full search starts with this bound; the answer is the same exact one.
+    const Impl& t = *m_impl;
+    const std::uint32_t l = t.leafOf[hint];
+    t.scanLeaf(kLeafBit | l, point[0], point[1], bestD, bestK);
+    if (bestD < std::numeric_limits<float>::infinity()) {
+      const double r = candidateRadius(bestD);
+      const double x = point[0], y = point[1];
+      auto holdsDisc = [&](const Region& g) {
+        return x - r > g.x0 && x + r < g.x1 && y - r > g.y0 && y + r < g.y1;
+      };
+      const Region& leafRegion = t.leaves[l].region;
+      if (holdsDisc(leafRegion)) return bestK;
+      for (std::uint32_t node = leafRegion.parent; node != kNotInTree; node = t.innerRegion[node].parent) {
+        if (holdsDisc(t.innerRegion[node])) {
+          t.searchNode(node, kLeafBit | l, point[0], point[1], bestD, bestK);
+          return bestK;
+        }
+      }
     }
   }
   m_impl->search(point[0], point[1], bestD, bestK);

@@ -143,10 +143,7 @@ void TurboTransform::getBackgroundMesh(std::vector<TripletBase<float>>& points, 
 
 void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
   ParametricDB db;
-  db.createCurve(m_curveNames.at(0), m_inlet, ParametricCurve::curve2d);
-  db.createCurve(m_curveNames.at(1), m_outlet, ParametricCurve::curve2d);
-  db.createCurve(m_curveNames.at(2), m_hub, ParametricCurve::curve2d);
-  db.createCurve(m_curveNames.at(3), m_shroud, ParametricCurve::curve2d);
+  initGeom(db);
 
   const int s = truncToInt(std::sqrt(static_cast<float>(m_backgroundMeshSize)));
   const long long nodes = static_cast<long long>(s) * s;
@@ -161,6 +158,13 @@ void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
   nj = truncToInt(double(g) * a / r);
   if (ni < 2) ni = 2;
   if (nj < 2) nj = 2;
+  // A passage far longer than wide (or the reverse) would get its short side raised to 2 cells
+  // while the long side keeps its share, which can exceed the requested budget by orders of
+  // magnitude (an outlet of 1e16 against a hub of 2 asks for 10^8 cells). Each side is therefore
+  // capped at g^2 / 2 cells, so that a 2-cell short side keeps the level within about g^2 cells.
+  const int cap = std::max(2, truncToInt(0.5 * double(g) * double(g)));
+  ni = std::min(ni, cap);
+  nj = std::min(nj, cap);
 }
 
 // ---- linear method ---------------------------------------------------------------------------

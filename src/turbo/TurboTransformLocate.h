@@ -36,8 +36,11 @@ class NodeGrid {
   double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
   int m_nx = 1, m_ny = 1;
   std::vector<int> m_start;   // first entry of each cell in the packed arrays, cells y-major
-  std::vector<float> m_xy;    // packed coordinates, two per entry
-  std::vector<int> m_index;   // node index of each entry
+  struct Entry {
+    float x, y;
+    int index;
+  };
+  std::vector<Entry> m_entries;  // the nodes cell by cell, ascending index within a cell
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.

@@ -159,13 +159,10 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
   }
   for (std::size_t c = 0; c < ncell; ++c) m_start[c + 1] += m_start[c];
   std::vector<int> fill(m_start.begin(), m_start.end() - 1);
-  m_xy.resize(2 * count);
-  m_index.resize(count);
+  m_entries.resize(count);
   for (std::size_t k = 0; k < count; ++k) {
     const int e = fill[static_cast<std::size_t>(cellOf[k])]++;
-    m_xy[2 * static_cast<std::size_t>(e)] = points[k][0];
-    m_xy[2 * static_cast<std::size_t>(e) + 1] = points[k][1];
-    m_index[static_cast<std::size_t>(e)] = static_cast<int>(k);
+    m_entries[static_cast<std::size_t>(e)] = {points[k][0], points[k][1], static_cast<int>(k)};
   }
 }
 
@@ -192,10 +189,11 @@ int NodeGrid::nearest(const TripletBase<float>& p) const {
     const int end = m_start[static_cast<std::size_t>(c) + 1];
     for (int e = m_start[static_cast<std::size_t>(c)]; e < end; ++e) {
       // The expression of the brute-force scan; visiting order differs, so ties compare indices.
-      const float dx = px - m_xy[2 * static_cast<std::size_t>(e)];
-      const float dy = py - m_xy[2 * static_cast<std::size_t>(e) + 1];
+      const Entry& entry = m_entries[static_cast<std::size_t>(e)];
+      const float dx = px - entry.x;
+      const float dy = py - entry.y;
       const float sq = dx * dx + dy * dy;
-      const int k = m_index[static_cast<std::size_t>(e)];
+      const int k = entry.index;
       if (sq < best || (sq == best && k < bestIndex)) {
         best = sq;
         bestIndex = k;

@@ -14,6 +14,7 @@
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/MeridionalPlane.h"
 
 namespace qor {
 
@@ -259,10 +260,10 @@ void TurboTransform::createProjectionDatabase() {
   for (const std::string& name : m_curveNames) {
     if (m_projectionDB->checkCurveExist(name)) m_projectionDB->deleteCurve(name);
   }
-  m_projectionDB->createCurve("w_mp", m_inlet, ParametricCurve::curve2d);
-  m_projectionDB->createCurve("e_mp", m_outlet, ParametricCurve::curve2d);
-  m_projectionDB->createCurve("s_mp", m_hub, ParametricCurve::curve2d);
-  m_projectionDB->createCurve("n_mp", m_shroud, ParametricCurve::curve2d);
+  m_projectionDB->createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
+  m_projectionDB->createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
+  m_projectionDB->createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
+  m_projectionDB->createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
 
   if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
     writeVectortoFile("s_mp", m_hub, false);
@@ -277,10 +278,10 @@ void TurboTransform::createProjectionDatabase() {
 }
 
 void TurboTransform::initGeom(ParametricDB& db) const {
-  db.createCurve("w_mp", m_inlet, ParametricCurve::curve2d);
-  db.createCurve("e_mp", m_outlet, ParametricCurve::curve2d);
-  db.createCurve("s_mp", m_hub, ParametricCurve::curve2d);
-  db.createCurve("n_mp", m_shroud, ParametricCurve::curve2d);
+  db.createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
+  db.createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
+  db.createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
+  db.createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
 }
 
 void TurboTransform::initSpaces() {

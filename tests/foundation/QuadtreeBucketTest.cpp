@@ -29,6 +29,22 @@ unsigned int bruteForceNearest(const std::vector<P>& points, const P& q) {
   return best;
 }
 
+// The highest index among the nearest points (differs from the answer only on ties).
+unsigned int lastOfTheNearest(const std::vector<P>& points, const P& q) {
+  unsigned int best = 0;
+  float bestD = std::numeric_limits<float>::infinity();
+  for (std::size_t k = 0; k < points.size(); ++k) {
+    const float dx = q[0] - points[k][0];
+    const float dy = q[1] - points[k][1];
+    const float d = dx * dx + dy * dy;
+    if (d <= bestD) {
+      bestD = d;
+      best = static_cast<unsigned int>(k);
+    }
+  }
+  return best;
+}
+
 void expectAgreesWithBruteForce(const std::vector<P>& points, const std::vector<P>& queries) {
   QuadtreeBucket tree;
   tree.construct(points);
@@ -39,6 +55,9 @@ void expectAgreesWithBruteForce(const std::vector<P>& points, const std::vector<
     ASSERT_EQ(tree.findNearestPoint(queries[k]), expected) << "query " << k << " " << queries[k];
     ASSERT_EQ(tree.findNearestPoint(queries[k], previous), expected) << "hinted query " << k;
     ASSERT_EQ(tree.findNearestPoint(queries[k], unsigned(k * 7919u)), expected) << "any hint " << k;
+    ASSERT_EQ(tree.findNearestPoint(queries[k], expected), expected) << "exact hint " << k;
+    ASSERT_EQ(tree.findNearestPoint(queries[k], lastOfTheNearest(points, queries[k])), expected)
+        << "tied hint " << k;
     previous = expected;
   }
 }
@@ -87,6 +106,34 @@ TEST(QuadtreeBucket, clusteredAndCoincidentPointsStayExact) {
   std::vector<P> queries{P(0.5f, 0.5f, 0.0f), P(0.5f, 0.5000001f, 0.0f), P(1e6f, 1e6f, 0.0f)};
   for (int k = 0; k < 500; ++k) queries.emplace_back(coord(rng), coord(rng), 0.0f);
   expectAgreesWithBruteForce(points, queries);
+}
+
+TEST(QuadtreeBucket, agreesWithBruteForceOnAClusteredStructuredMesh) {
+  // Mesh-like nodes: thin cells clustered at the walls, and coordinates far from the origin where
+  // float rounding makes many distances equal.
+  for (float offset : {0.0f, 4096.0f}) {
+    SCOPED_TRACE(offset);
+    std::vector<P> points;
+    const int ni = 60, nj = 40;
+    for (int i = 0; i < ni; ++i) {
+      for (int j = 0; j < nj; ++j) {
+        const double v = double(j) / (nj - 1);
+        const double span = 0.5 - 0.5 * std::cos(3.141592653589793 * v);
+        const double u = double(i) / (ni - 1);
+        points.emplace_back(offset + float(u + 0.3 * u * u * span), offset + float(0.2 + 0.4 * span + 0.2 * u),
+                            0.0f);
+      }
+    }
+    std::mt19937 rng(42);
+    std::uniform_real_distribution<float> coord(-0.5f, 1.5f);
+    std::vector<P> queries;
+    for (int k = 0; k < 2000; ++k) queries.emplace_back(offset + coord(rng), offset + coord(rng), 0.0f);
+    for (std::size_t k = 0; k + 1 < points.size(); k += 7) {  // midpoints of neighbours: ties
+      queries.emplace_back(0.5f * (points[k][0] + points[k + 1][0]), 0.5f * (points[k][1] + points[k + 1][1]),
+                           0.0f);
+    }
+    expectAgreesWithBruteForce(points, queries);
+  }
 }
 
 TEST(QuadtreeBucket, extremeCoordinatesAndNonFiniteValuesFollowTheScan) {
