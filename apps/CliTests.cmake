@@ -35,8 +35,12 @@ function(qor_cli_test name)
   if(DEFINED T_NUMBER_REGEX)
     list(APPEND defs "-DNUMBER_REGEX=${T_NUMBER_REGEX}" -DNUMBER_MAX=${T_NUMBER_MAX})
   endif()
+  set(labels apps)
+  if(DEFINED T_NEEDS_ENV)
+    list(APPEND labels realdata)
+  endif()
   add_test(NAME apps.${name} COMMAND ${CMAKE_COMMAND} ${defs} -P ${CMAKE_CURRENT_SOURCE_DIR}/tests/RunCli.cmake)
-  set_tests_properties(apps.${name} PROPERTIES LABELS apps
+  set_tests_properties(apps.${name} PROPERTIES LABELS "${labels}"
                        SKIP_REGULAR_EXPRESSION "is not set to a directory: skipped")
 endfunction()
 
@@ -163,3 +167,11 @@ qor_cli_test(realdata_centrifugal_lowspeed_segment NEEDS_ENV QOR_DATA_DIR
        --boundaries|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed/internal_boundaries.csv|--units|m
   STDOUT "4 internal boundaries, 5 segments" "segment 1: row1_LE -> row1_TE" "segment 3: row2_LE -> row2_TE"
   FILES segments-boundaries.csv segments.svg)
+# The SU2 wedge mesh: 13,572 Cartesian nodes about the z axis in the annulus hub r = 0.25 m, shroud
+# r = 0.325 m, z = -0.15 .. 0.20 m, where nm = (z + 0.15) / 0.35 and nspan = (r - 0.25) / 0.075.
+qor_cli_test(realdata_su2_nodes_xyz NEEDS_ENV QOR_DATA_DIR
+  ARGS convert|--points-xyz|@QOR_DATA_DIR@/su2-axial-stage-bfm-mesh/nodes.csv|--passage|${QOR_CLI_DATA}/su2-annulus
+       --spaces|nm,nspan|--output|nodes.csv
+  VALUES nodes.csv,1,nm,-0.001,0.001 nodes.csv,1,nspan,-0.001,0.001
+         nodes.csv,5001,nm,0.5627,0.5647 nodes.csv,5001,nspan,0.0893,0.0913
+         nodes.csv,13572,nm,0.999,1.001 nodes.csv,13572,nspan,0.999,1.001)

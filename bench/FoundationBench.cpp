@@ -1,5 +1,9 @@
 // Nearest-point search and cell solves: the two foundation services on the path of every point
 // conversion.
+//
+//   cmake -S . -B build/rel -G Ninja -DCMAKE_BUILD_TYPE=Release -DQOR_BUILD_BENCHMARKS=ON
+//         -DQOR_BUILD_TESTS=OFF
+//   cmake --build build/rel --target FoundationBench, then run build/rel/bench/FoundationBench
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -153,8 +153,9 @@ void convertOneSpace(const MeshView& mesh, const Field& field, std::size_t n, fl
   packNodeFields(mesh, fields, store);
   const Field& f = fields[0];
   Location loc;
+  unsigned int hint = 0;
   for (std::size_t k = 0; k < n; ++k) {
-    turbo_detail::locate(mesh, pointAt(k), loc);
+    turbo_detail::locateNext(mesh, pointAt(k), loc, hint);
     out[k] = valueOf(f, loc);
   }
 }
@@ -167,9 +168,10 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
   std::vector<float> store;
   packNodeFields(mesh, fields, store);
   Location loc;
+  unsigned int hint = 0;
   const std::size_t count = fields.size();
   for (std::size_t k = 0; k < n; ++k) {
-    turbo_detail::locate(mesh, pointAt(k), loc);
+    turbo_detail::locateNext(mesh, pointAt(k), loc, hint);
     for (std::size_t q = 0; q < count; ++q) outs[q][k] = valueOf(fields[q], loc);
     if (streamwise != nullptr) {
       turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);

@@ -87,9 +87,20 @@ int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]);
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
                         Location& out);
 
+/// Nearest node by the quadtree, starting from `hint` (the previous answer of a list).
+int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned int hint);
+
 /// Nearest node, then the best cell around it.
 inline void locate(const MeshView& mesh, const TripletBase<float>& p, Location& out) {
   bestCellAroundNode(mesh, nearestNode(mesh, p), p, out);
+}
+
+/// The same for the points of a list: `hint` carries the previous nearest node (start with 0).
+inline void locateNext(const MeshView& mesh, const TripletBase<float>& p, Location& out,
+                       unsigned int& hint) {
+  const int node = nearestNodeFrom(mesh, p, hint);
+  hint = static_cast<unsigned int>(node);
+  bestCellAroundNode(mesh, node, p, out);
 }
 
 /// Unit directions of increasing i (streamwise) and increasing j (spanwise) of the cell: the

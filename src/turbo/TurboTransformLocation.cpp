@@ -250,6 +250,13 @@ int nearestNode(const MeshView& mesh, const TripletBase<float>& p) {
   return nearestNodeBruteForce(mesh.points, mesh.count, p);
 }
 
+int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned int hint) {
+  if (mesh.grid == nullptr && mesh.tree != nullptr) {
+    return static_cast<int>(mesh.tree->findNearestPoint(p, hint));
+  }
+  return nearestNode(mesh, p);
+}
+
 int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]) {
   const int local = node - mesh.begin;
   const int i = local / mesh.jsize;

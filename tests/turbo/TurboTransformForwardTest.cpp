@@ -325,6 +325,13 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
     EXPECT_NEAR(streamwise[k].length(), 1.0f, 1e-6f);
     EXPECT_NEAR(spanwise[k].length(), 1.0f, 1e-6f);
   }
+  // Short lists search node by node (from the previous answer) instead of building a grid.
+  QORVector<float> shortList;
+  t.convertARTtoSpace(TurboTransform::mprime, QORVector<P3>(pts.begin(), pts.begin() + 20),
+                      shortList);
+  for (std::size_t k = 0; k < shortList.size(); ++k) {
+    EXPECT_EQ(shortList[k], t.convertARTtoSpace(TurboTransform::mprime, pts[k]));
+  }
   std::vector<P3> tnsList;
   t.convertARTtoSpaceTNs(TurboTransform::nm, pts, tnsList);
   ASSERT_EQ(tnsList.size(), pts.size());

@@ -18,8 +18,8 @@ class QOR_API QuadtreeBucket {
   ~QuadtreeBucket();
 
   /// Builds the index over a copy of the points' first two components (the third is ignored).
-  /// Points with a NaN or infinite coordinate are counted but never returned (their distance is
-  /// never below infinity).
+  /// Points with a NaN or infinite coordinate are counted but kept out of the tree: their distance
+  /// is never below infinity, so the scan below never selects them.
   void construct(const std::vector<TripletBase<float>>& points);
   /// Index of the point nearest to `point` in the plane of the first two components: exactly what
   /// this scan returns:
@@ -30,9 +30,10 @@ class QOR_API QuadtreeBucket {
   /// Const and free of hidden state: several threads may query one tree at once.
   /// @throws data::invalid when the index was built from no points.
   unsigned int findNearestPoint(const TripletBase<float>& point) const;
-  /// The same exact answer, faster when `hint` is close to the answer (for example the previous
-  /// answer while walking through spatially sorted queries): the distance to point `hint` serves as
-  /// the first bound of the search. Any value is accepted as a hint; an index out of range is ignored.
+  /// The same exact answer, found from the leaf of point `hint` instead of from the root: cheaper
+  /// when `hint` lies near the answer, for example the previous answer while walking through
+  /// spatially sorted queries. Any value is accepted as a hint; an index out of range, or of a point
+  /// with a non-finite coordinate, gives the plain search.
   /// @throws data::invalid when the index was built from no points.
   unsigned int findNearestPoint(const TripletBase<float>& point, unsigned int hint) const;
   /// Number of points handed to `construct`.
