@@ -20,21 +20,20 @@ T spacingOf(T x) {
   return std::nextafter(a, std::numeric_limits<T>::infinity()) - a;
 }
 
+// The bilinear map of a cell relative to the target point, in the form
+// X(s, t) - p = a + b s + c t + d s t (per component), which makes a Newton step cheap.
 struct Cell {
-  double x[4];
-  double y[4];
+  double ax, bx, cx, dx;
+  double ay, by, cy, dy;
 
-  void map(double s, double t, double& px, double& py) const {
-    const double a = (1.0 - s) * (1.0 - t), b = s * (1.0 - t), c = (1.0 - s) * t, d = s * t;
-    px = a * x[0] + b * x[1] + c * x[2] + d * x[3];
-    py = a * y[0] + b * y[1] + c * y[2] + d * y[3];
-  }
-  // Partial derivatives of the bilinear map at (s, t).
-  void jacobian(double s, double t, double& xs, double& xt, double& ys, double& yt) const {
-    xs = (1.0 - t) * (x[1] - x[0]) + t * (x[3] - x[2]);
-    ys = (1.0 - t) * (y[1] - y[0]) + t * (y[3] - y[2]);
-    xt = (1.0 - s) * (x[2] - x[0]) + s * (x[3] - x[1]);
-    yt = (1.0 - s) * (y[2] - y[0]) + s * (y[3] - y[1]);
+  Cell(double px, double py, double x0, double y0, double x1, double y1, double x2, double y2,
+       double x3, double y3)
+      : ax(x0 - px), bx(x1 - x0), cx(x2 - x0), dx((x3 - x1) - (x2 - x0)),
+        ay(y0 - py), by(y1 - y0), cy(y2 - y0), dy((y3 - y1) - (y2 - y0)) {}
+
+  void residual(double s, double t, double& rx, double& ry) const {
+    rx = ax + bx * s + (cx + dx * s) * t;
+    ry = ay + by * s + (cy + dy * s) * t;
   }
 };
 
@@ -71,13 +70,11 @@ void NumericalUtils::searchForSTinQuad(float& s, float& t, float px, float py, f
   flag2 = false;
   flag3 = false;
 
-  const Cell cell{{x0, x1, x2, x3}, {y0, y1, y2, y3}};
-  const double xmin = std::min({cell.x[0], cell.x[1], cell.x[2], cell.x[3]});
-  const double xmax = std::max({cell.x[0], cell.x[1], cell.x[2], cell.x[3]});
-  const double ymin = std::min({cell.y[0], cell.y[1], cell.y[2], cell.y[3]});
-  const double ymax = std::max({cell.y[0], cell.y[1], cell.y[2], cell.y[3]});
+  const double xmin = std::min(std::min(x0, x1), std::min(x2, x3));
+  const double xmax = std::max(std::max(x0, x1), std::max(x2, x3));
+  const double ymin = std::min(std::min(y0, y1), std::min(y2, y3));
+  const double ymax = std::max(std::max(y0, y1), std::max(y2, y3));
   const double scale = std::max(xmax - xmin, ymax - ymin);
-  const double tx = px, ty = py;
 
   double cs = 0.5, ct = 0.5;  // the incoming s, t are ignored: always start at the centre
   s = 0.5f;
@@ -86,19 +83,21 @@ void NumericalUtils::searchForSTinQuad(float& s, float& t, float px, float py, f
     flag3 = true;
     return;
   }
+  const Cell cell(px, py, x0, y0, x1, y1, x2, y2, x3, y3);
   const double singular = 1e-12 * scale * scale;
   const double maxStep = 2.0;
 
   // One Newton step on X(s, t) - p; false when the Jacobian is singular or the step not finite.
   auto newtonStep = [&](double& ds, double& dt) {
-    double mx, my, xs, xt, ys, yt;
-    cell.map(cs, ct, mx, my);
-    cell.jacobian(cs, ct, xs, xt, ys, yt);
-    const double rx = mx - tx, ry = my - ty;
+    double rx, ry;
+    cell.residual(cs, ct, rx, ry);
+    const double xs = cell.bx + cell.dx * ct, ys = cell.by + cell.dy * ct;
+    const double xt = cell.cx + cell.dx * cs, yt = cell.cy + cell.dy * cs;
     const double det = xs * yt - xt * ys;
     if (!(std::fabs(det) > singular)) return false;
-    ds = -(rx * yt - xt * ry) / det;
-    dt = -(xs * ry - rx * ys) / det;
+    const double inv = 1.0 / det;
+    ds = (xt * ry - rx * yt) * inv;
+    dt = (rx * ys - xs * ry) * inv;
     if (!std::isfinite(ds) || !std::isfinite(dt)) return false;
     const double largest = std::max(std::fabs(ds), std::fabs(dt));
     if (largest > maxStep) {
@@ -126,22 +125,16 @@ void NumericalUtils::searchForSTinQuad(float& s, float& t, float px, float py, f
       break;
     }
   }
-  if (converged) {
-    // One polishing step brings the converged iterate to full double accuracy.
-    double ds = 0.0, dt = 0.0;
-    if (newtonStep(ds, dt)) {
-      cs += ds;
-      ct += dt;
-    }
-  }
+  // Newton converges quadratically: after a step below tolerance2 the error is of the order of its
+  // square, far below float resolution, so no further step is needed before the snap.
   cs = snapToEdge(cs);
   ct = snapToEdge(ct);
   s = static_cast<float>(cs);
   t = static_cast<float>(ct);
 
-  double mx, my;
-  cell.map(cs, ct, mx, my);
-  const double residual = std::max(std::fabs(mx - tx), std::fabs(my - ty));
+  double rx, ry;
+  cell.residual(cs, ct, rx, ry);
+  const double residual = std::max(std::fabs(rx), std::fabs(ry));
   const bool finite = std::isfinite(cs) && std::isfinite(ct) && std::isfinite(s) && std::isfinite(t);
   if (!finite) flag3 = true;
   flag1 = !converged || !(residual <= 1e-4 * scale);
