@@ -19,6 +19,7 @@
 #include "qor/smoothing/Smooth2dbs.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/IntegerMath.h"
 
 namespace qor {
 
@@ -28,29 +29,6 @@ const char* const kClass = "TurboTransform";
 
 // Smallest background mesh accepted: 2 x 2 nodes.
 constexpr int kMinimumMeshSize = 4;
-
-// Truncation toward zero that is defined for every input: NaN, infinite and out-of-range values
-// give INT_MIN (what the hardware conversion yields), which the "below 2 becomes 2" rule of the
-// sizing then turns into 2.
-int truncToInt(double v) {
-  if (!(v > -2147483649.0 && v < 2147483648.0)) return INT_MIN;
-  return static_cast<int>(v);
-}
-
-// base^exponent by repeated squaring; the reciprocal for a negative exponent.
-double integerPower(double base, int exponent) {
-  const bool negative = exponent < 0;
-  unsigned int e =
-      negative ? 0u - static_cast<unsigned int>(exponent) : static_cast<unsigned int>(exponent);
-  double result = 1.0;
-  double factor = base;
-  while (e != 0u) {
-    if ((e & 1u) != 0u) result *= factor;
-    factor *= factor;
-    e >>= 1u;
-  }
-  return negative ? 1.0 / result : result;
-}
 
 std::size_t at(int index) { return static_cast<std::size_t>(index); }
 

@@ -10,26 +10,11 @@
 #include "qor/foundation/ParametricCurve.h"
 #include "qor/parametric/ParametricDB.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/IntegerMath.h"
 
 namespace qor {
 
 namespace {
-
-// 10^exponent by repeated squaring (exact for the small exponents in use); the reciprocal for a
-// negative exponent.
-double integerPower(double base, int exponent) {
-  const bool negative = exponent < 0;
-  unsigned int e =
-      negative ? 0u - static_cast<unsigned int>(exponent) : static_cast<unsigned int>(exponent);
-  double result = 1.0;
-  double factor = base;
-  while (e != 0u) {
-    if ((e & 1u) != 0u) result *= factor;
-    factor *= factor;
-    e >>= 1u;
-  }
-  return negative ? 1.0 / result : result;
-}
 
 // Length of the planar difference (x, y) in single precision: the sum of squares is rounded to
 // float before the root.

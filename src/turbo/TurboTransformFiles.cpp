@@ -145,19 +145,33 @@ void TurboTransform::exportInput() const {
   std::cout << " TurboTransform Exported debug input" << std::endl;
 }
 
+namespace {
+
+// The four boundary curves read from point-list files, in argument order.
+struct PassageFiles {
+  QORVector<TripletBase<float>> hub, shroud, inlet, outlet;
+};
+
+PassageFiles readPassageFiles(const TurboTransform& t, const std::string& hubFile,
+                              const std::string& shroudFile, const std::string& inletFile,
+                              const std::string& outletFile) {
+  PassageFiles f;
+  t.getVectorFromFile(hubFile, f.hub);
+  t.getVectorFromFile(shroudFile, f.shroud);
+  t.getVectorFromFile(inletFile, f.inlet);
+  t.getVectorFromFile(outletFile, f.outlet);
+  return f;
+}
+
+}  // namespace
+
 void TurboTransform::initializeDebugXYZ(const std::string& hubFile, const std::string& shroudFile,
                                         const std::string& inletFile,
                                         const std::string& outletFile,
                                         const TripletBase<float>& axisPoint,
                                         const TripletBase<float>& axisDirection) {
-  QORVector<TripletBase<float>> hub, shroud, inlet, outlet;
-  getVectorFromFile(hubFile, hub);
-  getVectorFromFile(shroudFile, shroud);
-  getVectorFromFile(inletFile, inlet);
-  getVectorFromFile(outletFile, outlet);
-  initializeFromXYZ(TripletQORVector(std::move(hub)), TripletQORVector(std::move(shroud)),
-                    TripletQORVector(std::move(inlet)), TripletQORVector(std::move(outlet)),
-                    axisPoint, axisDirection);
+  const PassageFiles f = readPassageFiles(*this, hubFile, shroudFile, inletFile, outletFile);
+  initializeFromXYZ(f.hub, f.shroud, f.inlet, f.outlet, axisPoint, axisDirection);
 }
 
 void TurboTransform::initializeDebugART(const std::string& hubFile, const std::string& shroudFile,
@@ -165,14 +179,9 @@ void TurboTransform::initializeDebugART(const std::string& hubFile, const std::s
                                         const std::string& outletFile,
                                         const TripletBase<float>& axisPoint,
                                         const TripletBase<float>& axisDirection) {
-  QORVector<TripletBase<float>> hub, shroud, inlet, outlet;
-  getVectorFromFile(hubFile, hub);
-  getVectorFromFile(shroudFile, shroud);
-  getVectorFromFile(inletFile, inlet);
-  getVectorFromFile(outletFile, outlet);
-  initializeFromART(TripletQORVector(std::move(hub)), TripletQORVector(std::move(shroud)),
-                    TripletQORVector(std::move(inlet)), TripletQORVector(std::move(outlet)),
-                    axisPoint, axisDirection, -1, -1, -1, -1);
+  // All four curves are taken as ordered.
+  const PassageFiles f = readPassageFiles(*this, hubFile, shroudFile, inletFile, outletFile);
+  initializeFromART(f.hub, f.shroud, f.inlet, f.outlet, axisPoint, axisDirection, -1, -1, -1, -1);
 }
 
 // ---- surface file ------------------------------------------------------------------------------

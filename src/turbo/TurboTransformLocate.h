@@ -27,6 +27,12 @@ class NodeGrid {
   bool empty() const { return m_count == 0; }
   int nearest(const TripletBase<float>& p) const;
 
+  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
+  /// long lists that keeps the nodes and cells in use within a few cache lines.
+  static constexpr int kBlockCells = 16;
+  int blockCount() const;
+  int blockOf(const TripletBase<float>& p) const;
+
  private:
   int cellX(double x) const;
   int cellY(double y) const;

@@ -134,9 +134,10 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
   const double extent = std::max(std::max(w, h), 1e-30);
   if (w < 1e-6 * extent) w = extent;
   if (h < 1e-6 * extent) h = extent;
-  // About two cells per node over the bounding box: on curved passages, which fill a part of
-  // their box, this keeps one or two nodes in an occupied cell.
-  const double cells = std::min(2.0 * static_cast<double>(count), 4.0e6);
+  // About four cells per node over the bounding box: on curved passages, which fill a part of
+  // their box, an occupied cell then holds about one node, and the search mostly ends after the
+  // first ring or two.
+  const double cells = std::min(4.0 * static_cast<double>(count), 4.0e6);
   m_nx = static_cast<int>(std::clamp(std::sqrt(cells * w / h), 1.0, 4096.0));
   m_ny = static_cast<int>(std::clamp(cells / m_nx, 1.0, 4096.0));
   m_x0 = xmin;
@@ -178,16 +179,27 @@ int NodeGrid::cellY(double y) const {
   return c >= m_ny - 1 ? m_ny - 1 : static_cast<int>(c);
 }
 
+int NodeGrid::blockCount() const {
+  const int bx = (m_nx + kBlockCells - 1) / kBlockCells, by = (m_ny + kBlockCells - 1) / kBlockCells;
+  return bx * by;
+}
+
+int NodeGrid::blockOf(const TripletBase<float>& p) const {
+  const int bx = (m_nx + kBlockCells - 1) / kBlockCells;
+  return (cellY(p[1]) / kBlockCells) * bx + cellX(p[0]) / kBlockCells;
+}
+
 int NodeGrid::nearest(const TripletBase<float>& p) const {
   const float px = p[0], py = p[1];
   if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(m_points, m_count, p);
   const int cx = cellX(px), cy = cellY(py);
   float best = std::numeric_limits<float>::infinity();
   int bestIndex = 0;
-  auto scanCell = [&](int x, int y) {
-    const int c = y * m_nx + x;
-    const int end = m_start[static_cast<std::size_t>(c) + 1];
-    for (int e = m_start[static_cast<std::size_t>(c)]; e < end; ++e) {
+  // The cells x0..x1 of row y are consecutive in the packed arrays: one scan covers them.
+  auto scanRow = [&](int y, int x0, int x1) {
+    const std::size_t row = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx);
+    const int end = m_start[row + static_cast<std::size_t>(x1) + 1];
+    for (int e = m_start[row + static_cast<std::size_t>(x0)]; e < end; ++e) {
       // The expression of the brute-force scan; visiting order differs, so ties compare indices.
       const Entry& entry = m_entries[static_cast<std::size_t>(e)];
       const float dx = px - entry.x;
@@ -200,38 +212,40 @@ int NodeGrid::nearest(const TripletBase<float>& p) const {
       }
     }
   };
+  const double gx1 = m_x0 + m_nx * m_cw, gy1 = m_y0 + m_ny * m_ch;
+  // Squared distance from the point to the rectangle [ax, bx] x [ay, by].
+  auto rectDistance2 = [px, py](double ax, double bx, double ay, double by) {
+    const double dx = std::max(std::max(ax - px, 0.0), px - bx);
+    const double dy = std::max(std::max(ay - py, 0.0), py - by);
+    return dx * dx + dy * dy;
+  };
   const int maxRing = std::max(m_nx, m_ny);
   for (int r = 0; r <= maxRing; ++r) {
     const int x0 = cx - r, x1 = cx + r, y0 = cy - r, y1 = cy + r;
+    const int xa = std::max(x0, 0), xb = std::min(x1, m_nx - 1);
     if (r == 0) {
-      scanCell(cx, cy);
+      scanRow(cy, cx, cx);
     } else {
-      for (int x = std::max(x0, 0); x <= std::min(x1, m_nx - 1); ++x) {
-        if (y0 >= 0) scanCell(x, y0);
-        if (y1 < m_ny) scanCell(x, y1);
-      }
+      if (y0 >= 0) scanRow(y0, xa, xb);
+      if (y1 < m_ny) scanRow(y1, xa, xb);
       for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_ny - 1); ++y) {
-        if (x0 >= 0) scanCell(x0, y);
-        if (x1 < m_nx) scanCell(x1, y);
+        if (x0 >= 0) scanRow(y, x0, x0);
+        if (x1 < m_nx) scanRow(y, x1, x1);
       }
     }
     // Every node not yet seen lies in one of the strips of the grid beyond the block of rings
     // 0..r: at least `gap` away from the point, wherever the point is.
-    const double gx1 = m_x0 + m_nx * m_cw, gy1 = m_y0 + m_ny * m_ch;
-    auto rectDistance = [px, py](double ax, double bx, double ay, double by) {
-      const double dx = std::max(std::max(ax - px, 0.0), px - bx);
-      const double dy = std::max(std::max(ay - py, 0.0), py - by);
-      return std::sqrt(dx * dx + dy * dy);
-    };
-    double gap = std::numeric_limits<double>::infinity();
-    if (x0 > 0) gap = std::min(gap, rectDistance(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
-    if (x1 < m_nx - 1) gap = std::min(gap, rectDistance(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
-    if (y0 > 0) gap = std::min(gap, rectDistance(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
-    if (y1 < m_ny - 1) gap = std::min(gap, rectDistance(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
-    if (gap == std::numeric_limits<double>::infinity()) break;  // the whole grid is searched
-    gap -= m_slack;
+    double gap2 = std::numeric_limits<double>::infinity();
+    if (x0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
+    if (x1 < m_nx - 1) gap2 = std::min(gap2, rectDistance2(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
+    if (y0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
+    if (y1 < m_ny - 1) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
+    if (gap2 == std::numeric_limits<double>::infinity()) break;  // the whole grid is searched
     // Float distances of farther nodes are at least gap^2 less a few ulps: stop only when they
-    // would exceed the best strictly, so that equal distances still reach the lower index.
+    // would exceed the best strictly, so that equal distances still reach the lower index. Most
+    // rings stop or go on clearly; the exact test with the rounding slack decides the rest.
+    if (!(gap2 > static_cast<double>(best))) continue;
+    const double gap = std::sqrt(gap2) - m_slack;
     if (gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best)) break;
   }
   return bestIndex;

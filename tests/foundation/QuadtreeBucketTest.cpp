@@ -13,31 +13,15 @@ using P = qor::TripletBase<float>;
 
 namespace {
 
-// The reference: a linear scan in float, the lowest index winning a tie.
-unsigned int bruteForceNearest(const std::vector<P>& points, const P& q) {
+// The reference: a linear scan in float, the lowest index winning a tie (the highest with
+// lastOnTie, which differs from the answer only on ties).
+unsigned int bruteForceNearest(const std::vector<P>& points, const P& q, bool lastOnTie = false) {
   unsigned int best = 0;
   float bestD = std::numeric_limits<float>::infinity();
   for (std::size_t k = 0; k < points.size(); ++k) {
-    const float dx = q[0] - points[k][0];
-    const float dy = q[1] - points[k][1];
+    const float dx = q[0] - points[k][0], dy = q[1] - points[k][1];
     const float d = dx * dx + dy * dy;
-    if (d < bestD) {
-      bestD = d;
-      best = static_cast<unsigned int>(k);
-    }
-  }
-  return best;
-}
-
-// The highest index among the nearest points (differs from the answer only on ties).
-unsigned int lastOfTheNearest(const std::vector<P>& points, const P& q) {
-  unsigned int best = 0;
-  float bestD = std::numeric_limits<float>::infinity();
-  for (std::size_t k = 0; k < points.size(); ++k) {
-    const float dx = q[0] - points[k][0];
-    const float dy = q[1] - points[k][1];
-    const float d = dx * dx + dy * dy;
-    if (d <= bestD) {
+    if (d < bestD || (lastOnTie && d == bestD)) {
       bestD = d;
       best = static_cast<unsigned int>(k);
     }
@@ -56,7 +40,7 @@ void expectAgreesWithBruteForce(const std::vector<P>& points, const std::vector<
     ASSERT_EQ(tree.findNearestPoint(queries[k], previous), expected) << "hinted query " << k;
     ASSERT_EQ(tree.findNearestPoint(queries[k], unsigned(k * 7919u)), expected) << "any hint " << k;
     ASSERT_EQ(tree.findNearestPoint(queries[k], expected), expected) << "exact hint " << k;
-    ASSERT_EQ(tree.findNearestPoint(queries[k], lastOfTheNearest(points, queries[k])), expected)
+    ASSERT_EQ(tree.findNearestPoint(queries[k], bruteForceNearest(points, queries[k], true)), expected)
         << "tied hint " << k;
     previous = expected;
   }

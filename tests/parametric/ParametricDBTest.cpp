@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -14,6 +11,7 @@
 #include "qor/parametric/ParametricDB.h"
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/parametric/ParametricDBInterface.h"
+#include "support/Passages.h"
 
 using qor::ParametricCurve;
 using qor::ParametricDB;
@@ -35,62 +33,33 @@ std::vector<PointF> line(float length, int n = 3) {
   return pts;
 }
 
-// Runs `f` and returns the library error it throws; fails the test when it throws nothing.
-qor::Error errorOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const qor::data::error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "expected qor::data::error";
-  return qor::Error("", "", "");
-}
-
 void expectEmptyError(const std::function<void()>& f) {
-  const qor::Error e = errorOf(f);
-  EXPECT_EQ(e.getClassName(), "ParametricDB");
-  EXPECT_EQ(e.getFunctionName(), "checkDataBaseEmpty");
-  EXPECT_EQ(e.getMessage(), "DataBase is empty.");
-  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+  qortest::expectError(qortest::captureError<qor::data::error>(f), "ParametricDB", "checkDataBaseEmpty",
+                       "DataBase is empty.");
 }
 
 void expectNotExistError(const std::function<void()>& f, const std::string& name) {
-  const qor::Error e = errorOf(f);
-  EXPECT_EQ(e.getClassName(), "ParametricDB");
-  EXPECT_EQ(e.getFunctionName(), "throwCurveNotExist");
-  EXPECT_EQ(e.getMessage(), "Curve does not exist. Name= " + name);
-  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+  qortest::expectError(qortest::captureError<qor::data::error>(f), "ParametricDB", "throwCurveNotExist",
+                       "Curve does not exist. Name= " + name);
 }
 
 // Every name-addressed query of the database, called on `name`.
 std::vector<std::function<void()>> queriesOn(ParametricDB& db, const std::string& name) {
-  return {
-      [&db, name] { db.deleteCurve(name); },
-      [&db, name] { (void)db.getPointAtParameter(name, 0.5); },
-      [&db, name] { (void)db.getLength(name); },
-      [&db, name] { (void)db.getFirstPoint(name); },
-      [&db, name] { (void)db.getLastPoint(name); },
-      [&db, name] {
-        double s = 0;
-        (void)db.projectPoint(name, PointF(1, 1, 0), s);
-      },
-      [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0)); },
-      [&db, name] {
-        double s = 0;
-        (void)db.projectPoint(name, PointD(1, 1, 0), s);
-      },
-      [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0)); },
-      [&db, name] {
-        std::vector<PointF> out;
-        db.getCurve(name, 0.0, 1.0, out);
-      },
-      [&db, name] {
-        std::vector<PointF> out;
-        db.getCurveForEquidistantS(name, out, 3);
-      },
-      [&db, name] { db.eliminateDoublePoints(name, 2); },
-      [&db, name] { db.exportToFile(name, "never-written.txt"); },
-  };
+  static double s = 0;
+  static std::vector<PointF> out;
+  return {[&db, name] { db.deleteCurve(name); },
+          [&db, name] { (void)db.getPointAtParameter(name, 0.5); },
+          [&db, name] { (void)db.getLength(name); },
+          [&db, name] { (void)db.getFirstPoint(name); },
+          [&db, name] { (void)db.getLastPoint(name); },
+          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0), s); },
+          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0)); },
+          [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0), s); },
+          [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0)); },
+          [&db, name] { db.getCurve(name, 0.0, 1.0, out); },
+          [&db, name] { db.getCurveForEquidistantS(name, out, 3); },
+          [&db, name] { db.eliminateDoublePoints(name, 2); },
+          [&db, name] { db.exportToFile(name, "never-written.txt"); }};
 }
 
 // A database class of a client: counts what reaches its virtual operations.
@@ -98,8 +67,7 @@ class CountingDB : public ParametricDB {
  public:
   using ParametricDB::createCurve;
   ParametricDBInterface* makeNew() override { return new CountingDB(); }
-  void createCurve(const std::string& name, const std::vector<PointF>& points,
-                   ParametricCurve::dim d) override {
+  void createCurve(const std::string& name, const std::vector<PointF>& points, ParametricCurve::dim d) override {
     ++createCalls;
     ParametricDB::createCurve(name, points, d);
   }
@@ -116,41 +84,28 @@ struct PrototypeGuard {
   ~PrototypeGuard() { ParametricDBFactory::setParametricDB(nullptr); }
 };
 
-// Runs a test body inside a fresh temporary directory and returns to the old one afterwards.
-class TempDir {
- public:
-  TempDir() {
-    char buf[4096];
-    if (getcwd(buf, sizeof buf) != nullptr) m_old = buf;
-    char templ[] = "/tmp/qor_pdb_XXXXXX";
-    if (mkdtemp(templ) != nullptr) m_dir = templ;
-    if (m_dir.empty() || chdir(m_dir.c_str()) != 0) ADD_FAILURE() << "no temporary directory";
-  }
-  ~TempDir() {
-    if (!m_old.empty() && chdir(m_old.c_str()) != 0) ADD_FAILURE() << "cannot restore cwd";
-    if (!m_dir.empty()) (void)std::system(("rm -rf '" + m_dir + "'").c_str());
-  }
-
- private:
-  std::string m_old;
-  std::string m_dir;
-};
-
 }  // namespace
 
-// ---------------------------------------------------------------------------------------------
-// Ids, creation and deletion
-
-TEST(ParametricDB, idsFollowCreationOrderAndRecreationGetsFreshId) {
+TEST(ParametricDB, idsFollowCreationOrderAndAreNeverReused) {
   ParametricDB db;
+  EXPECT_EQ(db.getCurveID("nothing"), 0);  // lenient: an unknown name has id 0, no error
+  EXPECT_NO_THROW(db.deleteCurveIfExist("a"));
   db.createCurve("hub", line(1), kPlane);
   db.createCurve("shroud", line(2), kPlane);
   EXPECT_EQ(db.getCurveID("hub"), 0);
   EXPECT_EQ(db.getCurveID("shroud"), 1);
-  db.createCurve("hub", line(5), kPlane);
+  EXPECT_EQ(db.getCurveID("nothing"), 0);
+  EXPECT_FALSE(db.checkCurveExist("nothing"));
+  db.createCurve("hub", line(5), kPlane);  // re-creation replaces the curve with a fresh id
   EXPECT_EQ(db.getCurveID("hub"), 2);
   EXPECT_EQ(db.getCurveID("shroud"), 1);
-  EXPECT_NEAR(db.getLength("hub"), 5.0, kTol);  // the old curve was replaced
+  EXPECT_NEAR(db.getLength("hub"), 5.0, kTol);
+  db.deleteCurve("shroud");
+  EXPECT_NO_THROW(db.deleteCurveIfExist("b"));
+  EXPECT_FALSE(db.checkCurveExist("shroud"));
+  EXPECT_TRUE(db.checkCurveExist("hub"));
+  db.createCurve("c", line(1), kPlane);
+  EXPECT_EQ(db.getCurveID("c"), 3);
 }
 
 TEST(ParametricDB, clearKeepsCounterOnlyWhenAlreadyEmpty) {
@@ -172,36 +127,6 @@ TEST(ParametricDB, clearKeepsCounterOnlyWhenAlreadyEmpty) {
   EXPECT_EQ(full.getCurveID("c"), 0);
 }
 
-TEST(ParametricDB, deletingDoesNotReuseIds) {
-  ParametricDB db;
-  db.createCurve("a", line(1), kPlane);
-  db.createCurve("b", line(1), kPlane);
-  db.deleteCurve("b");
-  EXPECT_FALSE(db.checkCurveExist("b"));
-  EXPECT_TRUE(db.checkCurveExist("a"));
-  db.createCurve("c", line(1), kPlane);
-  EXPECT_EQ(db.getCurveID("c"), 2);
-}
-
-TEST(ParametricDB, unknownNameHasIdZeroWithoutError) {
-  ParametricDB db;
-  EXPECT_EQ(db.getCurveID("nothing"), 0);
-  db.createCurve("a", line(1), kPlane);
-  db.createCurve("b", line(1), kPlane);
-  EXPECT_EQ(db.getCurveID("nothing"), 0);
-  EXPECT_FALSE(db.checkCurveExist("nothing"));
-}
-
-TEST(ParametricDB, deleteIfExistIgnoresEmptyDatabaseAndUnknownName) {
-  ParametricDB db;
-  EXPECT_NO_THROW(db.deleteCurveIfExist("a"));
-  db.createCurve("a", line(1), kPlane);
-  EXPECT_NO_THROW(db.deleteCurveIfExist("b"));
-  EXPECT_TRUE(db.checkCurveExist("a"));
-  db.deleteCurveIfExist("a");
-  EXPECT_FALSE(db.checkCurveExist("a"));
-}
-
 TEST(ParametricDB, failedCreationLeavesDatabaseAsItWas) {
   ParametricDB db;
   db.createCurve("a", line(3), kPlane);
@@ -213,31 +138,18 @@ TEST(ParametricDB, failedCreationLeavesDatabaseAsItWas) {
   EXPECT_EQ(db.getCurveID("b"), 1);
 }
 
-TEST(ParametricDB, createWithParameterValuesKeepsThem) {
+TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
   ParametricDB db;
   db.createCurve("a", line(2), {0.0, 0.9, 1.0}, kPlane);
   EXPECT_NEAR(db.getPointAtParameter("a", 0.9)[0], 1.0, kTol);
+  CountingDB counting;
+  const PointF first(1.5f, -2.0f, 0.25f), second(4.0f, 3.0f, -1.0f);
+  counting.createCurveTwoPoints("seg", first, second);
+  EXPECT_EQ(counting.createCalls, 1);
+  EXPECT_EQ(counting.getFirstPoint("seg"), first);
+  EXPECT_EQ(counting.getLastPoint("seg"), second);
+  EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
 }
-
-TEST(ParametricDB, twoPointCurveRunsBetweenGivenPoints) {
-  ParametricDB db;
-  const PointF first(1.5f, -2.0f, 0.25f);
-  const PointF second(4.0f, 3.0f, -1.0f);
-  db.createCurveTwoPoints("seg", first, second);
-  EXPECT_EQ(db.getFirstPoint("seg"), first);
-  EXPECT_EQ(db.getLastPoint("seg"), second);
-  EXPECT_NEAR(db.getLength("seg"), double((second - first).length()), kTol);
-}
-
-TEST(ParametricDB, twoPointCurveGoesThroughVirtualCreate) {
-  CountingDB db;
-  db.createCurveTwoPoints("seg", PointF(0, 0, 0), PointF(1, 0, 0));
-  EXPECT_EQ(db.createCalls, 1);
-  EXPECT_TRUE(db.checkCurveExist("seg"));
-}
-
-// ---------------------------------------------------------------------------------------------
-// Failures
 
 TEST(ParametricDB, queryOnEmptyDatabaseReportsEmptyWhateverTheName) {
   ParametricDB db;
@@ -262,57 +174,32 @@ TEST(ParametricDB, curveServiceErrorsPassThrough) {
   EXPECT_THROW((void)db.getFirstPoint("none"), qor::data::invalid);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Forwarding queries
-
 TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
+  qortest::ScopedTempDir dir;
   ParametricDB db;
   db.createCurve("x", line(4, 5), kPlane);
   db.createCurve("y", {PointF(0, 0, 0), PointF(0, 2, 0)}, kPlane);
-  EXPECT_NEAR(db.getLength("x"), 4.0, kTol);
   EXPECT_NEAR(db.getLength("y"), 2.0, kTol);
-  EXPECT_EQ(db.getFirstPoint("y"), PointF(0, 0, 0));
   EXPECT_EQ(db.getLastPoint("y"), PointF(0, 2, 0));
-  const PointD mid = db.getPointAtParameter("x", 0.25);
-  EXPECT_NEAR(mid[0], 1.0, kTol);
-
-  double sf = -1;
-  const PointF pf = db.projectPoint("x", PointF(3.0f, 1.0f, 0.0f), sf);
-  EXPECT_NEAR(pf[0], 3.0, kTol);
-  EXPECT_NEAR(pf[1], 0.0, kTol);
-  EXPECT_NEAR(sf, 0.75, kTol);
-  EXPECT_NEAR(db.projectPoint("x", PointF(1.0f, -1.0f, 0.0f))[0], 1.0, kTol);
-  double sd = -1;
-  const PointD pd = db.projectPoint("y", PointD(5.0, 0.5, 0.0), sd);
-  EXPECT_NEAR(pd[1], 0.5, kTol);
-  EXPECT_NEAR(sd, 0.25, kTol);
+  EXPECT_NEAR(db.getPointAtParameter("x", 0.25)[0], 1.0, kTol);
+  double s = -1;
+  EXPECT_NEAR(db.projectPoint("x", PointF(3.0f, 1.0f, 0.0f), s)[0], 3.0, kTol);
+  EXPECT_NEAR(s, 0.75, kTol);
+  EXPECT_NEAR(db.projectPoint("y", PointD(5.0, 0.5, 0.0), s)[1], 0.5, kTol);
+  EXPECT_NEAR(s, 0.25, kTol);
   EXPECT_NEAR(db.projectPoint("y", PointD(-3.0, 9.0, 0.0))[1], 2.0, kTol);
-
   std::vector<PointF> piece;
   db.getCurve("x", 0.25, 0.75, piece);
-  ASSERT_GE(piece.size(), 2U);
-  EXPECT_NEAR(piece.front()[0], 1.0, kTol);
   EXPECT_NEAR(piece.back()[0], 3.0, kTol);
-  std::vector<PointF> even;
-  db.getCurveForEquidistantS("y", even, 5);
-  ASSERT_EQ(even.size(), 5U);
-  EXPECT_NEAR(even[2][1], 1.0, kTol);
-}
-
-TEST(ParametricDB, exportWritesTheNamedCurve) {
-  TempDir dir;
-  ParametricDB db;
-  db.createCurve("x", line(4, 5), kPlane);
+  db.getCurveForEquidistantS("y", piece, 5);
+  ASSERT_EQ(piece.size(), 5U);
+  EXPECT_NEAR(piece[2][1], 1.0, kTol);
   db.exportToFile("x", "x_curve.txt");
   std::ifstream in("x_curve.txt");
-  ASSERT_TRUE(in.good());
   int lines = 0;
-  for (std::string s; std::getline(in, s);) ++lines;
+  for (std::string text; std::getline(in, text);) ++lines;
   EXPECT_EQ(lines, 5);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Points between two given points
 
 TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   ParametricDB db;
@@ -333,24 +220,14 @@ TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   EXPECT_EQ(out[0], last);
   EXPECT_EQ(out[2], first);
   EXPECT_NEAR(out[1][0], 6.5, kTol);
-}
-
-TEST(ParametricDB, singleFractionGivesLastPoint) {
-  ParametricDB db;
-  db.createCurve("x", line(10), kPlane);
-  std::vector<PointD> out(4, PointD(9, 9, 9));
-  db.getPointLocationsOnCurveAtParameter({0.3}, PointD(1, 0, 0), PointD(7, 0, 0), "x", out);
-  ASSERT_EQ(out.size(), 1U);
-  EXPECT_EQ(out[0], PointD(7, 0, 0));
-}
-
-TEST(ParametricDB, pointLocationsUseVirtualPointAtParameterForInnerPoints) {
-  CountingDB db;
-  db.createCurve("x", line(10), kPlane);
-  std::vector<PointD> out;
-  db.getPointLocationsOnCurveAtParameter({0.0, 0.2, 0.4, 1.0}, PointD(0, 0, 0), PointD(10, 0, 0),
-                                         "x", out);
-  EXPECT_EQ(db.pointCalls, 2);
+  // A single fraction gives the last point.
+  db.getPointLocationsOnCurveAtParameter({0.3}, first, last, "x", out);
+  EXPECT_EQ(out, std::vector<PointD>{last});
+  // Inner points go through the virtual getPointAtParameter of a derived database.
+  CountingDB counting;
+  counting.createCurve("x", line(10), kPlane);
+  counting.getPointLocationsOnCurveAtParameter({0.0, 0.2, 0.4, 1.0}, PointD(0, 0, 0), PointD(10, 0, 0), "x", out);
+  EXPECT_EQ(counting.pointCalls, 2);
   EXPECT_NEAR(out[2][0], 4.0, kTol);
 }
 
@@ -358,19 +235,12 @@ TEST(ParametricDB, pointLocationsFailuresComeBeforeOutputChanges) {
   ParametricDB db;
   std::vector<PointD> out(2, PointD(9, 9, 9));
   const std::vector<double> fractions{0.0, 1.0};
-  expectEmptyError(
-      [&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "x", out); });
+  expectEmptyError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "x", out); });
   db.createCurve("x", line(10), kPlane);
-  expectNotExistError(
-      [&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "y", out); },
-      "y");
+  expectNotExistError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "y", out); }, "y");
   EXPECT_EQ(out, std::vector<PointD>(2, PointD(9, 9, 9)));
-  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "x", out),
-               std::out_of_range);
+  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "x", out), std::out_of_range);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Console report
 
 TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   ParametricDB db;
@@ -390,12 +260,8 @@ TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   ParametricDB empty;
   testing::internal::CaptureStdout();
   empty.printDatabaseState();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            " State of the Parametric Database\n Size : 0 curves\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), " State of the Parametric Database\n Size : 0 curves\n");
 }
-
-// ---------------------------------------------------------------------------------------------
-// Copies share their curves
 
 TEST(ParametricDB, copySharesCurvesAndKeepsThemAliveOnItsOwn) {
   auto source = std::make_unique<ParametricDB>();
@@ -416,8 +282,7 @@ TEST(ParametricDB, copySharesCurvesAndKeepsThemAliveOnItsOwn) {
 
 TEST(ParametricDB, editThroughOneCopyIsSeenByTheOther) {
   ParametricDB source;
-  source.createCurve("d", {PointF(0, 0, 0), PointF(1, 0, 0), PointF(1, 0, 0), PointF(2, 0, 0)},
-                     kPlane);
+  source.createCurve("d", {PointF(0, 0, 0), PointF(1, 0, 0), PointF(1, 0, 0), PointF(2, 0, 0)}, kPlane);
   const ParametricDB copy(source);
   std::vector<PointF> before;
   copy.getCurve("d", 0.0, 1.0, before);
@@ -448,17 +313,6 @@ TEST(ParametricDB, assignmentReplacesTablesAndSharesCurves) {
   EXPECT_EQ(b.getCurveID("y"), 1);
 }
 
-TEST(ParametricDB, makeNewGivesEmptyDatabaseOfSameClass) {
-  ParametricDB db;
-  db.createCurve("x", line(3), kPlane);
-  std::unique_ptr<ParametricDBInterface> fresh(db.makeNew());
-  ASSERT_NE(dynamic_cast<ParametricDB*>(fresh.get()), nullptr);
-  EXPECT_FALSE(fresh->checkCurveExist("x"));
-}
-
-// ---------------------------------------------------------------------------------------------
-// Factory
-
 TEST(ParametricDBFactory, everyCallReturnsDistinctEmptyDatabase) {
   std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB());
   std::unique_ptr<ParametricDBInterface> b(ParametricDBFactory::createParametricDB());
@@ -467,6 +321,9 @@ TEST(ParametricDBFactory, everyCallReturnsDistinctEmptyDatabase) {
   EXPECT_NE(a.get(), b.get());
   EXPECT_NE(dynamic_cast<ParametricDB*>(a.get()), nullptr);
   a->createCurve("x", line(1), kPlane);
+  std::unique_ptr<ParametricDBInterface> made(a->makeNew());  // an empty database of the same class
+  ASSERT_NE(dynamic_cast<ParametricDB*>(made.get()), nullptr);
+  EXPECT_FALSE(made->checkCurveExist("x"));
   EXPECT_FALSE(b->checkCurveExist("x"));
   std::unique_ptr<ParametricDBInterface> c(ParametricDBFactory::createParametricDB());
   EXPECT_FALSE(c->checkCurveExist("x"));

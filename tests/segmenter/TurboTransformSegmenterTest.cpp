@@ -11,6 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "qor/CoordTransform.h"
@@ -31,34 +32,23 @@ constexpr double kOnBoundaryTol = 2e-4;
 constexpr double kInteriorTol = 5e-4;
 constexpr double kGeomTol = 1e-4;
 
-/// An analytic passage and its transform with a background mesh, built once per test program.
-struct Built {
-  qortest::Passage passage;
-  TurboTransform transform;
-};
-
-const Built& annulusUnit() {
-  // L = 1 and H = 1: the outlet record's m is forced to 1.0, which equals its true value only then.
-  static const std::unique_ptr<Built> b = [] {
-    auto p = std::make_unique<Built>();
-    p->passage = qortest::annulus(0.0, 1.0, 1.0, 2.0, 41, 11);
-    qortest::initializeART(p->transform, p->passage);
-    p->transform.createBackgroundMesh(TurboTransform::linear, 500);
-    return p;
-  }();
-  return *b;
+/// The analytic passages with a linear background mesh, built once per test program.
+const qortest::Built& built(bool bendPassage) {
+  static const std::unique_ptr<qortest::Built> passages[2] = {
+      // L = 1 and H = 1: the outlet record's m is forced to 1.0, which is its true value only then.
+      [] {
+        auto b = std::make_unique<qortest::Built>();
+        qortest::build(*b, qortest::annulus(0.0, 1.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
+        return b;
+      }(),
+      [] {
+        auto b = std::make_unique<qortest::Built>();
+        qortest::build(*b, qortest::bend(), TurboTransform::linear, 500);
+        return b;
+      }()};
+  return *passages[bendPassage ? 1 : 0];
 }
-
-const Built& bendPassage() {
-  static const std::unique_ptr<Built> b = [] {
-    auto p = std::make_unique<Built>();
-    p->passage = qortest::bend();
-    qortest::initializeART(p->transform, p->passage);
-    p->transform.createBackgroundMesh(TurboTransform::linear, 500);
-    return p;
-  }();
-  return *b;
-}
+const qortest::Built& annulusUnit() { return built(false); }
 
 std::vector<P3> radialLine(double a, double r0, double r1, int n, float theta = 0.0f) {
   std::vector<P3> out = qortest::line(a, r0, a, r1, n);
@@ -87,22 +77,8 @@ Curves bendBoundaries(int n) {
   return out;
 }
 
-template <typename F>
-qor::Error captureError(F&& f) {
-  try {
-    f();
-  } catch (const qor::Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no qor::Error thrown";
-  return qor::Error("", "", "");
-}
-
 void expectError(const qor::Error& e, const std::string& function, const std::string& message) {
-  EXPECT_EQ(e.getClassName(), "TurboTransformSegmenter");
-  EXPECT_EQ(e.getFunctionName(), function);
-  EXPECT_EQ(e.getMessage(), message);
-  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+  qortest::expectError(e, "TurboTransformSegmenter", function, message);
 }
 
 const Seg::spaceSeg kAllSpaces[] = {Seg::m, Seg::nm, Seg::rnm, Seg::mprime};
@@ -118,12 +94,12 @@ struct ExpectedError {
 void expectErrors(const std::vector<ExpectedError>& table) {
   for (const ExpectedError& row : table) {
     SCOPED_TRACE(row.function + ": " + row.message);
-    expectError(captureError(row.call), row.function, row.message);
+    expectError(qortest::captureError(row.call), row.function, row.message);
   }
 }
 
 TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBoundaries) {
-  expectError(captureError([] { Seg seg(nullptr, Seg::mergedSpan); }), "setTurboTransform",
+  expectError(qortest::captureError([] { Seg seg(nullptr, Seg::mergedSpan); }), "setTurboTransform",
               "Null pointer to Turbo Transform.");
   const TurboTransform& t = annulusUnit().transform;
   Seg seg(&t, Seg::mergedSpan);
@@ -145,15 +121,11 @@ TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) 
   std::vector<double> arc;
   const std::string notSet = "Internal segments not set.";
   expectErrors({
-      {[&] { seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv); },
-       "convertARTtoSpaceNspan", notSet},
+      {[&] { seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv); }, "convertARTtoSpaceNspan", notSet},
       {[&] { seg.convertSpaceNspanToART(0, Seg::nm, uv, uv); }, "convertSpaceNspanToART", notSet},
       {[&] { seg.convertARTtoRnmNspan(0, list, list); }, "convertARTtoRnmNspan", notSet},
       {[&] { seg.convertRnmNspanToART(0, uv, uv); }, "convertRnmNspanToART", notSet},
-      {[&] {
-         seg.getArcNdfromRnmNd(0, 0.5f, {0.0, 1.0}, arc);
-       },
-       "getArcNdfromRnmNd", notSet},
+      {[&] { seg.getArcNdfromRnmNd(0, 0.5f, {0.0, 1.0}, arc); }, "getArcNdfromRnmNd", notSet},
       // The East replacement names the West operation.
       {[&] { seg.setInternalBoundaryWest(1, list, false); }, "setInternalBoundaryWest", notSet},
       {[&] { seg.setInternalBoundaryEast(0, list, false); }, "setInternalBoundaryWest", notSet},
@@ -221,26 +193,8 @@ TEST(TurboTransformSegmenterSetup, unknownMethodFailsWithOutOfRange) {
 
 // ---- boundary lines -----------------------------------------------------------------------------
 
-TEST(TurboTransformSegmenterBoundaries, noInternalBoundaryGivesOneSegmentBetweenInletAndOutlet) {
-  const Built& b = annulusUnit();
-  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
-    SCOPED_TRACE(method);
-    Seg seg(&b.transform, method);
-    seg.setInternalBoundaries({}, {});
-    EXPECT_EQ(seg.getLastSegmentID(), 0);
-    for (const P3& p : seg.getFirstSegmenInternalBoundaryWest()) EXPECT_NEAR(p[0], 0.0, kGeomTol);
-    for (const P3& p : seg.getLastSegmenInternalBoundaryEast()) EXPECT_NEAR(p[0], 1.0, kGeomTol);
-    std::vector<P3> south;
-    seg.getSegmentInternalBoundarySouth(0, south);
-    EXPECT_EQ(south.front(), seg.getInternalBoundaryWest(0).front());
-    EXPECT_EQ(south.back(), seg.getInternalBoundaryEast(0).front());
-    EXPECT_NEAR(south.back()[0] - south.front()[0], 1.0, kGeomTol);
-    for (const P3& p : south) EXPECT_NEAR(p[1], 1.0, kGeomTol);
-  }
-}
-
 TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZero) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   // Short of the hub and shroud, beyond both, and with theta: all end on the walls with theta 0.
   const Curves curves = {radialLine(0.2, 1.2, 1.8, 7, 0.3f), radialLine(0.5, 0.8, 2.2, 15, -1.0f),
                          radialLine(0.7, 1.0, 2.0, 11, 2.0f)};
@@ -262,9 +216,8 @@ TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZer
 }
 
 TEST(TurboTransformSegmenterBoundaries, finalCurvesFollowTheCommonSpanValues) {
-  const Built& b = annulusUnit();
-  int ni = 0;
-  int nj = 0;
+  const qortest::Built& b = annulusUnit();
+  int ni = 0, nj = 0;
   b.transform.getBackgroundMeshSize(ni, nj);
   Seg byMesh(&b.transform, Seg::backgroundMeshSpan);
   byMesh.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
@@ -283,7 +236,7 @@ TEST(TurboTransformSegmenterBoundaries, finalCurvesFollowTheCommonSpanValues) {
 }
 
 TEST(TurboTransformSegmenterBoundaries, cleaningDropsRepeatedPoints) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   std::vector<P3> repeated;
   for (const P3& p : radialLine(0.4, 1.0, 2.0, 11)) {
     repeated.push_back(p);
@@ -300,7 +253,7 @@ TEST(TurboTransformSegmenterBoundaries, cleaningDropsRepeatedPoints) {
 }
 
 TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)},
                             {false, false});
@@ -316,7 +269,7 @@ TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
 }
 
 TEST(TurboTransformSegmenterBoundaries, mergedReplacementRefreshesOnlyItsOwnSpaceValues) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::mergedSpan);
   seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)},
                             {false, false});
@@ -335,29 +288,23 @@ TEST(TurboTransformSegmenterBoundaries, mergedReplacementRefreshesOnlyItsOwnSpac
 
 // ---- (u, v) on analytic passages ----------------------------------------------------------------
 
-struct Case {
-  bool bend;
-  Seg::segmentMethod method;
-  int boundaries;
-};
-
-class SegmentCoordinates : public ::testing::TestWithParam<Case> {};
+using CaseTuple = std::tuple<bool, Seg::segmentMethod, int>;
+class SegmentCoordinates : public ::testing::TestWithParam<CaseTuple> {};
 
 TEST_P(SegmentCoordinates, westIsZeroEastIsOneAndWallsMeet) {
-  const Case c = GetParam();
-  const Built& b = c.bend ? bendPassage() : annulusUnit();
-  const Curves curves = c.bend ? bendBoundaries(c.boundaries) : annulusBoundaries(c.boundaries);
-  Seg seg(&b.transform, c.method);
+  const auto [bendPassage, method, boundaries] = GetParam();
+  const qortest::Built& b = built(bendPassage);
+  const Curves curves = bendPassage ? bendBoundaries(boundaries) : annulusBoundaries(boundaries);
+  Seg seg(&b.transform, method);
   seg.setInternalBoundaries(curves, std::vector<bool>(curves.size(), false));
-  ASSERT_EQ(seg.getLastSegmentID(), c.boundaries);
+  ASSERT_EQ(seg.getLastSegmentID(), boundaries);
   for (int s = 0; s <= seg.getLastSegmentID(); ++s) {
     SCOPED_TRACE(s);
     for (Seg::spaceSeg k : kAllSpaces) {
       // The outlet line's m is stored as 1.0 whatever the passage length (kept for compatibility),
       // so in space m the last segment is only right when the passage is 1 long (the annulus).
-      if (c.bend && k == Seg::m && s == seg.getLastSegmentID()) continue;
-      std::vector<P3> uvWest;
-      std::vector<P3> uvEast;
+      if (bendPassage && k == Seg::m && s == seg.getLastSegmentID()) continue;
+      std::vector<P3> uvWest, uvEast;
       seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryWest(s), uvWest);
       seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryEast(s), uvEast);
       for (const P3& uv : uvWest) {
@@ -372,11 +319,12 @@ TEST_P(SegmentCoordinates, westIsZeroEastIsOneAndWallsMeet) {
       seg.convertARTtoRnmNspan(s, p, uv);
       EXPECT_NEAR(uv[1], b.transform.convertARTtoSpace(TurboTransform::nspan, p), 1e-6);
     }
-    std::vector<P3> south;
-    std::vector<P3> north;
+    std::vector<P3> south, north;
     seg.getSegmentInternalBoundarySouth(s, south);
     seg.getSegmentInternalBoundaryNorth(s, north);
     EXPECT_EQ(south.front(), seg.getInternalBoundaryWest(s).front());
+    EXPECT_EQ(south.back(), seg.getInternalBoundaryEast(s).front());
+    EXPECT_EQ(north.front(), seg.getInternalBoundaryWest(s).back());
     EXPECT_EQ(north.back(), seg.getInternalBoundaryEast(s).back());
     if (s > 0) {
       std::vector<P3> previous;
@@ -394,24 +342,18 @@ TEST_P(SegmentCoordinates, westIsZeroEastIsOneAndWallsMeet) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Passages, SegmentCoordinates,
-    ::testing::Values(Case{false, Seg::mergedSpan, 0}, Case{false, Seg::mergedSpan, 1},
-                      Case{false, Seg::mergedSpan, 3}, Case{false, Seg::backgroundMeshSpan, 0},
-                      Case{false, Seg::backgroundMeshSpan, 1},
-                      Case{false, Seg::backgroundMeshSpan, 3}, Case{true, Seg::mergedSpan, 0},
-                      Case{true, Seg::mergedSpan, 1}, Case{true, Seg::mergedSpan, 3},
-                      Case{true, Seg::backgroundMeshSpan, 0},
-                      Case{true, Seg::backgroundMeshSpan, 1},
-                      Case{true, Seg::backgroundMeshSpan, 3}),
-    [](const ::testing::TestParamInfo<Case>& param) {
-      return std::string(param.param.bend ? "bend" : "annulus") +
-             (param.param.method == Seg::mergedSpan ? "Merged" : "ByMesh") +
-             std::to_string(param.param.boundaries);
-    });
+INSTANTIATE_TEST_SUITE_P(Passages, SegmentCoordinates,
+                         ::testing::Combine(::testing::Bool(),
+                                            ::testing::Values(Seg::mergedSpan, Seg::backgroundMeshSpan),
+                                            ::testing::Values(0, 1, 3)),
+                         [](const ::testing::TestParamInfo<CaseTuple>& param) {
+                           return std::string(std::get<0>(param.param) ? "bend" : "annulus") +
+                                  (std::get<1>(param.param) == Seg::mergedSpan ? "Merged" : "ByMesh") +
+                                  std::to_string(std::get<2>(param.param));
+                         });
 
 TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWays) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   const double walls[] = {0.0, 0.25, 0.6, 0.8, 1.0};
   std::mt19937 rng(42);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
@@ -420,8 +362,7 @@ TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWay
     seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
     for (int trial = 0; trial < 40; ++trial) {
       const int s = trial % 4;
-      const double u = unit(rng);
-      const double v = unit(rng);
+      const double u = unit(rng), v = unit(rng);
       const double a = walls[s] + u * (walls[s + 1] - walls[s]);
       const P3 art(float(a), float(1.0 + v), 0.0f);
       SCOPED_TRACE(::testing::Message() << "seed 42 trial " << trial << " method " << method);
@@ -440,7 +381,7 @@ TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWay
 }
 
 TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   std::vector<double> nspan;
   b.transform.getNSpanValues(nspan);
   Seg merged(&b.transform, Seg::mergedSpan);
@@ -449,8 +390,7 @@ TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
   byMesh.setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8)}, {false});
   for (double eta : nspan) {
     const P3 art(0.5f, float(1.0 + eta), 0.0f);
-    P3 a;
-    P3 c;
+    P3 a, c;
     merged.convertARTtoSpaceNspan(1, Seg::mprime, art, a);
     byMesh.convertARTtoSpaceNspan(1, Seg::mprime, art, c);
     EXPECT_NEAR(a[0], c[0], 1e-5) << "span " << eta;
@@ -459,7 +399,7 @@ TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
 }
 
 TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversion) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries(annulusBoundaries(1), {false});  // A = 0.5
   P3 uv;
@@ -480,8 +420,7 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
   EXPECT_NEAR(uv[0], 0.0, 1e-6);
   // At a common span value (a mesh node) u is clamped: a node upstream of segment 1.
   std::vector<P3> nodes;
-  int ni = 0;
-  int nj = 0;
+  int ni = 0, nj = 0;
   b.transform.getBackgroundMesh(nodes, ni, nj);
   const P3 node = nodes.at(static_cast<std::size_t>(ni / 4) * nj + 1);  // (i, j) = (ni/4, 1)
   ASSERT_LT(node[0], 0.4f);
@@ -489,8 +428,7 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
   EXPECT_EQ(uv[0], 0.0f);
   EXPECT_EQ(uv[1], float(nspan[1]));
   // The inverse clamps u.
-  P3 atOne;
-  P3 beyond;
+  P3 atOne, beyond;
   seg.convertSpaceNspanToART(0, Seg::rnm, atOne, P3(1.0f, 0.3f, 0));
   seg.convertSpaceNspanToART(0, Seg::rnm, beyond, P3(1.5f, 0.3f, 0));
   EXPECT_EQ(atOne, beyond);
@@ -520,24 +458,8 @@ TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
   EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
 }
 
-TEST(TurboTransformSegmenterAnnulus, hubPieceOfFirstSegmentEndsAtFirstBoundary) {
-  const Built& b = annulusUnit();
-  Seg seg(&b.transform, Seg::mergedSpan);
-  seg.setInternalBoundaries(annulusBoundaries(2), {false, false});  // A = 0.25, 0.6
-  std::vector<P3> south;
-  seg.getSegmentInternalBoundarySouth(0, south);
-  EXPECT_NEAR(south.front()[0], 0.0, kGeomTol);
-  EXPECT_NEAR(south.back()[0], 0.25, kGeomTol);
-  for (std::size_t k = 1; k < south.size(); ++k) EXPECT_GT(south[k][0], south[k - 1][0]);
-  std::vector<P3> north;
-  seg.getSegmentInternalBoundaryNorth(2, north);
-  EXPECT_NEAR(north.front()[0], 0.6, kGeomTol);
-  EXPECT_NEAR(north.back()[0], 1.0, kGeomTol);
-  for (const P3& p : north) EXPECT_NEAR(p[1], 2.0, kGeomTol);
-}
-
 TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries(annulusBoundaries(2), {false, false});
   const std::vector<double> positions = {0.0, 0.1, 0.25, 0.5, 0.9, 1.0};
@@ -564,8 +486,7 @@ TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
 bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {
   std::ifstream in(name);
   lines = 0;
-  double x = 0;
-  double y = 0;
+  double x = 0, y = 0;
   double z = 0;
   bool allZero = static_cast<bool>(in);
   while (in >> x >> y >> z) {
@@ -576,7 +497,7 @@ bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {
 }
 
 TEST(TurboTransformSegmenterDebug, writesStepFilesAndReportsThem) {
-  const Built& b = annulusUnit();
+  const qortest::Built& b = annulusUnit();
   qortest::ScopedTempDir dir;
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   ::testing::internal::CaptureStdout();

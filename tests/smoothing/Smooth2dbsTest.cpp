@@ -1,3 +1,6 @@
+// Smooth2dbs: set-up, boundary conditions, iteration spreads and the coarse-to-fine smoothing on
+// domains whose answer is known (uniform rectangle, quarter annulus, impeller bend).
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,12 +24,11 @@ using P3 = qor::TripletBase<float>;
 
 namespace {
 
-constexpr float kOnCurveTol = 2e-6f;     // relative to the domain size: a few float spacings
-constexpr float kFixedPointTol = 2e-6f;  // relative to the domain size
-constexpr double kSymmetryTol = 1e-4;    // mirror symmetry kept by Jacobi updates
-constexpr double kMaxCellRatio = 1.6;    // neighbouring finest cells differ at most this much
-constexpr double kOrthogonalityGain =
-    4.0;  // mean |cos| of grid-line angles falls at least this much
+constexpr float kOnCurveTol = 2e-6f;        // relative to the domain size: a few float spacings
+constexpr float kFixedPointTol = 2e-6f;     // relative to the domain size
+constexpr double kSymmetryTol = 1e-4;       // mirror symmetry kept by Jacobi updates
+constexpr double kMaxCellRatio = 1.6;       // neighbouring finest cells differ at most this much
+constexpr double kOrthogonalityGain = 4.0;  // mean |cos| of grid-line angles falls at least this much
 
 const std::vector<std::string> kNames{"west", "east", "south", "north"};
 
@@ -43,8 +45,8 @@ std::vector<P3> arc(double radius, double from, double to, int n) {
 struct Domain {
   ParametricDB db;
   double size = 1.0;
-  Domain(const std::vector<P3>& w, const std::vector<P3>& e, const std::vector<P3>& s,
-         const std::vector<P3>& n, double extent) {
+  Domain(const std::vector<P3>& w, const std::vector<P3>& e, const std::vector<P3>& s, const std::vector<P3>& n,
+         double extent) {
     db.createCurve(kNames[0], w, ParametricCurve::curve2d);
     db.createCurve(kNames[1], e, ParametricCurve::curve2d);
     db.createCurve(kNames[2], s, ParametricCurve::curve2d);
@@ -55,15 +57,13 @@ struct Domain {
 
 Domain rectangle(float width, float height) {
   return Domain(qortest::line(0, 0, 0, height, 2), qortest::line(width, 0, width, height, 2),
-                qortest::line(0, 0, width, 0, 2), qortest::line(0, height, width, height, 2),
-                std::max(width, height));
+                qortest::line(0, 0, width, 0, 2), qortest::line(0, height, width, height, 2), std::max(width, height));
 }
 
 // Quarter annulus: South the inner arc r = 1, North the outer arc r = 2, West and East radial.
 Domain quarterAnnulus() {
   const double h = qortest::kPi / 2;
-  return Domain(qortest::line(1, 0, 2, 0, 2), qortest::line(0, 1, 0, 2, 2), arc(1, 0, h, 201),
-                arc(2, 0, h, 201), 2.0);
+  return Domain(qortest::line(1, 0, 2, 0, 2), qortest::line(0, 1, 0, 2, 2), arc(1, 0, h, 201), arc(2, 0, h, 201), 2.0);
 }
 
 // The meridional passage of a centrifugal impeller: axial inlet, 90-degree bend, radial outlet.
@@ -91,11 +91,8 @@ void configure(Smooth2dbs& s, QORVector<P3>& mesh, const Topo2dMultiLevel& topo,
 struct SmoothCase {
   Topo2dMultiLevel topo;
   QORVector<P3> mesh;
-  SmoothCase(int levels, int ni, int nj)
-      : topo(levels, ni, nj), mesh(std::size_t(topo.getAllSize())) {}
-  const P3& at(int level, int i, int j) const {
-    return mesh.at(std::size_t(topo.getij(level, i, j)));
-  }
+  SmoothCase(int levels, int ni, int nj) : topo(levels, ni, nj), mesh(std::size_t(topo.getAllSize())) {}
+  const P3& at(int level, int i, int j) const { return mesh.at(std::size_t(topo.getij(level, i, j))); }
   const Topo2dBase& finest() const { return topo.getLevel(topo.getLevelsSize() - 1); }
 };
 
@@ -167,9 +164,7 @@ double cellArea(const SmoothCase& r, int level, int i, int j) {
 void expectGoodFinestLevel(const SmoothCase& r, const Domain& d, bool checkSizes = true) {
   const int level = r.topo.getLevelsSize() - 1;
   const int icv = r.finest().getIcv(), jcv = r.finest().getJcv();
-  auto onCurve = [&](const std::string& name, const P3& p) {
-    return (d.db.projectPoint(name, p) - p).length();
-  };
+  auto onCurve = [&](const std::string& name, const P3& p) { return (d.db.projectPoint(name, p) - p).length(); };
   const float tol = kOnCurveTol * float(d.size);
   for (int i = 0; i <= icv; ++i) {
     EXPECT_LE(onCurve(kNames[2], r.at(level, i, 0)), tol) << "south i=" << i;
@@ -185,14 +180,13 @@ void expectGoodFinestLevel(const SmoothCase& r, const Domain& d, bool checkSizes
     for (int j = 0; j < jcv; ++j) {
       const double area = cellArea(r, level, i, j);
       (area > 0 ? positive : negative)++;
-      for (const double other : {i + 1 < icv ? cellArea(r, level, i + 1, j) : area,
-                                 j + 1 < jcv ? cellArea(r, level, i, j + 1) : area}) {
+      for (const double other :
+           {i + 1 < icv ? cellArea(r, level, i + 1, j) : area, j + 1 < jcv ? cellArea(r, level, i, j + 1) : area}) {
         worstRatio = std::max({worstRatio, std::fabs(area / other), std::fabs(other / area)});
       }
     }
   }
-  EXPECT_TRUE(positive == 0 || negative == 0)
-      << positive << " positive, " << negative << " negative";
+  EXPECT_TRUE(positive == 0 || negative == 0) << positive << " positive, " << negative << " negative";
   if (checkSizes) {
     EXPECT_LT(worstRatio, kMaxCellRatio);
   }
@@ -200,32 +194,16 @@ void expectGoodFinestLevel(const SmoothCase& r, const Domain& d, bool checkSizes
 
 }  // namespace
 
-// ---------------------------------------------------------------------------------------------
-// Set-up and boundary conditions
-
 TEST(Smooth2dbsSetup, stateAndSizeErrorsBeforeAValidSetmtopo) {
   Smooth2dbs s;
-  try {
-    s.setMaxNumberOfIteration(5);
-    FAIL() << "no exception";
-  } catch (const qor::internal::error& e) {
-    EXPECT_EQ(e.getClassName(), "Smooth2dbs");
-    EXPECT_EQ(e.getFunctionName(), "checkTheGoodState");
-    EXPECT_EQ(e.getMessage(), "Mesh and topology is not set");
-    EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
-  }
+  qortest::expectError(qortest::captureError<qor::internal::error>([&] { s.setMaxNumberOfIteration(5); }), "Smooth2dbs",
+                       "checkTheGoodState", "Mesh and topology is not set");
   EXPECT_THROW(s.runSmoothAll(), qor::internal::error);
   EXPECT_THROW(s.setbcgeoIDAll(Smooth2dbs::pinned, 0), std::out_of_range);
-
   Topo2dMultiLevel topo(2, 2, 2);
   QORVector<P3> mesh(std::size_t(topo.getAllSize() - 1));
-  try {
-    s.setmtopo(mesh, topo, nullptr);
-    FAIL() << "no exception";
-  } catch (const qor::internal::error& e) {
-    EXPECT_EQ(e.getFunctionName(), "setmtopo");
-    EXPECT_EQ(e.getMessage(), "Topology size not equal to the mesh size");
-  }
+  qortest::expectError(qortest::captureError<qor::internal::error>([&] { s.setmtopo(mesh, topo, nullptr); }),
+                       "Smooth2dbs", "setmtopo", "Topology size not equal to the mesh size");
   EXPECT_THROW(s.setMaxNumberOfIteration(1), qor::internal::error);  // still not set
 }
 
@@ -261,9 +239,9 @@ TEST(Smooth2dbsSetup, setmtopoResetsTuningAndConditions) {
   configure(s, r.mesh, r.topo, d);
   s.setMaxNumberOfIteration(5);
   s.setMaxNumberOfIteration(9, 1);
-  const std::vector<std::string> expected{
-      " Post Mesh saved in:strStart.00", "do level 0max iter= 5", " Post Mesh saved in:str.00",
-      " Post Mesh saved in:strStart.01", "do level 1max iter= 9", " Post Mesh saved in:str.01"};
+  const std::vector<std::string> expected{" Post Mesh saved in:strStart.00", "do level 0max iter= 5",
+                                          " Post Mesh saved in:str.00",      " Post Mesh saved in:strStart.01",
+                                          "do level 1max iter= 9",           " Post Mesh saved in:str.01"};
   EXPECT_EQ(debugRun(s, 2), expected);
   EXPECT_THROW(s.setMaxNumberOfIteration(1, 2), std::out_of_range);  // index == number of levels
 
@@ -274,33 +252,19 @@ TEST(Smooth2dbsSetup, setmtopoResetsTuningAndConditions) {
   EXPECT_EQ(printedMap(s, 1, 3, 2), expectedIds);
 }
 
-TEST(Smooth2dbsSetup, wholeWestFormSetsOnlyTheNorthWestCorner) {
-  Topo2dMultiLevel topo(1, 3, 2);
-  QORVector<P3> mesh(std::size_t(topo.getAllSize()));
-  Smooth2dbs s;
-  s.setmtopo(mesh, topo, nullptr);
-  s.setbcgeoIDWest(Smooth2dbs::onCurve, 7);
-  Grid types(4, std::vector<int>(3, 0)), ids(4, std::vector<int>(3, -1));
-  types[0][2] = 4;
-  ids[0][2] = 7;
-  EXPECT_EQ(printedMap(s, 0, 3, 2), types);
-  EXPECT_EQ(printedMap(s, 1, 3, 2), ids);
-}
-
-TEST(Smooth2dbsSetup, rangedFormsAreClampedAndSideFormsLeaveCornersOut) {
+TEST(Smooth2dbsSetup, sideFormsAreClampedLeaveCornersOutAndWholeWestSetsOnlyTheNorthWestCorner) {
   Topo2dMultiLevel topo(1, 3, 2);
   QORVector<P3> mesh(std::size_t(topo.getAllSize()));
   Smooth2dbs s;
   s.setmtopo(mesh, topo, nullptr);
   s.setbcgeoIDSouth(-5, 1000, Smooth2dbs::pinned, 2);
   s.setbcgeoIDmNorth(Smooth2dbs::smoothed, 3);
-  s.setbcgeoIDEast(2, 1, Smooth2dbs::onCurve, 1);                   // empty range: nothing
-  const Grid expected{{1, 0, 0}, {1, 0, 2}, {1, 0, 2}, {1, 0, 0}};  // [i][j]
-  EXPECT_EQ(printedMap(s, 0, 3, 2), expected);
+  s.setbcgeoIDEast(2, 1, Smooth2dbs::onCurve, 1);                                         // empty range: nothing
+  EXPECT_EQ(printedMap(s, 0, 3, 2), (Grid{{1, 0, 0}, {1, 0, 2}, {1, 0, 2}, {1, 0, 0}}));  // [i][j]
+  s.setbcgeoIDWest(Smooth2dbs::onCurve, 7);
+  EXPECT_EQ(printedMap(s, 0, 3, 2), (Grid{{1, 0, 4}, {1, 0, 2}, {1, 0, 2}, {1, 0, 0}}));
+  EXPECT_EQ(printedMap(s, 1, 3, 2), (Grid{{2, -1, 7}, {2, -1, 3}, {2, -1, 3}, {2, -1, -1}}));
 }
-
-// ---------------------------------------------------------------------------------------------
-// Iteration
 
 TEST(Smooth2dbsIteration, zeroIterationsLeaveTheInitialMesh) {
   const Domain d = quarterAnnulus();
@@ -457,8 +421,8 @@ double meanSkew(const SmoothCase& r, int level) {
 
 TEST(Smooth2dbsIteration, skewedQuadrilateralBecomesOrthogonalWithOrderedSlidingSides) {
   // A trapezoid with a leaning West side: the straight initial lines are strongly skewed.
-  const Domain d(qortest::line(0, 0, 1.5, 2, 2), qortest::line(4, 0, 4, 2, 2),
-                 qortest::line(0, 0, 4, 0, 2), qortest::line(1.5, 2, 4, 2, 2), 4.0);
+  const Domain d(qortest::line(0, 0, 1.5, 2, 2), qortest::line(4, 0, 4, 2, 2), qortest::line(0, 0, 4, 0, 2),
+                 qortest::line(1.5, 2, 4, 2, 2), 4.0);
   SmoothCase initial(2, 4, 2), smoothed(2, 4, 2);
   Smooth2dbs a, b;
   configure(a, initial.mesh, initial.topo, d);

@@ -8,10 +8,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <random>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "qor/CoordTransform.h"
 
@@ -167,33 +170,114 @@ inline void initializeXYZ(qor::TurboTransform& t, const Passage& p) {
   t.initializeFromXYZ(p.hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection);
 }
 
+/// A transform set up from an ART passage with its background mesh and the mesh nodes.
+struct Built {
+  Passage passage;
+  qor::TurboTransform transform;
+  std::vector<P3> nodes;
+  int ni = 0, nj = 0;
+  int index(int i, int j) const { return i * nj + j; }
+  P3 node(int i, int j) const { return nodes.at(static_cast<std::size_t>(index(i, j))); }
+};
+
+/// Sets up b from p, builds the mesh and returns the quality result of createBackgroundMesh.
+inline int build(Built& b, const Passage& p, qor::TurboTransform::BMmethod method, int size) {
+  b.passage = p;
+  initializeART(b.transform, p);
+  const int quality = b.transform.createBackgroundMesh(method, size);
+  b.transform.getBackgroundMesh(b.nodes, b.ni, b.nj);
+  return quality;
+}
+
+/// n points strictly inside the passage streamwise (cells 1 to ni - 3, local coordinates in
+/// [margin, 1 - margin]): on the line of normalised span ns, or (ns < 0) in random cells.
+inline std::vector<P3> samplePoints(const Built& b, double ns, std::mt19937& rng, int n, double margin) {
+  std::uniform_int_distribution<int> ci(1, b.ni - 3), cj(0, b.nj - 2);
+  std::uniform_real_distribution<double> u(margin, 1.0 - margin);
+  qor::QORVector<P3> line;
+  if (ns >= 0.0) b.transform.getConstantSpace(qor::TurboTransform::nspanConst, ns, line);
+  std::vector<P3> out;
+  for (int k = 0; k < n; ++k) {
+    const int i = ci(rng), j = cj(rng);
+    const double s = u(rng), t = u(rng);
+    if (ns >= 0.0) {
+      out.push_back(line[std::size_t(i)] + (line[std::size_t(i) + 1] - line[std::size_t(i)]) * s);
+    } else {
+      const P3 lo = b.node(i, j) + (b.node(i + 1, j) - b.node(i, j)) * s;
+      const P3 hi = b.node(i, j + 1) + (b.node(i + 1, j + 1) - b.node(i, j + 1)) * s;
+      out.push_back(lo + (hi - lo) * t);
+    }
+  }
+  return out;
+}
+
+/// Distance in the meridional plane.
+template <typename A, typename B>
+double meridionalDistance(const A& a, const B& b) {
+  return std::hypot(double(a[0]) - double(b[0]), double(a[1]) - double(b[1]));
+}
+
+/// Runs f and returns the library error of type E it throws (a test failure when it throws
+/// nothing or an error of another type).
+template <typename E = qor::Error, typename F>
+E captureError(F&& f) {
+  try {
+    f();
+  } catch (const qor::Error& e) {
+    if (const E* typed = dynamic_cast<const E*>(&e)) return *typed;
+    ADD_FAILURE() << "unexpected error type: " << e.getDescription();
+    return E("", "", "");
+  }
+  ADD_FAILURE() << "no error thrown";
+  return E("", "", "");
+}
+
+/// Checks class name, operation name, message and the fatal type of a library error.
+inline void expectError(const qor::Error& e, const std::string& className, const std::string& function,
+                        const std::string& message) {
+  EXPECT_EQ(e.getClassName(), className);
+  EXPECT_EQ(e.getFunctionName(), function);
+  EXPECT_EQ(e.getMessage(), message);
+  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
+}
+
+/// Sets an environment variable for the lifetime of the object.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : m_name(name) { setenv(name, value, 1); }
+  ~ScopedEnv() { unsetenv(m_name); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* m_name;
+};
+
 // ---- real machines ------------------------------------------------------------------------------
 
-/// The data directory named by QOR_DATA_DIR, or "" when it is unset or empty.
+/// The data directory named by QOR_DATA_DIR, or "" when it is unset.
 inline std::string dataDir() {
   const char* d = std::getenv("QOR_DATA_DIR");
   return d != nullptr ? std::string(d) : std::string();
 }
 
-/// Reads the numeric columns of a CSV file (a header line is skipped when it is not numeric).
+/// The comma-separated fields of a CSV file; a first line whose last field is not a number is a
+/// header and is skipped.
 inline std::vector<std::vector<std::string>> readCsv(const std::string& path) {
   std::ifstream in(path);
   std::vector<std::vector<std::string>> rows;
-  std::string text;
-  while (std::getline(in, text)) {
+  for (std::string text; std::getline(in, text);) {
     if (!text.empty() && text.back() == '\r') text.pop_back();
     if (text.empty()) continue;
-    std::vector<std::string> fields;
+    rows.emplace_back();
     std::stringstream ss(text);
-    std::string f;
-    while (std::getline(ss, f, ',')) fields.push_back(f);
-    rows.push_back(fields);
+    for (std::string f; std::getline(ss, f, ',');) rows.back().push_back(f);
   }
   if (!rows.empty()) {
     char* end = nullptr;
     const std::string& first = rows.front().back();
     std::strtod(first.c_str(), &end);
-    if (end == first.c_str()) rows.erase(rows.begin());  // header
+    if (end == first.c_str()) rows.erase(rows.begin());
   }
   return rows;
 }
@@ -202,29 +286,19 @@ inline std::vector<std::vector<std::string>> readCsv(const std::string& path) {
 inline std::vector<P3> readAxialRadius(const std::string& path) {
   std::vector<P3> out;
   for (const auto& row : readCsv(path)) {
-    if (row.size() < 2) continue;
-    out.emplace_back(std::stof(row[row.size() - 2]), std::stof(row[row.size() - 1]), 0.0f);
+    if (row.size() >= 2) out.emplace_back(std::stof(row[row.size() - 2]), std::stof(row.back()), 0.0f);
   }
   return out;
 }
 
-/// Machines of the data directory that have hub, shroud, inlet and outlet curves (folder names,
-/// sub-folders such as "nasa-rotor37/alt-tblade3-normalised" included).
+/// Machines of the data directory with hub, shroud, inlet and outlet curves.
 inline std::vector<std::string> dataCases() {
   std::vector<std::string> out;
-  const std::string dir = dataDir();
-  if (dir.empty()) return out;
-  const char* known[] = {"nasa-rotor37",
-                         "nasa-rotor37/alt-tblade3-normalised",
-                         "transonic-fan-rotor",
-                         "centrifugal-compressor-lowspeed",
-                         "centrifugal-compressor-highspeed",
-                         "radial-inflow-turbine-huntsman",
-                         "four-stage-axial-turbine",
-                         "two-stage-lp-steam-turbine"};
-  for (const char* k : known) {
-    std::ifstream probe(dir + "/" + k + "/hub.csv");
-    if (probe) out.emplace_back(k);
+  if (dataDir().empty()) return out;
+  for (const char* k : {"nasa-rotor37", "nasa-rotor37/alt-tblade3-normalised", "transonic-fan-rotor",
+                        "centrifugal-compressor-lowspeed", "centrifugal-compressor-highspeed",
+                        "radial-inflow-turbine-huntsman", "four-stage-axial-turbine", "two-stage-lp-steam-turbine"}) {
+    if (std::ifstream(dataDir() + "/" + k + "/hub.csv")) out.emplace_back(k);
   }
   return out;
 }
@@ -238,13 +312,12 @@ inline Passage loadCase(const std::string& name) {
   p.shroud = readAxialRadius(base + "shroud.csv");
   p.inlet = readAxialRadius(base + "inlet.csv");
   p.outlet = readAxialRadius(base + "outlet.csv");
-  p.axisPoint = P3(0, 0, 0);
   p.axisDirection = P3(1, 0, 0);
   return p;
 }
 
-/// Internal boundaries (blade leading and trailing edges) of a real machine, in file order, each
-/// hub to shroud, as ART points with theta 0. Empty when the machine has none.
+/// Internal boundaries (blade leading and trailing edges) of a real machine in file order, each hub
+/// to shroud, as ART points with theta 0; empty when the machine has none.
 inline std::vector<std::pair<std::string, std::vector<P3>>> loadInternalBoundaries(const std::string& name) {
   std::vector<std::pair<std::string, std::vector<P3>>> out;
   for (const auto& row : readCsv(dataDir() + "/" + name + "/internal_boundaries.csv")) {
@@ -257,16 +330,16 @@ inline std::vector<std::pair<std::string, std::vector<P3>>> loadInternalBoundari
 
 /// Largest extent of the passage in the meridional plane (for tolerances relative to its size).
 inline double passageSize(const Passage& p) {
-  double amin = 1e300, amax = -1e300, rmin = 1e300, rmax = -1e300;
+  double lo[2] = {1e300, 1e300}, hi[2] = {-1e300, -1e300};
   for (const auto* c : {&p.hub, &p.shroud, &p.inlet, &p.outlet}) {
     for (const auto& q : *c) {
-      amin = std::min(amin, double(q[0]));
-      amax = std::max(amax, double(q[0]));
-      rmin = std::min(rmin, double(q[1]));
-      rmax = std::max(rmax, double(q[1]));
+      for (int k = 0; k < 2; ++k) {
+        lo[k] = std::min(lo[k], double(q[k]));
+        hi[k] = std::max(hi[k], double(q[k]));
+      }
     }
   }
-  return std::max(amax - amin, rmax - rmin);
+  return std::max(hi[0] - lo[0], hi[1] - lo[1]);
 }
 
 /// Runs the body with the current directory switched to a fresh temporary directory.

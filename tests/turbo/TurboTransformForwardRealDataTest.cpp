@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -104,67 +103,6 @@ TEST_P(SolverMeshAnnulus, everyNodeConvertsToItsExactSpanAndStreamwisePosition) 
             << nodes.size() << " nodes): largest |nspan error| = " << worstSpan
             << ", largest |nm error| = " << worstStream
             << ", largest m' error / its bound = " << worstMprime << std::endl;
-}
-
-TEST_P(SolverMeshAnnulus, nodesDifferingOnlyInThetaGiveTheSameCoordinates) {
-  if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
-  const std::vector<Node> nodes =
-      readNodes(qortest::dataDir() + "/su2-axial-stage-bfm-mesh/nodes.csv");
-  TurboTransform t;
-  setUp(t, GetParam());
-  // Group the nodes by their meridional position (within 1e-5 m). Within a group the file's
-  // coordinates still differ slightly (radii by up to 2e-6 m: 7 significant digits), so the values
-  // may differ by that spread over the span or length, plus float rounding of the radius
-  // recomputed from (x, y) at each angle (a few ulps of 0.3 m, 2e-6 of the span).
-  // A node joins a group of a neighbouring key whose first node is within 1e-5 m, so that a
-  // rounding boundary does not split a position.
-  std::map<std::pair<long, long>, std::vector<const Node*>> groups;
-  for (const Node& n : nodes) {
-    const long kz = std::lround(n.z * 1e4), kr = std::lround(n.r * 1e4);
-    std::vector<const Node*>* home = nullptr;
-    for (long dz = -1; dz <= 1 && home == nullptr; ++dz) {
-      for (long dr = -1; dr <= 1 && home == nullptr; ++dr) {
-        auto it = groups.find({kz + dz, kr + dr});
-        if (it != groups.end() && std::fabs(it->second[0]->z - n.z) < 1e-5 &&
-            std::fabs(it->second[0]->r - n.r) < 1e-5) {
-          home = &it->second;
-        }
-      }
-    }
-    if (home == nullptr) home = &groups[{kz, kr}];
-    home->push_back(&n);
-  }
-  std::size_t compared = 0;
-  double worstExcess = -1;
-  for (const auto& g : groups) {
-    if (g.second.size() < 2) continue;
-    double rlo = 1e30, rhi = -1e30, zlo = 1e30, zhi = -1e30;
-    float slo = 1e30f, shi = -1e30f, mlo = 1e30f, mhi = -1e30f;
-    for (const Node* n : g.second) {
-      rlo = std::min(rlo, n->r);
-      rhi = std::max(rhi, n->r);
-      zlo = std::min(zlo, n->z);
-      zhi = std::max(zhi, n->z);
-      const float sp = t.convertXYZtoSpace(TurboTransform::nspan, n->xyz);
-      const float mm = t.convertXYZtoSpace(TurboTransform::nm, n->xyz);
-      slo = std::min(slo, sp);
-      shi = std::max(shi, sp);
-      mlo = std::min(mlo, mm);
-      mhi = std::max(mhi, mm);
-    }
-    const double allowed = (rhi - rlo) / (kShroudR - kHubR) + 2e-6;
-    EXPECT_LE(shi - slo, allowed);
-    EXPECT_LE(mhi - mlo, (zhi - zlo) / (kOutletZ - kInletZ) + 2e-6);
-    worstExcess = std::max(worstExcess, double(shi - slo) - allowed);
-    ++compared;
-  }
-  // The grid has 117 x 29 meridional positions at four angles each; coordinate noise in the file
-  // splits some of them into smaller groups, but most must be found.
-  EXPECT_GT(compared, 117u * 29u / 2);
-  const double spread = worstExcess;
-  std::cout << "su2-axial-stage-bfm-mesh: " << compared
-            << " meridional positions; largest nspan spread over theta minus its bound = " << spread
-            << std::endl;
 }
 
 INSTANTIATE_TEST_SUITE_P(BothMeshMethods, SolverMeshAnnulus,

@@ -1,12 +1,11 @@
 // Forward conversions of TurboTransform: (axial, radial, theta) and Cartesian points to the spaces,
-// single and several spaces at once, the (value, theta, nspan) form, errors and the agreement with
-// the analytic fields of the annulus and the 90-degree bend.
+// single and several spaces at once, the (value, theta, nspan) form and the agreement with the
+// analytic fields of the annulus and the 90-degree bend. Errors are in BadInputCatalogueTest.cpp.
 
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -32,99 +31,9 @@ const std::vector<Space> kAllSpaces = {TurboTransform::mprime,  TurboTransform::
 // values of order 1.
 constexpr float kNodeTol = 4.0f * FLT_EPSILON;
 
-struct Mesh {
-  TurboTransform transform;
-  std::vector<P3> nodes;
-  int ni = 0, nj = 0;
-  P3 node(int i, int j) const { return nodes.at(static_cast<std::size_t>(i * nj + j)); }
-};
+using Mesh = qortest::Built;
 
-void build(Mesh& m, const qortest::Passage& p, int size) {
-  qortest::initializeART(m.transform, p);
-  m.transform.createBackgroundMesh(TurboTransform::linear, size);
-  m.transform.getBackgroundMesh(m.nodes, m.ni, m.nj);
-}
-
-void expectError(const qor::Error& e, const char* function, const std::string& message) {
-  EXPECT_EQ(e.getClassName(), "TurboTransform");
-  EXPECT_EQ(e.getFunctionName(), function);
-  EXPECT_EQ(e.getMessage(), message);
-  EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
-}
-
-template <typename F>
-void expectThrows(F f, const char* function, const std::string& message) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception for " << function;
-  } catch (const qor::Error& e) {
-    expectError(e, function, message);
-  }
-}
-
-// ---- errors ------------------------------------------------------------------------------------
-
-TEST(TurboTransformForwardErrors, conversionsWithoutMeshNameTheirFunction) {
-  TurboTransform t;
-  const std::string msg = "Null pointer to m_topo.";
-  const P3 p(0.5f, 1.5f, 0.0f);
-  expectThrows([&] { t.convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", msg);
-  expectThrows([&] { t.convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", msg);
-  qor::TripletBase<float> out;
-  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs",
-               msg);
-  // The Cartesian lists and the multi-space forms fail even for no points ...
-  QORVector<P3> none;
-  QORVector<float> values;
-  expectThrows([&] { t.convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace",
-               msg);
-  QORVector<std::vector<float>> lists;
-  const QORVector<Space> spaces = {TurboTransform::nm};
-  expectThrows([&] { t.convertARTtoSpace(TripletQORVector(), spaces, lists); },
-               "convertARTtoSpace", msg);
-  expectThrows([&] { t.convertXYZtoSpace(TripletQORVector(), spaces, lists); },
-               "convertARTtoSpace", msg);
-  // ... while the single-space ART list converts nothing and succeeds.
-  values.assign(3, 7.0f);
-  EXPECT_NO_THROW(t.convertARTtoSpace(TurboTransform::nm, none, values));
-  EXPECT_TRUE(values.empty());
-  QORVector<P3> one = {p};
-  expectThrows([&] { t.convertARTtoSpace(TurboTransform::nm, one, values); }, "convertARTtoSpace",
-               msg);
-}
-
-TEST(TurboTransformForwardErrors, spacesOutOfRangeAreRefused) {
-  Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
-  const TurboTransform& t = mesh.transform;
-  const P3 p(0.5f, 1.5f, 0.2f);
-  expectThrows([&] { t.convertARTtoSpace(static_cast<Space>(8), p); }, "convertARTtoSpace",
-               "Space (8) not allowed for conversion here");
-  expectThrows([&] { t.convertARTtoSpace(static_cast<Space>(-1), p); }, "convertARTtoSpace",
-               "Space (-1) not allowed for conversion here");
-  P3 out;
-  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); },
-               "convertARTtoSpaceTNs", "Space (1) not allowed for conversion here");
-  expectThrows([&] { t.convertARTtoSpaceTNs(TurboTransform::nspan, p, out); },
-               "convertARTtoSpaceTNs", "Space (4) not allowed for conversion here");
-  D3 outD;
-  expectThrows([&] { t.convertARTtoSpaceTNs(static_cast<Space>(9), D3(0.5, 1.5, 0), outD); },
-               "convertARTtoSpaceTNs", "Space (9) not allowed for conversion here");
-}
-
-TEST(TurboTransformForwardErrors, multiSpaceFormSkipsUnknownSpacesSilently) {
-  Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
-  const TripletQORVector pts = {P3(0.5f, 1.5f, 0), P3(1.2f, 1.1f, 0)};
-  const QORVector<Space> spaces = {TurboTransform::nm, static_cast<Space>(9),
-                                   static_cast<Space>(-3)};
-  QORVector<std::vector<float>> values(3);
-  values[1] = {42.0f, 43.0f};  // pre-sized: untouched
-  mesh.transform.convertARTtoSpace(pts, spaces, values);
-  EXPECT_EQ(values[1], (std::vector<float>{42.0f, 43.0f}));
-  EXPECT_EQ(values[2], (std::vector<float>{0.0f, 0.0f}));  // sized to the points, then skipped
-  EXPECT_EQ(values[0][0], mesh.transform.convertARTtoSpace(TurboTransform::nm, pts[0]));
-}
+void build(Mesh& m, const qortest::Passage& p, int size) { qortest::build(m, p, TurboTransform::linear, size); }
 
 // ---- values at nodes and edges -------------------------------------------------------------------
 
@@ -147,49 +56,9 @@ TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
   }
 }
 
-TEST(TurboTransformForward, valuesAreTheBilinearFormulaOverTheCellFoundByTheSearch) {
-  // nspan is known exactly per j line (j h in float, 1 on the shroud), so the value at any point
-  // must be NumericalUtils' float bilinear formula with the corner order (i,j), (i+1,j), (i,j+1),
-  // (i+1,j+1) over the cell and (s, t) that getBestQuad reports, bit for bit.
-  Mesh mesh;
-  build(mesh, qortest::bend(), 600);
-  const int jcv = mesh.nj - 1;
-  const float h = 1.0f / static_cast<float>(jcv);
-  auto lineSpan = [&](int j) { return j == jcv ? 1.0f : static_cast<float>(j) * h; };
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<float> a(-0.3f, 1.8f), r(1.2f, 3.3f);
-  for (int k = 0; k < 300; ++k) {
-    const P3 p(a(rng), r(rng), 0.0f);
-    int c0, c1, c2, c3;
-    float s, t;
-    mesh.transform.getBestQuad(p, c0, c1, c2, c3, s, t);
-    ASSERT_EQ(c1, c0 + mesh.nj);
-    ASSERT_EQ(c2, c0 + 1);
-    ASSERT_EQ(c3, c0 + mesh.nj + 1);
-    const float lower = lineSpan(c0 % mesh.nj), upper = lineSpan(c3 % mesh.nj);
-    ASSERT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
-              qor::NumericalUtils::calculateValueInQuadFromST(s, t, lower, lower, upper, upper));
-  }
-}
-
-TEST(TurboTransformForward, edgesOfThePassageGiveExactZerosAndOnes) {
-  Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<float> a(0.0f, 2.0f), r(1.0f, 2.0f);
-  for (int k = 0; k < 50; ++k) {
-    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nm, P3(0.0f, r(rng), 0)), 0.0f);
-    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nm, P3(2.0f, r(rng), 0)), 1.0f);
-    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, P3(a(rng), 1.0f, 0)), 0.0f);
-    EXPECT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, P3(a(rng), 2.0f, 0)), 1.0f);
-  }
-}
-
 // ---- analytic passages ----------------------------------------------------------------------------
 
-TEST(TurboTransformForward, annulusInteriorMatchesAnalyticFields) {
+TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
   // Annulus A in [0, 2], R in [1, 2]. The linear mesh is a uniform rectangular grid (cells dA by
   // dR) and the bilinear map of a rectangle is exact, so (s, t) are the exact local coordinates.
   // m = A, nm = rnm = A / 2, span = R - 1 and nspan = R - 1 are linear in (A, R): bilinear
@@ -217,6 +86,19 @@ TEST(TurboTransformForward, annulusInteriorMatchesAnalyticFields) {
     EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprime, p), A / R, mprimeTol);
     EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nmprime, p), A / 2, kRoundTol);
     EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprimeScaled, p), A, 2 * kRoundTol);
+    // Exact zeros and ones on the edges of the passage.
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(0.0f, p[1], 0)), 0.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(2.0f, p[1], 0)), 1.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nspan, P3(p[0], 1.0f, 0)), 0.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nspan, P3(p[0], 2.0f, 0)), 1.0f);
+  }
+  // The fields are linear in A, so extrapolation past the outlet stays exact.
+  const float dA = mesh.node(1, 0)[0] - mesh.node(0, 0)[0];
+  for (float f : {0.05f, 0.2f, 0.4f}) {
+    const P3 p(2.0f + f * dA, 1.37f, 0.0f);
+    const float v = mesh.transform.convertARTtoSpace(TurboTransform::nm, p);
+    EXPECT_GT(v, 1.0f);
+    EXPECT_NEAR(v, p[0] / 2.0f, 2e-6);
   }
 }
 
@@ -252,19 +134,6 @@ TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
                 nmTol);
     EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
                 (g.rhoHub - radius) / (g.rhoHub - g.rhoShroud), nspanTol);
-  }
-}
-
-TEST(TurboTransformForward, pointsBeyondTheOutletExtrapolateLinearly) {
-  // The annulus fields are linear in A, so extrapolation past the outlet stays exact.
-  Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
-  const float dA = mesh.node(1, 0)[0] - mesh.node(0, 0)[0];
-  for (float f : {0.05f, 0.2f, 0.4f}) {
-    const P3 p(2.0f + f * dA, 1.37f, 0.0f);
-    const float v = mesh.transform.convertARTtoSpace(TurboTransform::nm, p);
-    EXPECT_GT(v, 1.0f);
-    EXPECT_NEAR(v, p[0] / 2.0f, 2e-6);
   }
 }
 
@@ -370,27 +239,6 @@ TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
     EXPECT_EQ(multi[0][k], single);
     EXPECT_NEAR(single, t.convertARTtoSpace(TurboTransform::nm, meridional[k]), 1e-5);
   }
-}
-
-TEST(TurboTransformForward, resultsDoNotDependOnTheQuadtree) {
-  Mesh tree, brute;
-  build(tree, qortest::bend(), 600);
-  setenv("QOR_NO_QUADTREE", "", 1);
-  build(brute, qortest::bend(), 600);
-  unsetenv("QOR_NO_QUADTREE");
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<float> a(-0.5f, 2.0f), r(1.0f, 3.5f);
-  std::vector<P3> pts;
-  for (int k = 0; k < 500; ++k) pts.emplace_back(a(rng), r(rng), 0.0f);
-  const QORVector<Space> spaces(kAllSpaces.begin(), kAllSpaces.end());
-  QORVector<std::vector<float>> v1, v2;
-  QORVector<P3> s1, t1, s2, t2;
-  tree.transform.convertARTtoSpace(TripletQORVector(pts), spaces, v1, s1, t1, true);
-  brute.transform.convertARTtoSpace(TripletQORVector(pts), spaces, v2, s2, t2, true);
-  EXPECT_EQ(v1, v2);
-  EXPECT_EQ(s1, s2);
-  EXPECT_EQ(t1, t2);
 }
 
 }  // namespace

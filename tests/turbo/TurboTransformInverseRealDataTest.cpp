@@ -25,8 +25,6 @@ using D3 = qor::TripletBase<double>;
 // machines given in millimetres or far from the origin carry larger absolute rounding.
 constexpr double kRoundTripRelTol = 1e-5;
 
-float distance(const P3& a, const P3& b) { return std::hypot(a[0] - b[0], a[1] - b[1]); }
-
 double coordinateScale(const qortest::Passage& p) {
   double s = qortest::passageSize(p);
   for (const auto* c : {&p.hub, &p.shroud, &p.inlet, &p.outlet}) {
@@ -45,35 +43,16 @@ TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
   for (const std::string& name : cases) {
     SCOPED_TRACE(name);
     const qortest::Passage p = qortest::loadCase(name);
-    TurboTransform t;
-    qortest::initializeART(t, p);
-    const int folded = t.createBackgroundMesh(TurboTransform::nonLinear, 2000);
-    std::vector<P3> nodes;
-    int ni = 0, nj = 0;
-    t.getBackgroundMesh(nodes, ni, nj);
-    auto node = [&](int i, int j) { return nodes.at(static_cast<std::size_t>(i * nj + j)); };
-
+    qortest::Built b;
+    const int folded = qortest::build(b, p, TurboTransform::nonLinear, 2000);
+    const TurboTransform& t = b.transform;
     // Points on the lines of span 0, 0.5 and 1 and in random cells, away from inlet and outlet.
     std::mt19937 rng(42);
-    std::uniform_real_distribution<double> u(0.05, 0.95);
-    std::uniform_int_distribution<int> ci(1, ni - 3), cj(0, nj - 2);
     std::vector<P3> points;
-    for (double ns : {0.0, 0.5, 1.0}) {
-      qor::QORVector<P3> line;
-      t.getConstantSpace(TurboTransform::nspanConst, ns, line);
-      for (int k = 0; k < 30; ++k) {
-        const std::size_t i = static_cast<std::size_t>(ci(rng));
-        points.push_back(line[i] + (line[i + 1] - line[i]) * u(rng));
-      }
+    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
+      const auto more = qortest::samplePoints(b, ns, rng, ns < 0.0 ? 60 : 30, 0.05);
+      points.insert(points.end(), more.begin(), more.end());
     }
-    for (int k = 0; k < 60; ++k) {
-      const int i = ci(rng), j = cj(rng);
-      const double s = u(rng), tt = u(rng);
-      const P3 lo = node(i, j) + (node(i + 1, j) - node(i, j)) * s;
-      const P3 hi = node(i, j + 1) + (node(i + 1, j + 1) - node(i, j + 1)) * s;
-      points.push_back(lo + (hi - lo) * tt);
-    }
-
     const double size = qortest::passageSize(p);
     const double tol = kRoundTripRelTol * coordinateScale(p);
     double worst = 0.0;
@@ -83,7 +62,7 @@ TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
         P3 tns, back;
         t.convertARTtoSpaceTNs(s, q, tns);
         t.convertSpaceTNsToART(s, tns, back);
-        const double e = distance(q, back);
+        const double e = qortest::meridionalDistance(q, back);
         if (e > worst) {
           worst = e;
           worstSpace = static_cast<int>(s);
@@ -91,7 +70,7 @@ TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
       }
     }
     std::ostringstream report;
-    report << name << ": mesh " << ni << " x " << nj << (folded != 0 ? " (folded)" : "")
+    report << name << ": mesh " << b.ni << " x " << b.nj << (folded != 0 ? " (folded)" : "")
            << ", largest round-trip error " << worst << " = " << worst / size
            << " of the passage size (space " << worstSpace << ")";
     std::cout << report.str() << std::endl;

@@ -1,6 +1,6 @@
 // Inverse conversions of TurboTransform: (space value, theta, normalised span) to (axial, radial,
-// theta): dispatch and errors, the bracket search, clamping, the search-line cache and round trips
-// on the analytic passages.
+// theta): the bracket search, clamping, the search-line cache and round trips on the analytic
+// passages. Errors are in BadInputCatalogueTest.cpp.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "qor/CoordTransform.h"
@@ -20,47 +19,16 @@ using qor::TurboTransform;
 using qortest::P3;
 using D3 = qor::TripletBase<double>;
 
-// Round-trip tolerance, relative to the size of the passage.
-// Forward then inverse is exact in exact arithmetic: the inverse searches the line of the point's
-// own span, whose nodes sit at the point's own t in every cell, and the space value is linear in s
-// along it, so both local coordinates come back unchanged. What remains is rounding: the point,
-// the carried value and span, the line nodes and the weights are each rounded to float once or
-// twice (about ten roundings of at most FLT_EPSILON/2 relative each, ~1e-6 of the coordinates,
-// which are at most about 3 times the passage size here). 1e-5 of the size bounds that and still
-// catches a wrong cell, weight or line, which errs by a fraction of a cell (>= 1e-3 of the size).
+// Round-trip tolerance relative to the passage size: forward then inverse is exact in exact
+// arithmetic (the inverse searches the line of the point's own span, along which the value is
+// linear in s); about ten float roundings remain (~1e-6 of coordinates up to 3 sizes), while a
+// wrong cell, weight or line errs by a fraction of a cell (>= 1e-3 of the size).
 constexpr double kRoundTripRelTol = 1e-5;
 // Points that the conversion copies or interpolates with weight 0 or 1: a few float ulps.
 constexpr float kUlpTol = 4.0f * FLT_EPSILON;
 constexpr float kBendScale = 4.5f;  // largest coordinate of the bend
 
-struct Built {
-  qortest::Passage passage;
-  TurboTransform transform;
-  std::vector<P3> nodes;
-  int ni = 0, nj = 0;
-  P3 node(int i, int j) const { return nodes.at(static_cast<std::size_t>(i * nj + j)); }
-};
-
-void build(Built& b, const qortest::Passage& p, TurboTransform::BMmethod method, int size) {
-  b.passage = p;
-  qortest::initializeART(b.transform, p);
-  b.transform.createBackgroundMesh(method, size);
-  b.transform.getBackgroundMesh(b.nodes, b.ni, b.nj);
-}
-
-// Runs f and checks that it throws E with these function and message texts.
-template <typename E, typename F>
-void expectError(F&& f, const char* function, const std::string& message) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected: " << message;
-  } catch (const E& e) {
-    EXPECT_EQ(e.getClassName(), "TurboTransform");
-    EXPECT_EQ(e.getFunctionName(), function);
-    EXPECT_EQ(e.getMessage(), message);
-    EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
-  }
-}
+using qortest::Built;
 
 float distance(const P3& a, const P3& b) { return std::hypot(a[0] - b[0], a[1] - b[1]); }
 
@@ -115,59 +83,11 @@ TEST(TurboTransformInterpolateOnDouble, unsortedOrNanDataStayInRange) {
   }
 }
 
-// ---- errors ------------------------------------------------------------------------------------
-
-TEST(TurboTransformInverseErrors, refusedSpacesNameTheirNumberAndChangeNothing) {
-  Built b;
-  build(b, qortest::annulus(), TurboTransform::linear, 500);
-  for (int s : {1, 4, 8, -1}) {
-    const auto sp = static_cast<TurboTransform::space>(s);
-    const std::string message = "Space (" + std::to_string(s) + ") not allowed for conversion here.";
-    P3 out(9, 9, 9);
-    D3 outD(9, 9, 9);
-    expectError<qor::internal::error>([&] { b.transform.convertSpaceTNsToART(sp, P3(0.5f, 0, 0.5f), out); },
-                                      "convertSpaceTNsToART", message);
-    expectError<qor::internal::error>(
-        [&] { b.transform.convertSpaceTNsToARTspanEQ0or1(sp, D3(0.5, 0, 0), outD, s % 2 == 0); },
-        "convertSpaceTNsToART", message);
-    EXPECT_EQ(out, P3(9, 9, 9));
-    EXPECT_EQ(outD, D3(9, 9, 9));
-  }
-  std::vector<D3> in(3, D3(0.5, 0.0, 0.0)), out;
-  expectError<qor::internal::error>(
-      [&] { b.transform.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, in, out); },
-      "getSpaceOnConstantSpan", "Space (1) not allowed here.");
-}
-
-TEST(TurboTransformInverseErrors, everyFormFailsCleanlyBeforeTheMesh) {
-  TurboTransform fresh, initialised;
-  qortest::initializeART(initialised, qortest::annulus());
-  for (TurboTransform* t : {&fresh, &initialised}) {
-    for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::rnm}) {
-      P3 out;
-      D3 outD;
-      std::vector<D3> list(2), outList;
-      const char* text = "Null pointer to m_topo.";
-      expectError<qor::internal::nullPointer>([&] { t->convertSpaceTNsToART(s, P3(0.5f, 0, 0.5f), out); },
-                                              "convertARTtoSpace", text);
-      expectError<qor::internal::nullPointer>(
-          [&] { t->convertSpaceTNsToARTspanEQ0or1(s, D3(0.5, 0, 0), outD, true); }, "convertARTtoSpace", text);
-      expectError<qor::internal::nullPointer>(
-          [&] { t->convertOnConstantSpanSpaceTNsToART(s, 0.5, list, outList); }, "convertARTtoSpace", text);
-    }
-    // The space is refused before the mesh is looked at.
-    P3 out;
-    expectError<qor::internal::error>(
-        [&] { t->convertSpaceTNsToART(TurboTransform::nspan, P3(0.5f, 0, 0.5f), out); }, "convertSpaceTNsToART",
-        "Space (4) not allowed for conversion here.");
-  }
-}
-
 // ---- clamping and list forms -------------------------------------------------------------------
 
 TEST(TurboTransformInverse, inputOutsideTheMeshIsClampedToItsLines) {
   Built b;
-  build(b, qortest::bend(), TurboTransform::linear, 2000);
+  qortest::build(b, qortest::bend(), TurboTransform::linear, 2000);
   const qortest::Bend geo;
   for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::rnm}) {
     P3 above, shroud, below, hub;
@@ -202,7 +122,7 @@ TEST(TurboTransformInverse, inputOutsideTheMeshIsClampedToItsLines) {
 
 TEST(TurboTransformInverse, listFormsOnTheAnnulusGiveAnalyticPoints) {
   Built b;
-  build(b, qortest::annulus(), TurboTransform::linear, 500);  // A = 2 nm, R = 1 + nspan
+  qortest::build(b, qortest::annulus(), TurboTransform::linear, 500);  // A = 2 nm, R = 1 + nspan
   const double tol = kRoundTripRelTol * 2.0;
   std::vector<P3> out(3, P3(7, 7, 7));
   b.transform.convertSpaceTNsToART(TurboTransform::nm, std::vector<P3>(), out);
@@ -236,7 +156,7 @@ TEST(TurboTransformInverse, listFormsOnTheAnnulusGiveAnalyticPoints) {
 
 TEST(TurboTransformInverseCache, reusedAndRebuiltLinesGiveTheSameResult) {
   Built b;
-  build(b, qortest::bend(), TurboTransform::linear, 2000);
+  qortest::build(b, qortest::bend(), TurboTransform::linear, 2000);
   const P3 p(0.3f, 0.0f, 0.5f), q(0.6f, 0.0f, 0.25f);
   P3 first, again, other, viaMprime, afterOthers, hubFloat;
   b.transform.convertSpaceTNsToART(TurboTransform::nm, p, first);
@@ -285,30 +205,6 @@ TEST(TurboTransformInverseCache, newBackgroundMeshForcesRebuild) {
   EXPECT_EQ(gotD, expectedD);
 }
 
-// ---- round trips on the analytic passages -------------------------------------------------------
-
-// Points strictly inside the passage streamwise: on the mesh line of span ns, or (ns < 0) in
-// random interior cells.
-std::vector<P3> samplePoints(const Built& b, double ns, std::mt19937& rng) {
-  std::uniform_int_distribution<int> ci(1, b.ni - 3), cj(0, b.nj - 2);
-  std::uniform_real_distribution<double> u(0.02, 0.98);
-  qor::QORVector<P3> line;
-  if (ns >= 0.0) b.transform.getConstantSpace(TurboTransform::nspanConst, ns, line);
-  std::vector<P3> out;
-  for (int k = 0; k < 40; ++k) {
-    const int i = ci(rng), j = cj(rng);
-    const double s = u(rng), t = u(rng);
-    if (ns >= 0.0) {
-      out.push_back(line[i] + (line[i + 1] - line[i]) * s);
-    } else {
-      const P3 lo = b.node(i, j) + (b.node(i + 1, j) - b.node(i, j)) * s;
-      const P3 hi = b.node(i, j + 1) + (b.node(i + 1, j + 1) - b.node(i, j + 1)) * s;
-      out.push_back(lo + (hi - lo) * t);
-    }
-  }
-  return out;
-}
-
 void checkRoundTrips(const Built& b) {
   std::mt19937 rng(42);
   SCOPED_TRACE(b.passage.name + ", seed 42");
@@ -318,7 +214,7 @@ void checkRoundTrips(const Built& b) {
     SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
     for (double ns : {0.0, 0.5, 1.0, -1.0}) {
       std::vector<D3> tnsList, backList;
-      const std::vector<P3> points = samplePoints(b, ns, rng);
+      const std::vector<P3> points = qortest::samplePoints(b, ns, rng, 40, 0.02);
       for (const P3& p : points) {
         P3 tns, back;
         D3 tnsD, backD;
@@ -330,34 +226,28 @@ void checkRoundTrips(const Built& b) {
         tnsList.push_back(tnsD);
         if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
           b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
-          EXPECT_LE(std::hypot(backD[0] - p[0], backD[1] - p[1]), tol) << "span " << ns;
+          EXPECT_LE(qortest::meridionalDistance(backD, p), tol) << "span " << ns;
         }
       }
       if (ns < 0.0) continue;
       b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
       for (std::size_t k = 0; k < points.size(); ++k) {
-        EXPECT_LE(std::hypot(backList[k][0] - points[k][0], backList[k][1] - points[k][1]), tol);
+        EXPECT_LE(qortest::meridionalDistance(backList[k], points[k]), tol);
       }
     }
   }
 }
 
-TEST(TurboTransformInverseRoundTrip, annulusLinearMesh) {
-  Built b;
-  build(b, qortest::annulus(), TurboTransform::linear, 2000);
-  checkRoundTrips(b);
-}
-
-TEST(TurboTransformInverseRoundTrip, conicalDuctLinearMesh) {
-  Built b;
-  build(b, qortest::cone(), TurboTransform::linear, 2000);
-  checkRoundTrips(b);
-}
-
-TEST(TurboTransformInverseRoundTrip, bendSmoothedMesh) {
-  Built b;
-  build(b, qortest::bend(), TurboTransform::nonLinear, 2000);
-  checkRoundTrips(b);
+TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackWithinTheirTolerance) {
+  const std::pair<qortest::Passage, TurboTransform::BMmethod> cases[] = {
+      {qortest::annulus(), TurboTransform::linear},
+      {qortest::cone(), TurboTransform::linear},
+      {qortest::bend(), TurboTransform::nonLinear}};
+  for (const auto& c : cases) {
+    Built b;
+    qortest::build(b, c.first, c.second, 2000);
+    checkRoundTrips(b);
+  }
 }
 
 }  // namespace

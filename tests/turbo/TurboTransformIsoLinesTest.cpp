@@ -1,5 +1,5 @@
 // Lines of constant space of TurboTransform: mesh lines, boundary selection, resampling, cutting,
-// extension and their errors.
+// extension. Errors before the mesh exists are in BadInputCatalogueTest.cpp.
 
 #include <gtest/gtest.h>
 
@@ -22,31 +22,15 @@ constexpr double kLineTol = 8.0 * 4.0 * FLT_EPSILON;
 
 class IsoLines : public ::testing::Test {
  protected:
-  void SetUp() override {
-    qortest::initializeART(m_t, qortest::annulus());  // A in [0, 2], R in [1, 2]
-    m_t.createBackgroundMesh(TurboTransform::linear, 500);
-    m_t.getBackgroundMesh(m_nodes, m_ni, m_nj);
-  }
-  P3 node(int i, int j) const { return m_nodes.at(static_cast<std::size_t>(i * m_nj + j)); }
+  // A in [0, 2], R in [1, 2].
+  void SetUp() override { qortest::build(m_b, qortest::annulus(), TurboTransform::linear, 500); }
+  P3 node(int i, int j) const { return m_b.node(i, j); }
 
-  TurboTransform m_t;
-  std::vector<P3> m_nodes;
-  int m_ni = 0, m_nj = 0;
+  qortest::Built m_b;
+  TurboTransform& m_t = m_b.transform;
+  const int& m_ni = m_b.ni;
+  const int& m_nj = m_b.nj;
 };
-
-// Runs f and checks that it throws E with these function and message texts.
-template <typename E, typename F>
-void expectError(F&& f, const char* function, const std::string& message) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected: " << message;
-  } catch (const E& e) {
-    EXPECT_EQ(e.getClassName(), "TurboTransform");
-    EXPECT_EQ(e.getFunctionName(), function);
-    EXPECT_EQ(e.getMessage(), message);
-    EXPECT_EQ(e.getErrorType(), qor::errorType::fatal);
-  }
-}
 
 TEST_F(IsoLines, spanZeroAndOneReturnHubAndShroudNodesExactly) {
   QORVector<P3> hub, shroud, below, above;
@@ -96,17 +80,16 @@ TEST_F(IsoLines, streamwisePositionLinesRunHubToShroud) {
   }
 }
 
-TEST_F(IsoLines, unknownSpaceAndTooFewPointsAreRejected) {
+TEST_F(IsoLines, tooFewPointsAreRejected) {
   QORVector<P3> c;
-  expectError<qor::data::invalid>(
-      [&] { m_t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, c); }, "getConstantSpace",
-      "Constant space (3) does not exist");
   for (int n : {1, 0, -4}) {
     const std::string message = "Number of points requested less than 2. Number requested = " + std::to_string(n);
-    expectError<qor::data::invalid>([&] { m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, c); },
-                                    "getConstantSpaceSpan", message);
-    expectError<qor::data::invalid>([&] { m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, 0.2, 0.8, c); },
-                                    "getConstantSpaceSpan", message);
+    qortest::expectError(
+        qortest::captureError<qor::data::invalid>([&] { m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, c); }),
+        "TurboTransform", "getConstantSpaceSpan", message);
+    qortest::expectError(qortest::captureError<qor::data::invalid>(
+                             [&] { m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, 0.2, 0.8, c); }),
+                         "TurboTransform", "getConstantSpaceSpan", message);
   }
 }
 
@@ -161,25 +144,6 @@ TEST_F(IsoLines, extensionPushesBothEndsOutwardByAFractionOfTheLength) {
   m_t.getConstantSpace(TurboTransform::nmConst, 0.5, across, 0.5);
   EXPECT_NEAR(across.front()[1], 0.5, kLineTol);
   EXPECT_NEAR(across.back()[1], 2.5, kLineTol);
-}
-
-TEST(IsoLinesWithoutMesh, everyFormFailsCleanlyAfterItsOwnChecks) {
-  TurboTransform t;
-  qortest::initializeART(t, qortest::annulus());
-  QORVector<P3> c;
-  const char* text = "Null pointer to m_topo.";
-  expectError<qor::internal::nullPointer>([&] { t.getConstantSpace(TurboTransform::nspanConst, 0.5, c); },
-                                          "getConstantSpace", text);
-  EXPECT_THROW(t.getConstantSpace(TurboTransform::nmConst, 0.5, c, 0.1), qor::internal::nullPointer);
-  EXPECT_THROW(t.getConstantSpace(TurboTransform::rnmConst, 0.5, 4, c), qor::internal::nullPointer);
-  EXPECT_THROW(t.getConstantSpace(TurboTransform::nmConst, 0.5, 0.1, 0.9, c), qor::internal::nullPointer);
-  EXPECT_THROW(t.getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, c), qor::internal::nullPointer);
-  // The checks that come first still win.
-  EXPECT_THROW(t.getConstantSpace(static_cast<TurboTransform::constSpace>(7), 0.5, c), qor::data::invalid);
-  EXPECT_THROW(t.getConstantSpace(TurboTransform::nmConst, 0.5, 1, c), qor::data::invalid);
-  std::vector<double> nspan(3, 9.0);
-  t.getNSpanValues(nspan);  // no fields yet: an empty copy, no failure
-  EXPECT_TRUE(nspan.empty());
 }
 
 }  // namespace

@@ -48,7 +48,9 @@ void checkMesh(const TurboTransform& t, const std::string& label) {
   }
 }
 
-TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethods) {
+// Both methods on the ART set-up; the same machine set up from Cartesian points about its axis gives
+// the same linear mesh (float rounding of coordinates of the passage size: 1e-5 of it).
+TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethodsAndBothSetUps) {
   if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
   const auto cases = qortest::dataCases();
   ASSERT_FALSE(cases.empty()) << "no machine with hub.csv under " << qortest::dataDir();
@@ -56,36 +58,24 @@ TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethods) {
     const qortest::Passage p = qortest::loadCase(name);
     for (TurboTransform::BMmethod method : {TurboTransform::linear, TurboTransform::nonLinear}) {
       const std::string label = name + (method == TurboTransform::linear ? " linear" : " smoothed");
-      TurboTransform t;
-      qortest::initializeART(t, p);
-      EXPECT_EQ(t.createBackgroundMesh(method, kMeshSize), 0) << label;
-      checkMesh(t, label);
-      EXPECT_GT(t.getAverageLengthInM(), 0.0f) << label;
-    }
-  }
-}
-
-// The same machine set up from Cartesian points about its x axis gives the same mesh.
-TEST(TurboTransformRealData, cartesianSetUpMatchesMeridionalSetUp) {
-  if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
-  for (const std::string& name : qortest::dataCases()) {
-    SCOPED_TRACE(name);
-    const qortest::Passage p = qortest::loadCase(name);
-    const double tolerance = 1e-5 * qortest::passageSize(p);
-    TurboTransform art, xyz;
-    qortest::initializeART(art, p);
-    qortest::initializeXYZ(xyz, qortest::toXYZ(p, p.axisPoint, p.axisDirection));
-    art.createBackgroundMesh(TurboTransform::linear, kMeshSize);
-    xyz.createBackgroundMesh(TurboTransform::linear, kMeshSize);
-    std::vector<P3> a, b;
-    int ia = 0, ja = 0, ib = 0, jb = 0;
-    art.getBackgroundMesh(a, ia, ja);
-    xyz.getBackgroundMesh(b, ib, jb);
-    ASSERT_EQ(ia, ib);
-    ASSERT_EQ(ja, jb);
-    for (std::size_t k = 0; k < a.size(); ++k) {
-      ASSERT_NEAR(a[k][0], b[k][0], tolerance) << k;
-      ASSERT_NEAR(a[k][1], b[k][1], tolerance) << k;
+      qortest::Built art;
+      EXPECT_EQ(qortest::build(art, p, method, kMeshSize), 0) << label;
+      checkMesh(art.transform, label);
+      EXPECT_GT(art.transform.getAverageLengthInM(), 0.0f) << label;
+      if (method != TurboTransform::linear) continue;
+      TurboTransform xyz;
+      qortest::initializeXYZ(xyz, qortest::toXYZ(p, p.axisPoint, p.axisDirection));
+      xyz.createBackgroundMesh(method, kMeshSize);
+      std::vector<P3> b;
+      int ib = 0, jb = 0;
+      xyz.getBackgroundMesh(b, ib, jb);
+      ASSERT_EQ(ib, art.ni) << label;
+      ASSERT_EQ(jb, art.nj) << label;
+      const double tolerance = 1e-5 * qortest::passageSize(p);
+      for (std::size_t k = 0; k < b.size(); ++k) {
+        ASSERT_NEAR(art.nodes[k][0], b[k][0], tolerance) << label << " node " << k;
+        ASSERT_NEAR(art.nodes[k][1], b[k][1], tolerance) << label << " node " << k;
+      }
     }
   }
 }
