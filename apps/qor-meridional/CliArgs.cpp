@@ -66,8 +66,8 @@ void CliArgs::parse(int argc, char** argv, int first) {
       name = name.substr(0, eq);
       hasInlineValue = true;
     }
-    const OptionSpec* spec = find(name);
-    if (spec == nullptr) {
+    const OptionSpec* option = find(name);
+    if (option == nullptr) {
       throw ToolError("unknown option '--" + name + "' for '" + m_command +
                       "' (see 'qor-meridional " + m_command + " --help')");
     }
@@ -75,14 +75,14 @@ void CliArgs::parse(int argc, char** argv, int first) {
       m_help = true;
       continue;
     }
-    if (spec->valueName.empty()) {
+    if (option->valueName.empty()) {
       if (hasInlineValue) throw ToolError(optionError(name, "takes no value"));
       m_values[name].push_back("");
       continue;
     }
     if (!hasInlineValue) {
       if (k + 1 >= argc)
-        throw ToolError(optionError(name, "needs a value <" + spec->valueName + ">"));
+        throw ToolError(optionError(name, "needs a value <" + option->valueName + ">"));
       value = argv[++k];
     }
     m_values[name].push_back(value);

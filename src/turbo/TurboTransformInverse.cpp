@@ -16,6 +16,22 @@ namespace qor {
 
 namespace {
 
+// (axial, radial, theta) of the bilinear point (a, b) of the cell spanned by the nodes
+// (i0, j0), (i1, j0), (i0, j1), (i1, j1), in single precision.
+TripletBase<float> interpolateInCell(const Topo2dBase& level,
+                                     const QORVector<TripletBase<float>>& nodes, int i0, int i1,
+                                     int j0, int j1, double a, double b, float theta) {
+  const TripletBase<float>& p00 = nodes.at(static_cast<std::size_t>(level.getij(i0, j0)));
+  const TripletBase<float>& p10 = nodes.at(static_cast<std::size_t>(level.getij(i1, j0)));
+  const TripletBase<float>& p01 = nodes.at(static_cast<std::size_t>(level.getij(i0, j1)));
+  const TripletBase<float>& p11 = nodes.at(static_cast<std::size_t>(level.getij(i1, j1)));
+  const float fa = static_cast<float>(a);
+  const float fb = static_cast<float>(b);
+  return {NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]),
+          NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]),
+          theta};
+}
+
 // The way a space is searched by the inverse conversions.
 enum class InverseWay { full, simple, refused };
 
@@ -116,16 +132,7 @@ void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
   interpolateOnDouble(m_cachedCurve, static_cast<double>(in[0]), i0, i1, a);
   interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
 
-  const Topo2dBase& level = m_topo->getLevel(0);
-  const TripletBase<float>& p00 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j0)));
-  const TripletBase<float>& p10 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j0)));
-  const TripletBase<float>& p01 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j1)));
-  const TripletBase<float>& p11 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j1)));
-  const float fa = static_cast<float>(a);
-  const float fb = static_cast<float>(b);
-  out[0] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]);
-  out[1] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]);
-  out[2] = in[1];
+  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
 }
 
 void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& in,
@@ -138,16 +145,7 @@ void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& i
   interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, i0, i1, a);
   interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
 
-  const Topo2dBase& level = m_topo->getLevel(0);
-  const TripletBase<float>& p00 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j0)));
-  const TripletBase<float>& p10 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j0)));
-  const TripletBase<float>& p01 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j1)));
-  const TripletBase<float>& p11 = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j1)));
-  const float fa = static_cast<float>(a);
-  const float fb = static_cast<float>(b);
-  out[0] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]);
-  out[1] = NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]);
-  out[2] = in[1];
+  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
 }
 
 // ---- double precision on the hub or the shroud ------------------------------------------------
