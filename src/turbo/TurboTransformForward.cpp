@@ -2,9 +2,9 @@
 /// Forward conversions: (axial, radial, theta) or Cartesian points to the values of the spaces,
 /// by locating each point in a background-mesh cell and interpolating the corner values.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 #include "qor/foundation/Error.h"
@@ -150,37 +150,37 @@ void packNodeFields(const MeshView& mesh, std::vector<Field>& fields, std::vecto
 // order in which the points of a list are taken makes no measurable difference.
 constexpr std::size_t kLargeMesh = 32768;
 
-// A processing order for a long list that visits the points block of the search grid by block,
-// with the points copied in that order. Each point is located independently of the others, so the
-// results do not depend on the order; only the memory traffic of unordered lists does.
-struct SpatialOrder {
-  std::vector<TripletBase<float>> points;  // the points in processing order
-  std::vector<std::uint32_t> index;        // their positions in the list
+// Lists are ordered in chunks of this many points, which bounds the extra memory (a few MB).
+constexpr std::size_t kOrderChunk = std::size_t(1) << 18;
 
+// A processing order for a chunk of a long list that visits the points block of the search grid
+// by block, with the points copied in that order. Each point is located independently of the
+// others, so the results do not depend on the order; only the memory traffic of unordered lists
+// does.
+struct SpatialOrder {
+  std::vector<TripletBase<float>> copy;    // the points of the chunk in list order
+  std::vector<TripletBase<float>> points;  // the same in processing order
+  std::vector<std::uint32_t> index;        // their positions in the chunk
+  std::vector<std::uint32_t> block;
+  std::vector<std::uint32_t> start;
+
+  // Points first .. first + n - 1 (n <= kOrderChunk). False when they already run through the
+  // mesh (a structured flow mesh, a line): they then keep their order, in `copy`.
   template <typename PointAt>
-  bool build(const MeshView& mesh, std::size_t n, PointAt pointAt) {
-    if (mesh.grid == nullptr || mesh.count < kLargeMesh || n < 4096 ||
-        n > std::numeric_limits<std::uint32_t>::max()) {
-      return false;
-    }
-    const turbo_detail::NodeGrid& grid = *mesh.grid;
+  bool arrange(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
+               PointAt pointAt) {
     const std::size_t blocks = static_cast<std::size_t>(grid.blockCount());
-    std::vector<TripletBase<float>> copy(n);
-    std::vector<std::uint32_t> block(n);
-    std::vector<std::uint32_t> start(blocks + 1, 0);
+    copy.resize(n);
+    block.resize(n);
+    start.assign(blocks + 1, 0);
     std::size_t jumps = 0;
     for (std::size_t k = 0; k < n; ++k) {
-      copy[k] = pointAt(k);
+      copy[k] = pointAt(first + k);
       block[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
       ++start[block[k] + 1];
       if (k > 0 && block[k] != block[k - 1]) ++jumps;
     }
-    // A list that already runs through the mesh (a structured flow mesh, a line) keeps its order.
-    if (jumps * 8 < n) {
-      points.swap(copy);
-      index.clear();
-      return true;
-    }
+    if (jumps * 8 < n) return false;
     for (std::size_t b = 0; b < blocks; ++b) start[b + 1] += start[b];
     points.resize(n);
     index.resize(n);
@@ -211,12 +211,15 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);
     }
   };
-  SpatialOrder order;
-  if (order.build(mesh, n, pointAt)) {
-    if (order.index.empty()) {
-      for (std::size_t k = 0; k < n; ++k) convert(k, order.points[k]);
-    } else {
-      for (std::size_t r = 0; r < n; ++r) convert(order.index[r], order.points[r]);
+  if (mesh.grid != nullptr && mesh.count >= kLargeMesh && n >= 4096) {
+    SpatialOrder order;
+    for (std::size_t first = 0; first < n; first += kOrderChunk) {
+      const std::size_t m = std::min(kOrderChunk, n - first);
+      if (order.arrange(*mesh.grid, first, m, pointAt)) {
+        for (std::size_t r = 0; r < m; ++r) convert(first + order.index[r], order.points[r]);
+      } else {
+        for (std::size_t r = 0; r < m; ++r) convert(first + r, order.copy[r]);
+      }
     }
     return;
   }

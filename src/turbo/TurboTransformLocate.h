@@ -41,7 +41,9 @@ class NodeGrid {
   std::size_t m_count = 0;
   double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
   int m_nx = 1, m_ny = 1;
+  int m_bx = 1, m_by = 1;     // blocks per row and per column
   std::vector<int> m_start;   // first entry of each cell in the packed arrays, cells y-major
+  std::vector<int> m_blockNodes;  // number of nodes in each block, blocks y-major
   struct Entry {
     float x, y;
     int index;

@@ -159,6 +159,14 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
     ++m_start[static_cast<std::size_t>(c) + 1];
   }
   for (std::size_t c = 0; c < ncell; ++c) m_start[c + 1] += m_start[c];
+  m_bx = (m_nx + kBlockCells - 1) / kBlockCells;
+  m_by = (m_ny + kBlockCells - 1) / kBlockCells;
+  m_blockNodes.assign(static_cast<std::size_t>(m_bx) * static_cast<std::size_t>(m_by), 0);
+  for (std::size_t k = 0; k < count; ++k) {
+    const int c = cellOf[k];
+    const int b = ((c / m_nx) / kBlockCells) * m_bx + (c % m_nx) / kBlockCells;
+    ++m_blockNodes[static_cast<std::size_t>(b)];
+  }
   std::vector<int> fill(m_start.begin(), m_start.end() - 1);
   m_entries.resize(count);
   for (std::size_t k = 0; k < count; ++k) {
@@ -179,17 +187,15 @@ int NodeGrid::cellY(double y) const {
   return c >= m_ny - 1 ? m_ny - 1 : static_cast<int>(c);
 }
 
-int NodeGrid::blockCount() const {
-  const int bx = (m_nx + kBlockCells - 1) / kBlockCells, by = (m_ny + kBlockCells - 1) / kBlockCells;
-  return bx * by;
-}
+int NodeGrid::blockCount() const { return m_bx * m_by; }
 
 int NodeGrid::blockOf(const TripletBase<float>& p) const {
-  const int bx = (m_nx + kBlockCells - 1) / kBlockCells;
-  return (cellY(p[1]) / kBlockCells) * bx + cellX(p[0]) / kBlockCells;
+  return (cellY(p[1]) / kBlockCells) * m_bx + cellX(p[0]) / kBlockCells;
 }
 
 int NodeGrid::nearest(const TripletBase<float>& p) const {
+  // Inside a passage the search mostly ends within two rings of cells.
+  constexpr int kCellRings = 4;
   const float px = p[0], py = p[1];
   if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(m_points, m_count, p);
   const int cx = cellX(px), cy = cellY(py);
@@ -219,13 +225,29 @@ int NodeGrid::nearest(const TripletBase<float>& p) const {
     const double dy = std::max(std::max(ay - py, 0.0), py - by);
     return dx * dx + dy * dy;
   };
-  const int maxRing = std::max(m_nx, m_ny);
-  for (int r = 0; r <= maxRing; ++r) {
+  // Nodes not yet seen lie in the strips of the grid beyond the cells [x0, x1] x [y0, y1], all of
+  // whose nodes have been seen: at least `gap` away from the point, wherever the point is.
+  auto finished = [&](int x0, int x1, int y0, int y1) {
+    double gap2 = std::numeric_limits<double>::infinity();
+    if (x0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
+    if (x1 < m_nx - 1) gap2 = std::min(gap2, rectDistance2(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
+    if (y0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
+    if (y1 < m_ny - 1) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
+    if (gap2 == std::numeric_limits<double>::infinity()) return true;  // the whole grid is seen
+    // Float distances of farther nodes are at least gap^2 less a few ulps: stop only when they
+    // would exceed the best strictly, so that equal distances still reach the lower index. Most
+    // rings stop or go on clearly; the test with the rounding slack decides the rest.
+    if (!(gap2 > static_cast<double>(best))) return false;
+    const double gap = std::sqrt(gap2) - m_slack;
+    return gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best);
+  };
+  // Rings of cells around the point's cell while they are few...
+  for (int r = 0; r < kCellRings; ++r) {
     const int x0 = cx - r, x1 = cx + r, y0 = cy - r, y1 = cy + r;
-    const int xa = std::max(x0, 0), xb = std::min(x1, m_nx - 1);
     if (r == 0) {
       scanRow(cy, cx, cx);
     } else {
+      const int xa = std::max(x0, 0), xb = std::min(x1, m_nx - 1);
       if (y0 >= 0) scanRow(y0, xa, xb);
       if (y1 < m_ny) scanRow(y1, xa, xb);
       for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_ny - 1); ++y) {
@@ -233,20 +255,50 @@ int NodeGrid::nearest(const TripletBase<float>& p) const {
         if (x1 < m_nx) scanRow(y, x1, x1);
       }
     }
-    // Every node not yet seen lies in one of the strips of the grid beyond the block of rings
-    // 0..r: at least `gap` away from the point, wherever the point is.
-    double gap2 = std::numeric_limits<double>::infinity();
-    if (x0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
-    if (x1 < m_nx - 1) gap2 = std::min(gap2, rectDistance2(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
-    if (y0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
-    if (y1 < m_ny - 1) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
-    if (gap2 == std::numeric_limits<double>::infinity()) break;  // the whole grid is searched
-    // Float distances of farther nodes are at least gap^2 less a few ulps: stop only when they
-    // would exceed the best strictly, so that equal distances still reach the lower index. Most
-    // rings stop or go on clearly; the exact test with the rounding slack decides the rest.
-    if (!(gap2 > static_cast<double>(best))) continue;
-    const double gap = std::sqrt(gap2) - m_slack;
-    if (gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best)) break;
+    if (finished(x0, x1, y0, y1)) return bestIndex;
+  }
+  // ...then rings of blocks, skipping empty ones: a point far from every node (outside a curved
+  // passage, or outside the mesh) does not walk through thousands of empty cells. Blocks that
+  // hold cells seen above are scanned again, which changes nothing.
+  // A block is skipped when it is empty, or when all of it lies farther than the best node so far
+  // by the margin of the ring test (its nodes cannot reach the best distance, not even a tie).
+  auto scanBlock = [&](int bx, int by) {
+    if (m_blockNodes[static_cast<std::size_t>(by) * static_cast<std::size_t>(m_bx) +
+                     static_cast<std::size_t>(bx)] == 0) {
+      return;
+    }
+    const int xa = bx * kBlockCells, xb = std::min(xa + kBlockCells, m_nx) - 1;
+    const int ya = by * kBlockCells, yb = std::min(ya + kBlockCells, m_ny) - 1;
+    const double d2 = rectDistance2(m_x0 + xa * m_cw, m_x0 + (xb + 1) * m_cw, m_y0 + ya * m_ch,
+                                    m_y0 + (yb + 1) * m_ch);
+    if (d2 > static_cast<double>(best)) {
+      const double gap = std::sqrt(d2) - m_slack;
+      if (gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best)) return;
+    }
+    for (int y = ya; y <= yb; ++y) scanRow(y, xa, xb);
+  };
+  const int bcx = cx / kBlockCells, bcy = cy / kBlockCells;
+  const int maxRing = std::max(m_bx, m_by);
+  for (int r = 0; r <= maxRing; ++r) {
+    const int x0 = bcx - r, x1 = bcx + r, y0 = bcy - r, y1 = bcy + r;
+    if (r == 0) {
+      scanBlock(bcx, bcy);
+    } else {
+      for (int x = std::max(x0, 0); x <= std::min(x1, m_bx - 1); ++x) {
+        if (y0 >= 0) scanBlock(x, y0);
+        if (y1 < m_by) scanBlock(x, y1);
+      }
+      for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_by - 1); ++y) {
+        if (x0 >= 0) scanBlock(x0, y);
+        if (x1 < m_bx) scanBlock(x1, y);
+      }
+    }
+    // The seen cells, clipped to the grid (a strip test beyond the grid edge is skipped anyway).
+    const int cx0 = std::max(x0, 0) * kBlockCells;
+    const int cx1 = std::min((x1 + 1) * kBlockCells, m_nx) - 1;
+    const int cy0 = std::max(y0, 0) * kBlockCells;
+    const int cy1 = std::min((y1 + 1) * kBlockCells, m_ny) - 1;
+    if (finished(cx0, cx1, cy0, cy1)) break;
   }
   return bestIndex;
 }

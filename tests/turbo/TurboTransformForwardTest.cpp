@@ -207,6 +207,28 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
   EXPECT_EQ(tnsList[7][0], t.convertARTtoSpace(TurboTransform::nm, pts[7]));
 }
 
+TEST(TurboTransformForward, longRandomListsOnLargeMeshesGiveThePointFormResultInInputOrder) {
+  // Lists of thousands of points on meshes of tens of thousands of nodes are located in a
+  // memory-friendly order and written back in input order; the answer must not change.
+  qortest::Passage p = qortest::bend();
+  TurboTransform t;
+  qortest::initializeART(t, p);
+  ASSERT_EQ(t.createBackgroundMesh(TurboTransform::linear, 40000), 0);
+  std::mt19937 rng(7);
+  SCOPED_TRACE("seed 7");
+  std::uniform_real_distribution<float> a(-0.3f, 1.8f), r(1.2f, 3.3f);
+  std::vector<P3> pts;
+  for (int k = 0; k < 6000; ++k) pts.emplace_back(a(rng), r(rng), 0.0f);
+  const QORVector<Space> spaces{TurboTransform::nm, TurboTransform::nspan, TurboTransform::mprime};
+  QORVector<std::vector<float>> multi;
+  t.convertARTtoSpace(TripletQORVector(pts), spaces, multi);
+  for (std::size_t q = 0; q < spaces.size(); ++q) {
+    for (std::size_t k = 0; k < pts.size(); ++k) {
+      ASSERT_EQ(multi[q][k], t.convertARTtoSpace(spaces[q], pts[k])) << "space " << spaces[q] << ", point " << k;
+    }
+  }
+}
+
 TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
   // Axis through (1, -2, 0.5) along (1, 1, 1): the Cartesian point is built from (A, R) at some
   // angle; its conversion to (A, R) rounds to float once or twice (a few ulps of coordinates <= 3),
