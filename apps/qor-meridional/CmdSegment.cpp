@@ -12,10 +12,14 @@
 #include "SvgWriter.h"
 #include "ToolError.h"
 #include "Warnings.h"
+#include "qor/foundation/ParametricCurve.h"
 #include "qor/segmenter/TurboTransformSegmenter.h"
 
 namespace qormeridional {
 namespace {
+
+// Points per internal boundary handed to the segmenter.
+constexpr int kBoundaryPoints = 64;
 
 using P = qor::TripletBase<float>;
 using Seg = qor::TurboTransformSegmenter;
@@ -127,7 +131,12 @@ int runSegment(int argc, char** argv) {
   std::vector<std::vector<P>> sorted;
   std::vector<std::string> sortedNames;
   for (std::size_t k : order) {
-    sorted.push_back(boundaries[k]);
+    // Blade edges often come as a handful of points; the segmenter interpolates span linearly
+    // between them, so they are resampled evenly along their length first.
+    std::vector<P> dense;
+    qor::ParametricCurve(boundaries[k], qor::ParametricCurve::curve2d)
+        .getCurveForEquidistantS(dense, std::max<int>(kBoundaryPoints, int(boundaries[k].size())));
+    sorted.push_back(dense);
     sortedNames.push_back(names[k]);
   }
 

@@ -18,48 +18,30 @@ using qor::TurboTransform;
 using qortest::P3;
 using Seg = qor::TurboTransformSegmenter;
 
-// The hub and shroud ends of a boundary line sit on common span values (up to the float
-// rounding of the wall intersection), so u is 0 or 1 there up to interpolation in the mesh.
-constexpr double kEndTol = 1e-3;
+// With edges resampled to kEdgePoints points, the span of a final-line point differs from its
+// sample's span by the curvature of span along about 1/50 of the edge; on the two-stage steam
+// turbine, the worst case, that moves u by at most 2.5e-3 of the segment width.
+constexpr double kEndTol = 3e-3;
+constexpr int kEdgePoints = 50;
 
-const TurboTransform::space kTransformSpace[] = {TurboTransform::m, TurboTransform::nm,
-                                                 TurboTransform::rnm, TurboTransform::mprime};
-
-/// A boundary line's own values in a transform space.
-std::vector<float> valuesOf(const TurboTransform& t, TurboTransform::space space,
-                            std::vector<P3> line) {
-  std::vector<float> values;
-  t.convertARTtoSpace(space, line, values);
-  return values;
-}
-
-/// Checks that the points of `line` get u = `expected` in segment s. Interior points of a final
-/// curve are samples between the few given points of a blade edge, so their true span lies
-/// between two common span values and u is interpolated from the neighbouring samples: it may
-/// deviate by the line's own change of value to a neighbour, relative to the segment's width.
-void checkBoundaryU(const Seg& seg, const TurboTransform& t, int s, Seg::spaceSeg k, bool west,
-                    double expected) {
+/// Checks that every point of `line` gets u = `expected` in segment s.
+void checkBoundaryU(const Seg& seg, int s, Seg::spaceSeg k, bool west, double expected) {
   const std::vector<P3>& line =
       west ? seg.getInternalBoundaryWest(s) : seg.getInternalBoundaryEast(s);
   std::vector<P3> uv;
   seg.convertARTtoSpaceNspan(s, k, line, uv);
-  const auto own = valuesOf(t, kTransformSpace[k], line);
-  const auto other =
-      valuesOf(t, kTransformSpace[k],
-               west ? seg.getInternalBoundaryEast(s) : seg.getInternalBoundaryWest(s));
   ASSERT_EQ(uv.size(), line.size());
-  ASSERT_EQ(other.size(), line.size());
-  const std::size_t last = line.size() - 1;
-  EXPECT_NEAR(uv[0][0], expected, kEndTol) << "hub end, space " << k;
-  EXPECT_NEAR(uv[last][0], expected, kEndTol) << "shroud end, space " << k;
-  for (std::size_t j = 1; j < last; ++j) {
-    double allowed = 0.0;
-    for (std::size_t nb : {j - 1, j + 1}) {
-      allowed = std::max(
-          allowed, std::fabs(double(own[j]) - own[nb]) / std::fabs(double(other[nb]) - own[nb]));
-    }
-    EXPECT_NEAR(uv[j][0], expected, kEndTol + allowed) << "point " << j << ", space " << k;
+  for (std::size_t j = 0; j < line.size(); ++j) {
+    EXPECT_NEAR(uv[j][0], expected, kEndTol) << "point " << j << ", space " << k;
   }
+}
+
+/// A blade edge resampled evenly along its length: the segmenter interpolates span linearly
+/// between the points it is given, which the few points of a measured edge do not resolve.
+std::vector<P3> dense(const std::vector<P3>& edge) {
+  std::vector<P3> out;
+  qor::ParametricCurve(edge, qor::ParametricCurve::curve2d).getCurveForEquidistantS(out, kEdgePoints);
+  return out;
 }
 
 constexpr double kSpanTol = 1e-6;
@@ -72,8 +54,8 @@ void checkSegments(const Seg& seg, const TurboTransform& t, int expectedLast) {
     // only meaningful in the segments upstream of the last one.
     for (Seg::spaceSeg k : {Seg::m, Seg::nm, Seg::rnm, Seg::mprime}) {
       if (k == Seg::m && s == seg.getLastSegmentID()) continue;
-      checkBoundaryU(seg, t, s, k, true, 0.0);
-      checkBoundaryU(seg, t, s, k, false, 1.0);
+      checkBoundaryU(seg, s, k, true, 0.0);
+      checkBoundaryU(seg, s, k, false, 1.0);
     }
     for (const P3& p : seg.getInternalBoundaryWest(s)) {
       P3 uv;
@@ -113,7 +95,7 @@ TEST(TurboTransformSegmenterRealData, bladeEdgesSplitEveryMachineIntoSegments) {
     t.createBackgroundMesh(TurboTransform::nonLinear, 2000);
 
     std::vector<std::vector<P3>> curves;
-    for (const auto& entry : named) curves.push_back(entry.second);
+    for (const auto& entry : named) curves.push_back(dense(entry.second));
     const int n = static_cast<int>(curves.size());
     for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
       SCOPED_TRACE(::testing::Message() << "method " << method);

@@ -104,6 +104,11 @@ class QOR_API TurboTransformSegmenter {
   ///        theta is set to 0. A curve may stop short of or cross the hub and shroud: it is
   ///        extended or cut.
   /// @param clean clean[i] true reorders curve i, removes repeated and near-coincident points.
+  /// The final boundary lines are sampled at common span values by interpolating linearly in span
+  /// between the given points, so a point of a final line has exactly its sample's span (and u is
+  /// exactly 0 or 1 on it) only where the normalised span is linear between the given points.
+  /// Give each boundary points dense enough for that (for example 50 points along a blade edge
+  /// given by 3 points); coarse boundaries are followed only approximately between their points.
   /// @throws data::invalid when `clean` has fewer than N entries or a curve has no points
   /// Nothing changes on a throw.
   void setInternalBoundaries(const std::vector<std::vector<TripletBase<float>>>& curves,
