@@ -386,42 +386,23 @@ float TurboTransform::convertXYZtoSpace(space s, const TripletBase<float>& xyz) 
   return convertARTtoSpace(s, art);
 }
 
+// The list forms convert the points to (axial, radial, 0) first and then run the meridional
+// form; unlike the meridional list forms they need the mesh even for an empty list.
+
 void TurboTransform::convertXYZtoSpace(space s, const QORVector<TripletBase<float>>& xyz,
                                        QORVector<float>& values) const {
   requireMesh("convertARTtoSpace");
-  const std::size_t n = xyz.size();
-  if (values.size() != n) values.resize(n);
-  if (n == 0) return;
-  if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
-  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
-  const TripletBase<float>* points = xyz.data();
-  TripletBase<float> art;
-  convertOneSpace(mesh, f, n, values.data(), [&](std::size_t k) -> const TripletBase<float>& {
-    transformToART(points[k], art);
-    return art;
-  });
+  QORVector<TripletBase<float>> art;
+  transformToART(xyz, art);
+  convertARTtoSpace(s, art, values);
 }
 
 void TurboTransform::convertXYZtoSpace(space s, std::vector<TripletBase<float>>& xyz,
                                        std::vector<float>& values) const {
   requireMesh("convertARTtoSpace");
-  const std::size_t n = xyz.size();
-  if (n > 0 && !isSpace(s)) throwSpace("convertARTtoSpace", s);
-  if (values.size() != n) values.resize(n);
-  if (n == 0) return;
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
-  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
-  const TripletBase<float>* points = xyz.data();
-  TripletBase<float> art;
-  convertOneSpace(mesh, f, n, values.data(), [&](std::size_t k) -> const TripletBase<float>& {
-    transformToART(points[k], art);
-    return art;
-  });
+  QORVector<TripletBase<float>> art;
+  transformToART(QORVector<TripletBase<float>>(xyz), art);
+  convertARTtoSpace(s, art, values);
 }
 
 void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVector<space>& spaces,
@@ -436,37 +417,10 @@ void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVec
                                        QORVector<TripletBase<float>>& spanwise,
                                        bool withDirections) const {
   requireMesh("convertARTtoSpace");
-  const std::size_t n = xyz.size();
-  if (values.size() != spaces.size()) values.resize(spaces.size());
-  for (std::vector<float>& list : values) {
-    if (list.size() != n) list.resize(n);
-  }
-  if (withDirections) {
-    if (streamwise.size() != n) streamwise.resize(n);
-    if (spanwise.size() != n) spanwise.resize(n);
-  }
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
-  std::vector<Field> fields;
-  std::vector<float*> outs;
-  fields.reserve(spaces.size());
-  outs.reserve(spaces.size());
-  for (std::size_t q = 0; q < spaces.size(); ++q) {
-    const int s = spaces[q];
-    if (!isSpace(s)) continue;
-    fields.push_back(fieldOf(m_spaceValues.at(s), s, mesh));
-    outs.push_back(values[q].data());
-  }
-  if (n == 0 || (fields.empty() && !withDirections)) return;
-  const TripletBase<float>* points = xyz.data();
-  TripletBase<float> art;
-  convertSpaces(mesh, fields, outs, n, withDirections ? streamwise.data() : nullptr,
-                withDirections ? spanwise.data() : nullptr,
-                [&](std::size_t k) -> const TripletBase<float>& {
-                  transformToART(points[k], art);
-                  return art;
-                });
+  std::vector<TripletBase<float>> art(xyz.size());
+  for (std::size_t k = 0; k < art.size(); ++k) transformToART(xyz[k], art[k]);
+  convertARTtoSpace(TripletQORVector(std::move(art)), spaces, values, streamwise, spanwise,
+                    withDirections);
 }
 
 }  // namespace qor
