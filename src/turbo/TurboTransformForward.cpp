@@ -22,6 +22,7 @@ namespace {
 
 using turbo_detail::Location;
 using turbo_detail::MeshView;
+using turbo_detail::viewOf;
 
 const char* const kClass = "TurboTransform";
 constexpr int kSpaceCount = 8;
@@ -107,22 +108,6 @@ inline double valueOfDouble(const Field& f, const Location& loc) {
   double w0, w1, w2, w3;
   cornerValues(f, loc, w0, w1, w2, w3);
   return NumericalUtils::calculateValueInQuadFromSTD(loc.s, loc.t, w0, w1, w2, w3);
-}
-
-MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>>& points,
-                const QuadtreeBucket* tree) {
-  const Topo2dBase& level = topo.getLevel(0);
-  // Nodes missing behind the topology reach the checked container's failure path, not the search.
-  if (level.getSize() > 0) (void)points.at(static_cast<std::size_t>(level.end() - 1));
-  MeshView v;
-  v.points = points.data();
-  v.count = points.size();
-  v.begin = level.begin();
-  v.jsize = level.getJsize();
-  v.icv = level.getIcv();
-  v.jcv = level.getJcv();
-  v.tree = tree;
-  return v;
 }
 
 // For long lists (those that get a search grid), copies the node fields into one float array,

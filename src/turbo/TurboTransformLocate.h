@@ -10,11 +10,13 @@
 #include <cstddef>
 #include <vector>
 
+#include "qor/foundation/QORVector.h"
 #include "qor/foundation/TripletBase.h"
 
 namespace qor {
 
 class QuadtreeBucket;
+class Topo2dMultiLevel;
 
 namespace turbo_detail {
 
@@ -62,6 +64,11 @@ struct MeshView {
   const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
   const NodeGrid* grid = nullptr;              ///< a per-call grid, preferred when present
 };
+
+/// The view of level 0 of a background mesh; the nodes behind the topology must exist
+/// (std::out_of_range otherwise).
+MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>>& points,
+                const QuadtreeBucket* tree);
 
 /// Result of a cell search: the cell (i, j), its corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as
 /// global node indices, and the local coordinates of the point (s along i, t along j).

@@ -453,11 +453,9 @@ void cellDirections(const TripletBase<float>* points, const Location& cell,
 
 }  // namespace turbo_detail
 
-namespace {
-
-turbo_detail::MeshView viewOf(const Topo2dMultiLevel& topo,
-                              const QORVector<TripletBase<float>>& points,
-                              const QuadtreeBucket* tree) {
+turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
+                                            const QORVector<TripletBase<float>>& points,
+                                            const QuadtreeBucket* tree) {
   const Topo2dBase& level = topo.getLevel(0);
   // Nodes missing behind the topology reach the checked container's failure path, not the search.
   if (level.getSize() > 0) (void)points.at(static_cast<std::size_t>(level.end() - 1));
@@ -472,7 +470,6 @@ turbo_detail::MeshView viewOf(const Topo2dMultiLevel& topo,
   return v;
 }
 
-}  // namespace
 
 int TurboTransform::getClosestIndex(const TripletBase<float>& point) const {
   if (m_noQuadtree || !m_quadtree) return getClosestIndexBruteForce(point);
@@ -485,7 +482,7 @@ int TurboTransform::getClosestIndexBruteForce(const TripletBase<float>& point) c
 
 int TurboTransform::findClosestElements(const TripletBase<float>& point, int cells[4][2]) const {
   requireMesh("findClosestElements");
-  const turbo_detail::MeshView view = viewOf(*m_topo, m_meshPoints, nullptr);
+  const turbo_detail::MeshView view = turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr);
   return turbo_detail::cellsAroundNode(view, getClosestIndex(point), cells);
 }
 
@@ -493,7 +490,7 @@ void TurboTransform::getBestQuad(const TripletBase<float>& point, int& corner0, 
                                  int& corner2, int& corner3, float& s, float& t) const {
   requireMesh("getBestQuad");
   const turbo_detail::MeshView view =
-      viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+      turbo_detail::viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
   turbo_detail::Location loc;
   turbo_detail::locate(view, point, loc);
   corner0 = loc.c0;
