@@ -11,6 +11,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -224,9 +225,13 @@ E captureError(F&& f) {
   try {
     f();
   } catch (const qor::Error& e) {
-    if (const E* typed = dynamic_cast<const E*>(&e)) return *typed;
-    ADD_FAILURE() << "unexpected error type: " << e.getDescription();
-    return E("", "", "");
+    if constexpr (std::is_same<E, qor::Error>::value) {
+      return e;
+    } else {
+      if (const E* typed = dynamic_cast<const E*>(&e)) return *typed;
+      ADD_FAILURE() << "unexpected error type: " << e.getDescription();
+      return E("", "", "");
+    }
   }
   ADD_FAILURE() << "no error thrown";
   return E("", "", "");
