@@ -10,6 +10,7 @@
 #include <cmath>
 #include <vector>
 
+#include "BendPassage.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -17,32 +18,10 @@ namespace {
 using qor::TurboTransform;
 using P3 = qor::TripletBase<float>;
 
-constexpr double kPi = 3.14159265358979323846;
-
-// Centre (0, 3); hub arc radius 1.5 (outer), shroud arc radius 1.0; axial inlet, radial outlet.
-void setUpBend(TurboTransform& t) {
-  auto arc = [](double rho) {
-    std::vector<P3> pts;
-    for (int k = 0; k < 201; ++k) {
-      const double th = (kPi / 2) * k / 200;
-      pts.emplace_back(float(rho * std::sin(th)), float(3.0 - rho * std::cos(th)), 0.0f);
-    }
-    return qor::TripletQORVector(pts);
-  };
-  auto segment = [](P3 a, P3 b) {
-    std::vector<P3> pts;
-    for (int k = 0; k < 11; ++k) pts.push_back(a + (b - a) * (k / 10.0));
-    return qor::TripletQORVector(pts);
-  };
-  t.initializeFromART(arc(1.5), arc(1.0), segment(P3(0, 1.5f, 0), P3(0, 2.0f, 0)),
-                      segment(P3(1.5f, 3, 0), P3(1.0f, 3, 0)), P3(0, 0, 0), P3(1, 0, 0), -1, -1, -1,
-                      -1);
-}
-
 void buildMesh(benchmark::State& state, TurboTransform::BMmethod method) {
   const int size = static_cast<int>(state.range(0));
   TurboTransform t;
-  setUpBend(t);
+  qorbench::initializeBend(t, 201);
   int folded = 0;
   for (auto _ : state) {
     t.setNumberOfLevelsforBM(3);

@@ -14,6 +14,7 @@
 #include <random>
 #include <vector>
 
+#include "BendPassage.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -24,29 +25,12 @@ using qor::TripletQORVector;
 using qor::TurboTransform;
 using P3 = TripletBase<float>;
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kCentreR = 3.0, kRhoHub = 1.5, kRhoShroud = 1.0;
+using qorbench::bendPoint;
+using qorbench::kCentreR;
+using qorbench::kPi;
+using qorbench::kRhoHub;
+using qorbench::kRhoShroud;
 constexpr int kQueryPoints = 1000000;
-
-P3 bendPoint(double theta, double rho) {
-  return P3(static_cast<float>(rho * std::sin(theta)),
-            static_cast<float>(kCentreR - rho * std::cos(theta)), 0.0f);
-}
-
-std::vector<P3> arc(double rho, int n) {
-  std::vector<P3> out;
-  for (int k = 0; k < n; ++k) out.push_back(bendPoint((kPi / 2) * k / (n - 1), rho));
-  return out;
-}
-
-std::vector<P3> straight(const P3& a, const P3& b, int n) {
-  std::vector<P3> out;
-  for (int k = 0; k < n; ++k) {
-    const float f = static_cast<float>(k) / static_cast<float>(n - 1);
-    out.emplace_back(a[0] + f * (b[0] - a[0]), a[1] + f * (b[1] - a[1]), 0.0f);
-  }
-  return out;
-}
 
 // The transform of the bend with a linear background mesh of about `nodes` nodes (the smoother is
 // not what is measured here), built once per size.
@@ -55,12 +39,7 @@ const TurboTransform& bendTransform(int nodes) {
   auto& slot = cache[nodes];
   if (!slot) {
     slot = std::make_unique<TurboTransform>();
-    const int n = 300;
-    const TripletQORVector hub(arc(kRhoHub, n)), shroud(arc(kRhoShroud, n));
-    const TripletQORVector inlet(straight(bendPoint(0, kRhoHub), bendPoint(0, kRhoShroud), 11));
-    const TripletQORVector outlet(
-        straight(bendPoint(kPi / 2, kRhoHub), bendPoint(kPi / 2, kRhoShroud), 11));
-    slot->initializeFromART(hub, shroud, inlet, outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1);
+    qorbench::initializeBend(*slot, 300);
     slot->createBackgroundMesh(TurboTransform::linear, nodes);
   }
   return *slot;

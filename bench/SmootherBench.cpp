@@ -12,23 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "BendPassage.h"
 #include "qor/CoordTransform.h"
 
 namespace {
 
 using P3 = qor::TripletBase<float>;
 
-constexpr double kPi = 3.14159265358979323846;
-
-std::vector<P3> arc(double rho, int n) {
-  // Centre (0, 3); X(theta) = C + rho (sin theta, -cos theta), theta from 0 to pi/2.
-  std::vector<P3> out;
-  for (int k = 0; k < n; ++k) {
-    const double t = (kPi / 2) * k / (n - 1);
-    out.emplace_back(float(rho * std::sin(t)), float(3.0 - rho * std::cos(t)), 0.0f);
-  }
-  return out;
-}
+using qorbench::bendArc;
 
 void fillBend(qor::ParametricDB& db) {
   const double hub = 1.5, shroud = 1.0;
@@ -36,8 +27,8 @@ void fillBend(qor::ParametricDB& db) {
                  qor::ParametricCurve::curve2d);
   db.createCurve("e_mp", {P3(float(hub), 3, 0), P3(float(shroud), 3, 0)},
                  qor::ParametricCurve::curve2d);
-  db.createCurve("s_mp", arc(hub, 241), qor::ParametricCurve::curve2d);
-  db.createCurve("n_mp", arc(shroud, 241), qor::ParametricCurve::curve2d);
+  db.createCurve("s_mp", bendArc(hub, 241), qor::ParametricCurve::curve2d);
+  db.createCurve("n_mp", bendArc(shroud, 241), qor::ParametricCurve::curve2d);
 }
 
 // Arguments: cells of the coarsest level in i and j; the finest of three levels has

@@ -16,6 +16,7 @@
 
 #include "qor/CoordTransform.h"
 #include "support/Passages.h"
+#include "support/SegmentChecks.h"
 
 namespace {
 
@@ -81,7 +82,6 @@ void expectError(const qor::Error& e, const std::string& function, const std::st
   qortest::expectError(e, "TurboTransformSegmenter", function, message);
 }
 
-const Seg::spaceSeg kAllSpaces[] = {Seg::m, Seg::nm, Seg::rnm, Seg::mprime};
 
 // ---- set-up and errors --------------------------------------------------------------------------
 
@@ -298,48 +298,7 @@ TEST_P(SegmentCoordinates, westIsZeroEastIsOneAndWallsMeet) {
   Seg seg(&b.transform, method);
   seg.setInternalBoundaries(curves, std::vector<bool>(curves.size(), false));
   ASSERT_EQ(seg.getLastSegmentID(), boundaries);
-  for (int s = 0; s <= seg.getLastSegmentID(); ++s) {
-    SCOPED_TRACE(s);
-    for (Seg::spaceSeg k : kAllSpaces) {
-      // The outlet line's m is stored as 1.0 whatever the passage length (kept for compatibility),
-      // so in space m the last segment is only right when the passage is 1 long (the annulus).
-      if (bendPassage && k == Seg::m && s == seg.getLastSegmentID()) continue;
-      std::vector<P3> uvWest, uvEast;
-      seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryWest(s), uvWest);
-      seg.convertARTtoSpaceNspan(s, k, seg.getInternalBoundaryEast(s), uvEast);
-      for (const P3& uv : uvWest) {
-        EXPECT_NEAR(uv[0], 0.0, kOnBoundaryTol) << "space " << k;
-        EXPECT_EQ(uv[2], 0.0f);
-      }
-      for (const P3& uv : uvEast) EXPECT_NEAR(uv[0], 1.0, kOnBoundaryTol) << "space " << k;
-    }
-    // v is the normalised span of the point.
-    for (const P3& p : seg.getInternalBoundaryWest(s)) {
-      P3 uv;
-      seg.convertARTtoRnmNspan(s, p, uv);
-      EXPECT_NEAR(uv[1], b.transform.convertARTtoSpace(TurboTransform::nspan, p), 1e-6);
-    }
-    std::vector<P3> south, north;
-    seg.getSegmentInternalBoundarySouth(s, south);
-    seg.getSegmentInternalBoundaryNorth(s, north);
-    EXPECT_EQ(south.front(), seg.getInternalBoundaryWest(s).front());
-    EXPECT_EQ(south.back(), seg.getInternalBoundaryEast(s).front());
-    EXPECT_EQ(north.front(), seg.getInternalBoundaryWest(s).back());
-    EXPECT_EQ(north.back(), seg.getInternalBoundaryEast(s).back());
-    if (s > 0) {
-      std::vector<P3> previous;
-      seg.getSegmentInternalBoundarySouth(s - 1, previous);
-      EXPECT_EQ(previous.back(), south.front());
-      seg.getSegmentInternalBoundaryNorth(s - 1, previous);
-      EXPECT_EQ(previous.back(), north.front());
-    }
-    for (const P3& p : south) {
-      EXPECT_NEAR(b.transform.convertARTtoSpace(TurboTransform::nspan, p), 0.0, kOnBoundaryTol);
-    }
-    for (const P3& p : north) {
-      EXPECT_NEAR(b.transform.convertARTtoSpace(TurboTransform::nspan, p), 1.0, kOnBoundaryTol);
-    }
-  }
+  qortest::checkSegmentCoordinates(seg, b.transform, kOnBoundaryTol, !bendPassage);
 }
 
 INSTANTIATE_TEST_SUITE_P(Passages, SegmentCoordinates,
