@@ -138,8 +138,11 @@ void NumericalUtils::searchForSTinQuad(float& s, float& t, float px, float py, f
   const bool finite = std::isfinite(cs) && std::isfinite(ct) && std::isfinite(s) && std::isfinite(t);
   if (!finite) flag3 = true;
   flag1 = !converged || !(residual <= 1e-4 * scale);
+  // Only a converged solve with a small residual is a solution that can lie in the cell: an
+  // iterate left over after maxIterations steps says nothing about where the point is. Callers
+  // may therefore rely on X(s, t) being within 1e-4 of the cell size of the point when flag2 is set.
   const double margin = tolerance1;
-  flag2 = finite && !flag3 && cs >= -margin && cs <= 1.0 + margin && ct >= -margin &&
+  flag2 = finite && !flag3 && !flag1 && cs >= -margin && cs <= 1.0 + margin && ct >= -margin &&
           ct <= 1.0 + margin;
 }
 

@@ -49,6 +49,32 @@ inline float planarLength(float dx, float dy) {
   return sq == kFloatMax ? kFloatMax : std::sqrt(sq);
 }
 
+// The centre of a cell and the pulled-point geometry of the retries, in the float arithmetic of
+// the retries themselves.
+struct CellFrame {
+  TripletBase<float> centre;
+  TripletBase<float> offset;  // point - centre, third component 0
+  float largest;              // squared distances of the corners from the centre
+  float smallest;
+  float distance;             // |offset|
+};
+
+inline void frameOf(const TripletBase<float>& p, const TripletBase<float>& a,
+                    const TripletBase<float>& b, const TripletBase<float>& c,
+                    const TripletBase<float>& d, CellFrame& fr) {
+  fr.centre = (a + b + c + d) * 0.25;
+  const TripletBase<float>& centre = fr.centre;
+  fr.largest = squaredPlanar(a[0] - centre[0], a[1] - centre[1]);
+  fr.smallest = fr.largest;
+  for (const TripletBase<float>* corner : {&b, &c, &d}) {
+    const float sq = squaredPlanar((*corner)[0] - centre[0], (*corner)[1] - centre[1]);
+    if (sq > fr.largest) fr.largest = sq;
+    if (sq < fr.smallest) fr.smallest = sq;
+  }
+  fr.offset = TripletBase<float>(p[0] - centre[0], p[1] - centre[1], 0.0f);
+  fr.distance = fr.offset.length();
+}
+
 // The direct solve and its two retries with the point pulled onto a circle around the cell
 // centre. Returns the flags of the last solve that stands.
 void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
@@ -58,26 +84,17 @@ void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
   NumericalUtils::searchForSTinQuad(s, t, p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0],
                                     d[1], flag1, flag2, flag3, 50, 0.01f, 0.00001f);
   if (!flag1 && flag2) return;
+  CellFrame fr;
+  frameOf(p, a, b, c, d, fr);
 
-  const TripletBase<float> centre = (a + b + c + d) * 0.25;
-  float largest = squaredPlanar(a[0] - centre[0], a[1] - centre[1]);
-  float smallest = largest;
-  for (const TripletBase<float>* corner : {&b, &c, &d}) {
-    const float sq = squaredPlanar((*corner)[0] - centre[0], (*corner)[1] - centre[1]);
-    if (sq > largest) largest = sq;
-    if (sq < smallest) smallest = sq;
-  }
-  const float bigRadius = std::sqrt(largest);
+  const float bigRadius = std::sqrt(fr.largest);
   if (!hasRealSize(bigRadius)) return;  // degenerate cell
-
-  const TripletBase<float> offset(p[0] - centre[0], p[1] - centre[1], 0.0f);
-  const float distance = offset.length();
   // A point at the centre cannot be pulled onto a circle: the direct solve stands.
-  if (distance == 0.0f) return;
+  if (fr.distance == 0.0f) return;
 
   auto retry = [&](float radius) {
-    const float f = radius / distance;
-    const TripletBase<float> q = centre + offset * f;
+    const float f = radius / fr.distance;
+    const TripletBase<float> q = fr.centre + fr.offset * f;
     NumericalUtils::searchForSTinQuad(s, t, q[0], q[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0],
                                       d[1], flag1, flag2, flag3, 50, 1.0f, 0.00001f);
     s = (s - 0.5f) / f + 0.5f;
@@ -85,8 +102,82 @@ void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
   };
   retry(bigRadius);
   if (flag2) return;
-  const float smallRadius = std::sqrt(smallest);
+  const float smallRadius = std::sqrt(fr.smallest);
   if (hasRealSize(smallRadius)) retry(smallRadius);
+}
+
+// True when none of the solves of `solveInCell` can end with flag2 set and (s, t) in [0, 1]^2,
+// that is when the cell cannot be a first-rank candidate with score 0. A cheap sufficient test,
+// false whenever in doubt.
+//
+// Write the cell's bilinear map about its centre C as X(u, v) = C + M (u, v) + D u v, with
+// u = s - 1/2, v = t - 1/2, and let g = M^-1 (p - C): the point's local coordinates if the cell
+// were the parallelogram M. A solve for the point pulled by the factor f (1 for the direct solve)
+// that sets flag2 has converged to X(u, v) = C + f (p - C) + e with |e| bounded by the residual
+// test of the solver (1e-4 of the cell size) and the float rounding of the pulled point; the
+// rescaled coordinates (U, V) = (u, v) / f then satisfy
+//     (U, V) = g - f M^-1 D U V + M^-1 e / f.
+// If (U, V) were in the cell, |U V| <= 1/4 (plus rounding), so (U, V) lies within
+//     f |M^-1 D| / 4 + |M^-1| |e| / f
+// of g (max norms). When g is farther than that from [-1/2, 1/2]^2 for each of the three
+// possible factors, no solve can place the point in the cell.
+bool cannotHoldPoint(const TripletBase<float>& p, const TripletBase<float>& a,
+                     const TripletBase<float>& b, const TripletBase<float>& c,
+                     const TripletBase<float>& d) {
+  const double ax = a[0], ay = a[1], bx = b[0], by = b[1], cx = c[0], cy = c[1], dx = d[0],
+               dy = d[1];
+  const double centreX = 0.25 * ((ax + bx) + (cx + dx));
+  const double centreY = 0.25 * ((ay + by) + (cy + dy));
+  const double mux = 0.5 * ((bx - ax) + (dx - cx)), muy = 0.5 * ((by - ay) + (dy - cy));
+  const double mvx = 0.5 * ((cx - ax) + (dx - bx)), mvy = 0.5 * ((cy - ay) + (dy - by));
+  const double det = mux * mvy - mvx * muy;
+  if (!(std::fabs(det) > 0.0)) return false;
+  const double inv = 1.0 / det;
+  const double ex = double(p[0]) - centreX, ey = double(p[1]) - centreY;
+  const double g0 = inv * (mvy * ex - mvx * ey);
+  const double g1 = inv * (mux * ey - muy * ex);
+  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
+  if (!(beyond > 1e-6)) return false;  // in or near the cell: solve it
+
+  // The edge lengths that weigh a positive distance outside the cell must not underflow.
+  if (!(mux * mux + muy * muy > 1e-60) || !(mvx * mvx + mvy * mvy > 1e-60)) return false;
+  const double ddx = (ax - bx) - (cx - dx), ddy = (ay - by) - (cy - dy);
+  const double h0 = inv * (mvy * ddx - mvx * ddy), h1 = inv * (mux * ddy - muy * ddx);
+  const double skew = std::max(std::fabs(h0), std::fabs(h1));
+  const double normInv =
+      std::fabs(inv) * std::max(std::fabs(mvy) + std::fabs(mvx), std::fabs(muy) + std::fabs(mux));
+  const double scale = std::max(std::max(std::max(ax, bx), std::max(cx, dx)) -
+                                    std::min(std::min(ax, bx), std::min(cx, dx)),
+                                std::max(std::max(ay, by), std::max(cy, dy)) -
+                                    std::min(std::min(ay, by), std::min(cy, dy)));
+  double magnitude = std::max(std::fabs(double(p[0])), std::fabs(double(p[1])));
+  for (const TripletBase<float>* corner : {&a, &b, &c, &d}) {
+    magnitude = std::max(magnitude, std::max(std::fabs(double((*corner)[0])),
+                                             std::fabs(double((*corner)[1]))));
+  }
+  const double reach = std::sqrt(ex * ex + ey * ey);
+  // The residual accepted by the solver, with the double rounding of its evaluation.
+  const double residual = 1e-4 * scale * (1.0 + 1e-6) + 1e-12 * magnitude;
+  // The distance from the cell that no solve with factor f can bridge. Float rounding of the
+  // pulled point (centre, offset, scaling) is a few units in the last place of the coordinates,
+  // bounded generously; that of the rescaling (U = (s - 1/2) / f) likewise.
+  auto reachable = [&](double f, bool pulled) {
+    const double rounding = 1e-6 * (1.0 + 1.0 / f);
+    const double edge = 0.5 + rounding;
+    const double e = residual + (pulled ? 2e-6 * (1.0 + f) * (magnitude + reach) : 0.0);
+    return 1.001 * (f * skew * edge * edge + normInv * e / f) + rounding;
+  };
+  double needed = reachable(1.0, false);
+  CellFrame fr;
+  frameOf(p, a, b, c, d, fr);
+  if (fr.distance > 0.0f) {
+    // Both retries, whether or not they run (the bound only needs to be safe).
+    const float f1 = std::sqrt(fr.largest) / fr.distance;
+    const float f2 = std::sqrt(fr.smallest) / fr.distance;
+    if (!(f1 > 0.0f) || !(f2 > 0.0f)) return false;
+    needed = std::max(needed, std::max(reachable(f1, true), reachable(f2, true)));
+  }
+  return beyond > needed;
 }
 
 inline float outside(float v) {
@@ -381,11 +472,56 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
   const int count = cellsAroundNode(mesh, node, cells);
   const TripletBase<float>* P = mesh.points;
 
-  int bestFirst = -1, bestSecond = -1;
-  float scoreFirst = 0.0f, scoreSecond = 0.0f;
-  Location candidate[4];
+  // Per candidate: 0 not solved yet, 1 first rank, 2 second rank, 3 not a candidate.
+  int rank[4] = {0, 0, 0, 0};
+  float score[4];
+  struct Cell {  // no initialisers: filled before use
+    int i, j, c0, c1, c2, c3;
+    float s, t;
+  } candidate[4];
+
+  auto solve = [&](int n) {
+    Cell& loc = candidate[n];
+    const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
+    bool flag1 = false, flag2 = false, flag3 = false;
+    solveInCell(p, a, b, c, d, loc.s, loc.t, flag1, flag2, flag3);
+    if (!flag2 && flag3) {
+      rank[n] = 3;  // not a candidate at all
+      return;
+    }
+    // Mean edge lengths weigh the distance outside the cell. Inside the cell both distances are
+    // 0, and with finite lengths their products are 0: the lengths are then not needed.
+    const float os = outside(loc.s), ot = outside(loc.t);
+    const bool finiteEdges = safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d);
+    float sc = 0.0f;
+    if (os != 0.0f || ot != 0.0f || !finiteEdges) {
+      const float li = 0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) +
+                               planarLength(d[0] - c[0], d[1] - c[1]));
+      const float lj = 0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) +
+                               planarLength(d[0] - b[0], d[1] - b[1]));
+      sc = os * li + ot * lj;
+    }
+    rank[n] = flag2 ? 1 : 2;
+    score[n] = sc;
+  };
+
+  // Scores are never negative and only a strictly smaller one replaces the best: the first
+  // first-rank cell with score 0 in list order is the answer. Cells before it that provably cannot
+  // be such a cell need not be solved; if no such cell turns up, they are solved after all and
+  // every candidate is ranked.
+  auto deliver = [&out](const Cell& c) {
+    out.i = c.i;
+    out.j = c.j;
+    out.c0 = c.c0;
+    out.c1 = c.c1;
+    out.c2 = c.c2;
+    out.c3 = c.c3;
+    out.s = c.s;
+    out.t = c.t;
+  };
+  bool deferred = false;
   for (int n = 0; n < count; ++n) {
-    Location& loc = candidate[n];
+    Cell& loc = candidate[n];
     loc.i = cells[n][0];
     loc.j = cells[n][1];
     loc.c0 = mesh.begin + loc.i * mesh.jsize + loc.j;
@@ -393,40 +529,34 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
     loc.c2 = loc.c0 + 1;
     loc.c3 = loc.c1 + 1;
     const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
-    bool flag1 = false, flag2 = false, flag3 = false;
-    solveInCell(p, a, b, c, d, loc.s, loc.t, flag1, flag2, flag3);
-    if (!flag2 && flag3) continue;  // not a candidate at all
-
-    // Mean edge lengths weigh the distance outside the cell. Inside the cell both distances are
-    // 0, and with finite lengths their products are 0: the lengths are then not needed.
-    const float os = outside(loc.s), ot = outside(loc.t);
-    const bool finiteEdges = safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d);
-    float score = 0.0f;
-    if (os != 0.0f || ot != 0.0f || !finiteEdges) {
-      const float li = 0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) +
-                               planarLength(d[0] - c[0], d[1] - c[1]));
-      const float lj = 0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) +
-                               planarLength(d[0] - b[0], d[1] - b[1]));
-      score = os * li + ot * lj;
+    if (n + 1 < count && cannotHoldPoint(p, a, b, c, d)) {
+      deferred = true;
+      continue;
     }
-    if (flag2) {
-      if (bestFirst < 0 || score < scoreFirst) {
-        bestFirst = n;
-        scoreFirst = score;
-      }
-      // Scores are never negative and only a strictly smaller one replaces the best: a
-      // first-rank cell that holds the point cannot be beaten by a later candidate.
-      if (score == 0.0f) break;
-    } else if (bestSecond < 0 || score < scoreSecond) {
-      bestSecond = n;
-      scoreSecond = score;
+    solve(n);
+    if (rank[n] == 1 && score[n] == 0.0f) {
+      deliver(loc);
+      return;
+    }
+  }
+  if (deferred) {
+    for (int n = 0; n < count; ++n) {
+      if (rank[n] == 0) solve(n);
     }
   }
 
+  int bestFirst = -1, bestSecond = -1;
+  for (int n = 0; n < count; ++n) {
+    if (rank[n] == 1) {
+      if (bestFirst < 0 || score[n] < score[bestFirst]) bestFirst = n;
+    } else if (rank[n] == 2) {
+      if (bestSecond < 0 || score[n] < score[bestSecond]) bestSecond = n;
+    }
+  }
   if (bestFirst >= 0) {
-    out = candidate[bestFirst];
+    deliver(candidate[bestFirst]);
   } else if (bestSecond >= 0) {
-    out = candidate[bestSecond];
+    deliver(candidate[bestSecond]);
   } else {
     out.i = cells[0][0];
     out.j = cells[0][1];

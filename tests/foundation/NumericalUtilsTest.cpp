@@ -235,4 +235,11 @@ TEST(NumericalUtilsSearch, tooFewIterationsMarkTheSolveUnreliable) {
                                     r.unusable, 1, 0.01f, 0.00001f);
   EXPECT_TRUE(r.unreliable);
   EXPECT_FALSE(r.unusable);
+  // The point lies in the cell, but an unfinished iterate is not a solution: not inside.
+  EXPECT_FALSE(r.inside);
+  NumericalUtils::searchForSTinQuad(r.s, r.t, 1.4f, 0.9f, skew.x[0], skew.y[0], skew.x[1], skew.y[1],
+                                    skew.x[2], skew.y[2], skew.x[3], skew.y[3], r.unreliable, r.inside,
+                                    r.unusable, 50, 0.01f, 0.00001f);
+  EXPECT_FALSE(r.unreliable);
+  EXPECT_TRUE(r.inside);
 }

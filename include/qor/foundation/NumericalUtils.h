@@ -32,7 +32,8 @@ class QOR_API NumericalUtils {
   /// @param flag1 true when the solve is unreliable: not converged within maxIterations, or a final
   ///        residual above 1e-4 of the cell size
   /// @param flag2 true when the solution lies in the cell, within the margin tolerance1:
-  ///        -tolerance1 <= s, t <= 1 + tolerance1 (and flag3 is false)
+  ///        -tolerance1 <= s, t <= 1 + tolerance1, for a reliable solve only (flag1 and flag3
+  ///        false): the bilinear map at (s, t) is then within 1e-4 of the cell size of the point
   /// @param flag3 true when the solution is unusable: a degenerate cell or singular Jacobian, a
   ///        non-finite input or iterate, or |s| or |t| above 1000. s and t then hold the last
   ///        finite iterate (0.5, 0.5 when none).
