@@ -19,6 +19,7 @@
 #include "qor/smoothing/Smooth2dbs.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformLocate.h"
 #include "turbo/IntegerMath.h"
 
 namespace qor {
@@ -79,6 +80,7 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
   std::shared_ptr<Topo2dMultiLevel> oldTopo = m_topo;
   QORVector<TripletBase<float>> oldPoints = m_meshPoints;
   std::shared_ptr<QuadtreeBucket> oldQuadtree = m_quadtree;
+  std::shared_ptr<const turbo_detail::NodeGrid> oldNodeGrid = m_nodeGrid;
   std::vector<std::vector<double>> oldFields = m_spaceValues;
   try {
     if (method == linear) {
@@ -94,11 +96,17 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
       auto quadtree = std::make_shared<QuadtreeBucket>();
       quadtree->construct(m_meshPoints);
       m_quadtree = std::move(quadtree);
+      auto grid = std::make_shared<turbo_detail::NodeGrid>();
+      grid->build(m_meshPoints.data(), m_meshPoints.size());
+      m_nodeGrid = std::move(grid);
+    } else {
+      m_nodeGrid.reset();
     }
   } catch (...) {
     m_topo = std::move(oldTopo);
     m_meshPoints.swap(oldPoints);
     m_quadtree = std::move(oldQuadtree);
+    m_nodeGrid = std::move(oldNodeGrid);
     m_spaceValues.swap(oldFields);
     m_cacheInvalid = 1;
     throw;

@@ -58,18 +58,7 @@ void TurboTransform::getUnitVectorsFromART(const TripletQORVector& art,
   const std::size_t n = art.size();
   if (streamwise.size() != n) streamwise.resize(n);
   if (spanwise.size() != n) spanwise.resize(n);
-  const Topo2dBase& level = m_topo->getLevel(0);
-  if (level.getSize() > 0) (void)m_meshPoints.at(static_cast<std::size_t>(level.end() - 1));
-  turbo_detail::MeshView mesh;
-  mesh.points = m_meshPoints.data();
-  mesh.count = m_meshPoints.size();
-  mesh.begin = level.begin();
-  mesh.jsize = level.getJsize();
-  mesh.icv = level.getIcv();
-  mesh.jcv = level.getJcv();
-  mesh.tree = m_noQuadtree ? nullptr : m_quadtree.get();
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  const turbo_detail::MeshView mesh = meshView();
   turbo_detail::Location loc;
   for (std::size_t k = 0; k < n; ++k) {
     turbo_detail::locate(mesh, art[k], loc);

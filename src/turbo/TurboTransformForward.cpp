@@ -22,7 +22,6 @@ namespace {
 
 using turbo_detail::Location;
 using turbo_detail::MeshView;
-using turbo_detail::viewOf;
 
 const char* const kClass = "TurboTransform";
 constexpr int kSpaceCount = 8;
@@ -226,7 +225,7 @@ void convertOneSpace(const MeshView& mesh, const Field& field, std::size_t n, fl
 
 float TurboTransform::convertARTtoSpace(space s, const TripletBase<float>& art) const {
   requireMesh("convertARTtoSpace");
-  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  const MeshView mesh = meshView();
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
@@ -241,9 +240,7 @@ void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<floa
   // The checks of the point conversion, made once for the whole list.
   requireMesh("convertARTtoSpace");
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  MeshView mesh = meshView();
   const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
   const TripletBase<float>* points = art.data();
   convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
@@ -261,9 +258,7 @@ void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>&
   }
   if (values.size() != n) values.resize(n);
   if (n == 0) return;
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  MeshView mesh = meshView();
   const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
   const TripletBase<float>* points = art.data();
   convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
@@ -292,9 +287,7 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
     if (streamwise.size() != n) streamwise.resize(n);
     if (spanwise.size() != n) spanwise.resize(n);
   }
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  MeshView mesh = meshView();
   std::vector<Field> fields;
   std::vector<float*> outs;
   fields.reserve(spaces.size());
@@ -318,7 +311,7 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
                                           TripletBase<float>& out) const {
   // The mesh is required; a transform without one fails here rather than in the search.
   requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  const MeshView mesh = meshView();
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
@@ -331,7 +324,7 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
 void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<double>& art,
                                           TripletBase<double>& out) const {
   requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  const MeshView mesh = meshView();
   Location loc;
   turbo_detail::locate(mesh, TripletBase<float>(art), loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
@@ -349,9 +342,7 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const std::vector<TripletBase
   // The checks of the point form, made once for the whole list.
   requireMesh("convertARTtoSpaceTNs");
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
-  MeshView mesh = viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
-  turbo_detail::NodeGrid grid;
-  turbo_detail::attachGrid(mesh, grid, n, m_noQuadtree);
+  MeshView mesh = meshView();
   const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
   const Field spanField = fieldOf(m_spaceValues.at(nspan), nspan, mesh);
   Location loc;

@@ -20,14 +20,21 @@ class Topo2dMultiLevel;
 
 namespace turbo_detail {
 
-/// A uniform bucket grid over the mesh nodes for the list conversions: built per call when many
-/// points are converted, it answers exactly what the brute-force scan answers (the same float
-/// distance expression, the lowest index winning a tie).
+/// A uniform bucket grid over the mesh nodes, built with the background mesh, that answers
+/// exactly what the brute-force scan answers (the same float distance expression, the lowest index
+/// winning a tie).
+///
+/// Each grid cell near the mesh keeps the short list of nodes that can be nearest to some point of
+/// the cell (those no other node beats over the whole cell), so that a query there compares a few
+/// distances. Cells far from every node, and points outside the grid, fall back to a search by
+/// rings of cells.
 class NodeGrid {
  public:
+  /// Builds the grid over `points`; the grid keeps no pointer to them, so that copies of a
+  /// transform can share it. Queries pass the same nodes again.
   void build(const TripletBase<float>* points, std::size_t count);
   bool empty() const { return m_count == 0; }
-  int nearest(const TripletBase<float>& p) const;
+  int nearest(const TripletBase<float>* points, const TripletBase<float>& p) const;
 
   /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
   /// long lists that keeps the nodes and cells in use within a few cache lines.
@@ -38,8 +45,9 @@ class NodeGrid {
  private:
   int cellX(double x) const;
   int cellY(double y) const;
+  int nearestByRings(const TripletBase<float>* points, const TripletBase<float>& p) const;
+  void buildCandidateLists();
 
-  const TripletBase<float>* m_points = nullptr;
   std::size_t m_count = 0;
   double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
   int m_nx = 1, m_ny = 1;
@@ -51,6 +59,11 @@ class NodeGrid {
     int index;
   };
   std::vector<Entry> m_entries;  // the nodes cell by cell, ascending index within a cell
+  // Per cell, the nodes that can be nearest to a point of the cell, in ascending index order
+  // (entries m_listStart[c] .. m_listStart[c + 1] - 1 of m_list); an empty list sends the query to
+  // the ring search.
+  std::vector<int> m_listStart;
+  std::vector<int> m_list;
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.
@@ -65,10 +78,10 @@ struct MeshView {
   const NodeGrid* grid = nullptr;              ///< a per-call grid, preferred when present
 };
 
-/// The view of level 0 of a background mesh; the nodes behind the topology must exist
-/// (std::out_of_range otherwise).
+/// The view of level 0 of a background mesh with its node searches (either may be null); the
+/// nodes behind the topology must exist (std::out_of_range otherwise).
 MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>>& points,
-                const QuadtreeBucket* tree);
+                const QuadtreeBucket* tree, const NodeGrid* grid);
 
 /// Result of a cell search: the cell (i, j), its corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as
 /// global node indices, and the local coordinates of the point (s along i, t along j).
@@ -87,10 +100,6 @@ struct Location {
 /// distance is finite.
 int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
                           const TripletBase<float>& p);
-
-/// Builds `grid` and attaches it to `mesh` when a list of `points` points is long enough for the
-/// grid to pay off, unless the caller asked for brute-force search.
-void attachGrid(MeshView& mesh, NodeGrid& grid, std::size_t points, bool bruteForce);
 
 /// Nearest node by the grid or quadtree of the view, or by brute force when it has neither.
 int nearestNode(const MeshView& mesh, const TripletBase<float>& p);

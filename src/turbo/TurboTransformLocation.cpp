@@ -206,7 +206,6 @@ int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
 }
 
 void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
-  m_points = points;
   m_count = count;
   if (count == 0) return;
   double xmin = points[0][0], xmax = xmin, ymin = points[0][1], ymax = ymin;
@@ -225,10 +224,10 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
   const double extent = std::max(std::max(w, h), 1e-30);
   if (w < 1e-6 * extent) w = extent;
   if (h < 1e-6 * extent) h = extent;
-  // About four cells per node over the bounding box: on curved passages, which fill a part of
-  // their box, an occupied cell then holds about one node, and the search mostly ends after the
-  // first ring or two.
-  const double cells = std::min(4.0 * static_cast<double>(count), 4.0e6);
+  // About two cells per node over the bounding box: on curved passages, which fill a part of
+  // their box, an occupied cell then holds about one node, and its list of possible nearest
+  // nodes has a handful of entries.
+  const double cells = std::min(2.0 * static_cast<double>(count), 4.0e6);
   m_nx = static_cast<int>(std::clamp(std::sqrt(cells * w / h), 1.0, 4096.0));
   m_ny = static_cast<int>(std::clamp(cells / m_nx, 1.0, 4096.0));
   m_x0 = xmin;
@@ -264,6 +263,105 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
     const int e = fill[static_cast<std::size_t>(cellOf[k])]++;
     m_entries[static_cast<std::size_t>(e)] = {points[k][0], points[k][1], static_cast<int>(k)};
   }
+  buildCandidateLists();
+}
+
+void NodeGrid::buildCandidateLists() {
+  // Float distances of the query differ from exact ones by a few units in the last place (the
+  // subtraction, the squares and the sum each round once): a node at exact squared distance more
+  // than (1 + kRelative) times another's can never win against it, not even a tie.
+  constexpr double kRelative = 1e-5;
+  constexpr int kMaxRings = 3;             // farther than this from every node: ring search
+  constexpr std::size_t kMaxSeen = 96;     // crowded cells (duplicates, collapsed rows) likewise
+  constexpr std::size_t kStrongNodes = 4;  // nodes tried as dominators of the others
+  const std::size_t ncell = static_cast<std::size_t>(m_nx) * static_cast<std::size_t>(m_ny);
+  m_listStart.assign(ncell + 1, 0);
+  m_list.clear();
+  m_list.reserve(ncell * 4);
+  const double gap = std::min(m_cw, m_ch);
+  struct Seen {
+    double x, y, minD2, maxD2;
+    int index;
+  };
+  std::vector<Seen> seen;
+  std::vector<int> chosen;
+  for (int cy = 0; cy < m_ny; ++cy) {
+    for (int cx = 0; cx < m_nx; ++cx) {
+      const std::size_t cell = static_cast<std::size_t>(cy) * static_cast<std::size_t>(m_nx) +
+                               static_cast<std::size_t>(cx);
+      m_listStart[cell] = static_cast<int>(m_list.size());
+      // The cell widened by the rounding slack: every point the query assigns to it lies inside.
+      const double gx0 = m_x0 + cx * m_cw - m_slack, gx1 = m_x0 + (cx + 1) * m_cw + m_slack;
+      const double gy0 = m_y0 + cy * m_ch - m_slack, gy1 = m_y0 + (cy + 1) * m_ch + m_slack;
+      const double corners[4][2] = {{gx0, gy0}, {gx1, gy0}, {gx0, gy1}, {gx1, gy1}};
+      seen.clear();
+      double bound = std::numeric_limits<double>::infinity();  // least max distance seen, squared
+      bool complete = false;
+      for (int r = 0; r <= kMaxRings && seen.size() <= kMaxSeen; ++r) {
+        for (int y = std::max(cy - r, 0); y <= std::min(cy + r, m_ny - 1); ++y) {
+          const bool edgeRow = (y == cy - r || y == cy + r);
+          for (int x = std::max(cx - r, 0); x <= std::min(cx + r, m_nx - 1); ++x) {
+            if (!edgeRow && x != cx - r && x != cx + r) continue;  // inner cells seen before
+            const std::size_t c = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx) +
+                                  static_cast<std::size_t>(x);
+            for (int e = m_start[c]; e < m_start[c + 1]; ++e) {
+              const Entry& n = m_entries[static_cast<std::size_t>(e)];
+              const double ex = std::max(std::max(gx0 - n.x, 0.0), n.x - gx1);
+              const double ey = std::max(std::max(gy0 - n.y, 0.0), n.y - gy1);
+              const double fx = std::max(std::fabs(n.x - gx0), std::fabs(n.x - gx1));
+              const double fy = std::max(std::fabs(n.y - gy0), std::fabs(n.y - gy1));
+              const double maxD2 = fx * fx + fy * fy;
+              seen.push_back({n.x, n.y, ex * ex + ey * ey, maxD2, n.index});
+              bound = std::min(bound, maxD2);
+            }
+          }
+        }
+        // Nodes not seen yet lie at least r gaps away from the cell (less the slack).
+        const double reach = r * gap - 2.0 * m_slack;
+        if (reach > 0.0 && reach * reach > bound * (1.0 + kRelative)) {
+          complete = true;
+          break;
+        }
+      }
+      if (!complete || seen.size() > kMaxSeen) continue;  // empty list: ring search
+
+      // Possible nearest nodes: not farther from the cell than the best node's farthest point...
+      chosen.clear();
+      const double limit = bound * (1.0 + 2.0 * kRelative);
+      const std::size_t strong = std::min(kStrongNodes, seen.size());
+      std::partial_sort(seen.begin(), seen.begin() + static_cast<std::ptrdiff_t>(strong),
+                        seen.end(), [](const Seen& a, const Seen& b) { return a.maxD2 < b.maxD2; });
+      for (std::size_t k = 0; k < seen.size(); ++k) {
+        const Seen& n = seen[k];
+        if (n.minD2 > limit) continue;
+        // ...and not beaten over the whole cell by one of the nearest nodes. The difference of two
+        // squared distances is affine in the point, so beating at the four corners with a margin
+        // beats everywhere in the cell.
+        bool beaten = false;
+        for (std::size_t m = 0; m < strong && !beaten; ++m) {
+          if (m == k) continue;
+          const Seen& o = seen[m];
+          double worst = 0.0;
+          for (const auto& c : corners) {
+            const double ox = c[0] - o.x, oy = c[1] - o.y;
+            worst = std::max(worst, ox * ox + oy * oy);
+          }
+          beaten = true;
+          for (const auto& c : corners) {
+            const double nx = c[0] - n.x, ny = c[1] - n.y, ox = c[0] - o.x, oy = c[1] - o.y;
+            if (!((nx * nx + ny * ny) - (ox * ox + oy * oy) > kRelative * worst)) {
+              beaten = false;
+              break;
+            }
+          }
+        }
+        if (!beaten) chosen.push_back(n.index);
+      }
+      std::sort(chosen.begin(), chosen.end());
+      m_list.insert(m_list.end(), chosen.begin(), chosen.end());
+    }
+  }
+  m_listStart[ncell] = static_cast<int>(m_list.size());
 }
 
 int NodeGrid::cellX(double x) const {
@@ -284,11 +382,44 @@ int NodeGrid::blockOf(const TripletBase<float>& p) const {
   return (cellY(p[1]) / kBlockCells) * m_bx + cellX(p[0]) / kBlockCells;
 }
 
-int NodeGrid::nearest(const TripletBase<float>& p) const {
+int NodeGrid::nearest(const TripletBase<float>* points, const TripletBase<float>& p) const {
+  const float px = p[0], py = p[1];
+  // Inside the grid (NaN fails these tests), the list of the point's cell, if it has one.
+  const double gx = (double(px) - m_x0) * m_invW, gy = (double(py) - m_y0) * m_invH;
+  if (gx >= 0.0 && gx < m_nx && gy >= 0.0 && gy < m_ny) {
+    const std::size_t c = static_cast<std::size_t>(cellY(py)) * static_cast<std::size_t>(m_nx) +
+                          static_cast<std::size_t>(cellX(px));
+    const int first = m_listStart[c], end = m_listStart[c + 1];
+    if (first < end) {
+      // Ascending indices and a strict comparison: the lowest index wins a tie.
+      int bestIndex = m_list[static_cast<std::size_t>(first)];
+      float best;
+      {
+        const float dx = px - points[bestIndex][0];
+        const float dy = py - points[bestIndex][1];
+        best = dx * dx + dy * dy;
+      }
+      for (int e = first + 1; e < end; ++e) {
+        const int k = m_list[static_cast<std::size_t>(e)];
+        const float dx = px - points[k][0];
+        const float dy = py - points[k][1];
+        const float sq = dx * dx + dy * dy;
+        if (sq < best) {
+          best = sq;
+          bestIndex = k;
+        }
+      }
+      return bestIndex;
+    }
+  }
+  return nearestByRings(points, p);
+}
+
+int NodeGrid::nearestByRings(const TripletBase<float>* points, const TripletBase<float>& p) const {
   // Inside a passage the search mostly ends within two rings of cells.
   constexpr int kCellRings = 4;
   const float px = p[0], py = p[1];
-  if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(m_points, m_count, p);
+  if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(points, m_count, p);
   const int cx = cellX(px), cy = cellY(py);
   float best = std::numeric_limits<float>::infinity();
   int bestIndex = 0;
@@ -394,15 +525,8 @@ int NodeGrid::nearest(const TripletBase<float>& p) const {
   return bestIndex;
 }
 
-void attachGrid(MeshView& mesh, NodeGrid& grid, std::size_t points, bool bruteForce) {
-  // Building costs about as much as a few dozen tree searches per node.
-  if (bruteForce || points < 32 || points * 32 < mesh.count) return;
-  grid.build(mesh.points, mesh.count);
-  if (!grid.empty()) mesh.grid = &grid;
-}
-
 int nearestNode(const MeshView& mesh, const TripletBase<float>& p) {
-  if (mesh.grid != nullptr) return mesh.grid->nearest(p);
+  if (mesh.grid != nullptr) return mesh.grid->nearest(mesh.points, p);
   if (mesh.tree != nullptr) return static_cast<int>(mesh.tree->findNearestPoint(p));
   return nearestNodeBruteForce(mesh.points, mesh.count, p);
 }
@@ -585,7 +709,8 @@ void cellDirections(const TripletBase<float>* points, const Location& cell,
 
 turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
                                             const QORVector<TripletBase<float>>& points,
-                                            const QuadtreeBucket* tree) {
+                                            const QuadtreeBucket* tree,
+                                            const turbo_detail::NodeGrid* grid) {
   const Topo2dBase& level = topo.getLevel(0);
   // Nodes missing behind the topology reach the checked container's failure path, not the search.
   if (level.getSize() > 0) (void)points.at(static_cast<std::size_t>(level.end() - 1));
@@ -597,9 +722,15 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.icv = level.getIcv();
   v.jcv = level.getJcv();
   v.tree = tree;
+  v.grid = (grid != nullptr && !grid->empty()) ? grid : nullptr;
   return v;
 }
 
+
+turbo_detail::MeshView TurboTransform::meshView() const {
+  return turbo_detail::viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get(),
+                              m_noQuadtree ? nullptr : m_nodeGrid.get());
+}
 
 int TurboTransform::getClosestIndex(const TripletBase<float>& point) const {
   if (m_noQuadtree || !m_quadtree) return getClosestIndexBruteForce(point);
@@ -612,15 +743,14 @@ int TurboTransform::getClosestIndexBruteForce(const TripletBase<float>& point) c
 
 int TurboTransform::findClosestElements(const TripletBase<float>& point, int cells[4][2]) const {
   requireMesh("findClosestElements");
-  const turbo_detail::MeshView view = turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr);
+  const turbo_detail::MeshView view = turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr);
   return turbo_detail::cellsAroundNode(view, getClosestIndex(point), cells);
 }
 
 void TurboTransform::getBestQuad(const TripletBase<float>& point, int& corner0, int& corner1,
                                  int& corner2, int& corner3, float& s, float& t) const {
   requireMesh("getBestQuad");
-  const turbo_detail::MeshView view =
-      turbo_detail::viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get());
+  const turbo_detail::MeshView view = meshView();
   turbo_detail::Location loc;
   turbo_detail::locate(view, point, loc);
   corner0 = loc.c0;

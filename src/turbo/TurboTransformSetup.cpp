@@ -14,6 +14,7 @@
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformLocate.h"
 #include "turbo/MeridionalPlane.h"
 
 namespace qor {
@@ -109,6 +110,7 @@ TurboTransform::TurboTransform() {
   m_curveOptimizedSize = 300;
   m_geometryInitialized = false;
   m_quadtree.reset();
+  m_nodeGrid.reset();
   m_projectionDB.reset();
   m_topo.reset();
   initSpaces();

@@ -27,6 +27,10 @@ class ParametricDBInterface;
 class QuadtreeBucket;
 class Topo2dBase;
 class Topo2dMultiLevel;
+namespace turbo_detail {
+class NodeGrid;
+struct MeshView;
+}  // namespace turbo_detail
 
 class QOR_API TurboTransform {
  public:
@@ -197,6 +201,8 @@ class QOR_API TurboTransform {
   void initGeom(ParametricDB& db) const;
   void initSpaces();
   void requireMesh(const char* function) const;
+  // Level 0 of the background mesh with its node search (brute force under QOR_NO_QUADTREE).
+  turbo_detail::MeshView meshView() const;
 
   // fields (TurboTransformFields.cpp)
   void calculateSpaces();
@@ -260,6 +266,9 @@ class QOR_API TurboTransform {
   std::shared_ptr<Topo2dMultiLevel> m_topo;
   QORVector<TripletBase<float>> m_meshPoints;
   std::shared_ptr<QuadtreeBucket> m_quadtree;
+  // The node search of the conversions, built with the background mesh and immutable, so that
+  // copies share it.
+  std::shared_ptr<const turbo_detail::NodeGrid> m_nodeGrid;
   std::vector<std::vector<double>> m_spaceValues;
   std::vector<bool> m_spaceComputed;
   TripletBase<float> m_axisPoint;
