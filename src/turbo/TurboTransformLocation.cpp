@@ -119,8 +119,9 @@ void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
 //     (U, V) = g - f M^-1 D U V + M^-1 e / f.
 // If (U, V) were in the cell, |U V| <= 1/4 (plus rounding), so (U, V) lies within
 //     f |M^-1 D| / 4 + |M^-1| |e| / f
-// of g (max norms). When g is farther than that from [-1/2, 1/2]^2 for each of the three
-// possible factors, no solve can place the point in the cell.
+// of g (max norms). The factors of the retries are radius / distance, which bounds them by fmin
+// and fmax; when g is farther than the bound with f = fmax in the first term and f = fmin in the
+// second from [-1/2, 1/2]^2, no solve can place the point in the cell.
 bool cannotHoldPoint(const TripletBase<float>& p, const TripletBase<float>& a,
                      const TripletBase<float>& b, const TripletBase<float>& c,
                      const TripletBase<float>& d) {
@@ -146,37 +147,38 @@ bool cannotHoldPoint(const TripletBase<float>& p, const TripletBase<float>& a,
   const double skew = std::max(std::fabs(h0), std::fabs(h1));
   const double normInv =
       std::fabs(inv) * std::max(std::fabs(mvy) + std::fabs(mvx), std::fabs(muy) + std::fabs(mux));
-  const double scale = std::max(std::max(std::max(ax, bx), std::max(cx, dx)) -
-                                    std::min(std::min(ax, bx), std::min(cx, dx)),
-                                std::max(std::max(ay, by), std::max(cy, dy)) -
-                                    std::min(std::min(ay, by), std::min(cy, dy)));
-  double magnitude = std::max(std::fabs(double(p[0])), std::fabs(double(p[1])));
-  for (const TripletBase<float>* corner : {&a, &b, &c, &d}) {
-    magnitude = std::max(magnitude, std::max(std::fabs(double((*corner)[0])),
-                                             std::fabs(double((*corner)[1]))));
+
+  // The radii of the retries: the largest and smallest corner distance from the centre.
+  const double xs[4] = {ax, bx, cx, dx}, ys[4] = {ay, by, cy, dy};
+  double big = 0.0, small = std::numeric_limits<double>::infinity();
+  for (int k = 0; k < 4; ++k) {
+    const double rx = xs[k] - centreX, ry = ys[k] - centreY;
+    const double r2 = rx * rx + ry * ry;
+    big = std::max(big, r2);
+    small = std::min(small, r2);
   }
+  big = std::sqrt(big);
+  small = std::sqrt(small);
   const double reach = std::sqrt(ex * ex + ey * ey);
-  // The residual accepted by the solver, with the double rounding of its evaluation.
-  const double residual = 1e-4 * scale * (1.0 + 1e-6) + 1e-12 * magnitude;
-  // The distance from the cell that no solve with factor f can bridge. Float rounding of the
-  // pulled point (centre, offset, scaling) is a few units in the last place of the coordinates,
-  // bounded generously; that of the rescaling (U = (s - 1/2) / f) likewise.
-  auto reachable = [&](double f, bool pulled) {
-    const double rounding = 1e-6 * (1.0 + 1.0 / f);
-    const double edge = 0.5 + rounding;
-    const double e = residual + (pulled ? 2e-6 * (1.0 + f) * (magnitude + reach) : 0.0);
-    return 1.001 * (f * skew * edge * edge + normInv * e / f) + rounding;
-  };
-  double needed = reachable(1.0, false);
-  CellFrame fr;
-  frameOf(p, a, b, c, d, fr);
-  if (fr.distance > 0.0f) {
-    // Both retries, whether or not they run (the bound only needs to be safe).
-    const float f1 = std::sqrt(fr.largest) / fr.distance;
-    const float f2 = std::sqrt(fr.smallest) / fr.distance;
-    if (!(f1 > 0.0f) || !(f2 > 0.0f)) return false;
-    needed = std::max(needed, std::max(reachable(f1, true), reachable(f2, true)));
-  }
+  // Every coordinate involved is at most this large; the retries compute the centre, the offset,
+  // the radii and the pulled point in float, each within a few units in the last place of it.
+  const double magnitude = std::max(std::fabs(centreX), std::fabs(centreY)) + big + reach;
+  const double drift = 4e-7 * magnitude;
+  // The pulling factors f = radius / distance of the retries lie in [fmin, fmax] (with the direct
+  // solve's factor 1).
+  const double lower = reach * (1.0 - 1e-6) - drift;
+  if (!(lower > 0.0)) return false;
+  const double fmax = std::max(1.0, (big * (1.0 + 1e-6) + drift) / lower);
+  const double fmin = std::min(1.0, (small * (1.0 - 1e-6) - drift) / (reach * (1.0 + 1e-6) + drift));
+  if (!(fmin > 0.0)) return false;
+  // The residual accepted by the solver (its cell size is at most the diameter 2 R), with the
+  // double rounding of its evaluation, and the float rounding of the pulled point.
+  const double residual = 2e-4 * big * (1.0 + 1e-6) + 1e-12 * magnitude +
+                          2e-6 * (1.0 + fmax) * (magnitude + reach);
+  // The rounding of the rescaling U = (s - 1/2) / f, generously.
+  const double rounding = 1e-6 * (1.0 + 1.0 / fmin);
+  const double edge = 0.5 + rounding;
+  const double needed = 1.001 * (fmax * skew * edge * edge + normInv * residual / fmin) + rounding;
   return beyond > needed;
 }
 
