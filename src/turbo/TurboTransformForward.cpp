@@ -137,15 +137,15 @@ constexpr std::size_t kLargeMesh = 32768;
 // Lists are ordered in chunks of this many points, which bounds the extra memory (a few MB).
 constexpr std::size_t kOrderChunk = std::size_t(1) << 18;
 
-// A processing order for a chunk of a long list that visits the points block of the search grid
-// by block, with the points copied in that order. Each point is located independently of the
-// others, so the results do not depend on the order; only the memory traffic of unordered lists
-// does.
+// A processing order for a chunk of a long list that visits the points cell of the search grid
+// by cell, the cells block by block, with the points copied in that order. Each point is located
+// independently of the others, so the results do not depend on the order; only the memory
+// traffic and the branch history of unordered lists do.
 struct SpatialOrder {
   std::vector<TripletBase<float>> copy;    // the points of the chunk in list order
   std::vector<TripletBase<float>> points;  // the same in processing order
   std::vector<std::uint32_t> index;        // their positions in the chunk
-  std::vector<std::uint32_t> block;
+  std::vector<std::uint32_t> key;
   std::vector<std::uint32_t> start;
 
   // Points first .. first + n - 1 (n <= kOrderChunk). False when they already run through the
@@ -153,23 +153,24 @@ struct SpatialOrder {
   template <typename PointAt>
   bool arrange(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
                PointAt pointAt) {
-    const std::size_t blocks = static_cast<std::size_t>(grid.blockCount());
+    const std::size_t keys = static_cast<std::size_t>(grid.orderKeyCount());
+    const int blockShift = turbo_detail::NodeGrid::kBlockShift;
     copy.resize(n);
-    block.resize(n);
-    start.assign(blocks + 1, 0);
+    key.resize(n);
     std::size_t jumps = 0;
     for (std::size_t k = 0; k < n; ++k) {
       copy[k] = pointAt(first + k);
-      block[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
-      ++start[block[k] + 1];
-      if (k > 0 && block[k] != block[k - 1]) ++jumps;
+      key[k] = static_cast<std::uint32_t>(grid.orderKeyOf(copy[k]));
+      if (k > 0 && (key[k] >> blockShift) != (key[k - 1] >> blockShift)) ++jumps;
     }
     if (jumps * 8 < n) return false;
-    for (std::size_t b = 0; b < blocks; ++b) start[b + 1] += start[b];
+    start.assign(keys + 1, 0);
+    for (std::size_t k = 0; k < n; ++k) ++start[key[k] + 1];
+    for (std::size_t b = 0; b < keys; ++b) start[b + 1] += start[b];
     points.resize(n);
     index.resize(n);
     for (std::size_t k = 0; k < n; ++k) {
-      const std::uint32_t slot = start[block[k]]++;
+      const std::uint32_t slot = start[key[k]]++;
       points[slot] = copy[k];
       index[slot] = static_cast<std::uint32_t>(k);
     }

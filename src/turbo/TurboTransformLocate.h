@@ -20,6 +20,28 @@ class Topo2dMultiLevel;
 
 namespace turbo_detail {
 
+struct MeshView;
+
+/// What the location needs to know of a cell to prove, cheaply, that a point cannot lie in it:
+/// the cell's bilinear map about its centre C is X(u, v) = C + M (u, v) + D u v (u = s - 1/2,
+/// v = t - 1/2). Unusable cells (singular M, vanishing edges) have a NaN inverse.
+struct CellBound {
+  double centreX, centreY;    ///< C
+  float m00, m01, m10, m11;   ///< M^-1, row by row
+  float skew;                 ///< |M^-1 D| (max norm)
+  float normInv;              ///< |M^-1| (max norm)
+  float big, small;           ///< the largest and smallest corner distance from C
+};
+
+/// The bound of the cell with corners c0 = a, c1 = b, c2 = c, c3 = d.
+CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
+                  const TripletBase<float>& c, const TripletBase<float>& d);
+
+/// True when no solve of the cell search (the direct one and its two retries with the point
+/// pulled onto a circle) can leave `p` inside the cell with the inside flag set: the cell is then
+/// not a first-rank candidate with score 0. False whenever in doubt.
+bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p);
+
 /// A uniform bucket grid over the mesh nodes, built with the background mesh, that answers
 /// exactly what the brute-force scan answers (the same float distance expression, the lowest index
 /// winning a tie).
@@ -36,11 +58,19 @@ class NodeGrid {
   bool empty() const { return m_count == 0; }
   int nearest(const TripletBase<float>* points, const TripletBase<float>& p) const;
 
-  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
-  /// long lists that keeps the nodes and cells in use within a few cache lines.
+  /// Builds the bounds of the cells of `mesh` (numbered i * jcv + j).
+  void buildCellBounds(const MeshView& mesh);
+  /// The cell bounds when built for a mesh of icv x jcv cells, else null.
+  const CellBound* cellBounds(int icv, int jcv) const;
+
+  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row, and the cells row by row
+  /// within their block: a processing order for long lists that keeps the nodes and cells in use
+  /// within a few cache lines. A point's key is the number of its (clamped) cell in that order;
+  /// key >> kBlockShift is its block.
   static constexpr int kBlockCells = 16;
-  int blockCount() const;
-  int blockOf(const TripletBase<float>& p) const;
+  static constexpr int kBlockShift = 8;  // log2(kBlockCells^2)
+  int orderKeyCount() const;
+  int orderKeyOf(const TripletBase<float>& p) const;
 
  private:
   int cellX(double x) const;
@@ -64,6 +94,8 @@ class NodeGrid {
   // the ring search.
   std::vector<int> m_listStart;
   std::vector<int> m_list;
+  std::vector<CellBound> m_bounds;
+  int m_boundsI = 0, m_boundsJ = 0;
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.
@@ -75,7 +107,8 @@ struct MeshView {
   int icv = 0;                                 ///< last i
   int jcv = 0;                                 ///< last j
   const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
-  const NodeGrid* grid = nullptr;              ///< a per-call grid, preferred when present
+  const NodeGrid* grid = nullptr;              ///< the grid, preferred when present
+  const CellBound* bounds = nullptr;           ///< the cells' bounds, if built
 };
 
 /// The view of level 0 of a background mesh with its node searches (either may be null); the

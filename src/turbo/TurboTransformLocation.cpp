@@ -6,6 +6,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
+#include <cstdlib>
 
 #include "qor/foundation/NumericalUtils.h"
 #include "qor/foundation/QuadtreeBucket.h"
@@ -122,65 +123,82 @@ void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
 // of g (max norms). The factors of the retries are radius / distance, which bounds them by fmin
 // and fmax; when g is farther than the bound with f = fmax in the first term and f = fmin in the
 // second from [-1/2, 1/2]^2, no solve can place the point in the cell.
-bool cannotHoldPoint(const TripletBase<float>& p, const TripletBase<float>& a,
-                     const TripletBase<float>& b, const TripletBase<float>& c,
-                     const TripletBase<float>& d) {
+}  // namespace
+
+CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
+                  const TripletBase<float>& c, const TripletBase<float>& d) {
   const double ax = a[0], ay = a[1], bx = b[0], by = b[1], cx = c[0], cy = c[1], dx = d[0],
                dy = d[1];
-  const double centreX = 0.25 * ((ax + bx) + (cx + dx));
-  const double centreY = 0.25 * ((ay + by) + (cy + dy));
+  CellBound r;
+  r.centreX = 0.25 * ((ax + bx) + (cx + dx));
+  r.centreY = 0.25 * ((ay + by) + (cy + dy));
   const double mux = 0.5 * ((bx - ax) + (dx - cx)), muy = 0.5 * ((by - ay) + (dy - cy));
   const double mvx = 0.5 * ((cx - ax) + (dx - bx)), mvy = 0.5 * ((cy - ay) + (dy - by));
   const double det = mux * mvy - mvx * muy;
-  if (!(std::fabs(det) > 0.0)) return false;
   const double inv = 1.0 / det;
-  const double ex = double(p[0]) - centreX, ey = double(p[1]) - centreY;
-  const double g0 = inv * (mvy * ex - mvx * ey);
-  const double g1 = inv * (mux * ey - muy * ex);
-  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
-  if (!(beyond > 1e-6)) return false;  // in or near the cell: solve it
-
-  // The edge lengths that weigh a positive distance outside the cell must not underflow.
-  if (!(mux * mux + muy * muy > 1e-60) || !(mvx * mvx + mvy * mvy > 1e-60)) return false;
+  const bool usable = std::fabs(det) > 0.0 && std::isfinite(inv) &&
+                      // the edge lengths weighing a distance outside the cell must not underflow
+                      mux * mux + muy * muy > 1e-60 && mvx * mvx + mvy * mvy > 1e-60;
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  r.m00 = usable ? static_cast<float>(inv * mvy) : nan;
+  r.m01 = usable ? static_cast<float>(-inv * mvx) : nan;
+  r.m10 = usable ? static_cast<float>(-inv * muy) : nan;
+  r.m11 = usable ? static_cast<float>(inv * mux) : nan;
   const double ddx = (ax - bx) - (cx - dx), ddy = (ay - by) - (cy - dy);
   const double h0 = inv * (mvy * ddx - mvx * ddy), h1 = inv * (mux * ddy - muy * ddx);
-  const double skew = std::max(std::fabs(h0), std::fabs(h1));
-  const double normInv =
-      std::fabs(inv) * std::max(std::fabs(mvy) + std::fabs(mvx), std::fabs(muy) + std::fabs(mux));
-
-  // The radii of the retries: the largest and smallest corner distance from the centre.
+  r.skew = static_cast<float>(std::max(std::fabs(h0), std::fabs(h1)));
+  r.normInv = static_cast<float>(
+      std::fabs(inv) * std::max(std::fabs(mvy) + std::fabs(mvx), std::fabs(muy) + std::fabs(mux)));
   const double xs[4] = {ax, bx, cx, dx}, ys[4] = {ay, by, cy, dy};
   double big = 0.0, small = std::numeric_limits<double>::infinity();
   for (int k = 0; k < 4; ++k) {
-    const double rx = xs[k] - centreX, ry = ys[k] - centreY;
+    const double rx = xs[k] - r.centreX, ry = ys[k] - r.centreY;
     const double r2 = rx * rx + ry * ry;
     big = std::max(big, r2);
     small = std::min(small, r2);
   }
-  big = std::sqrt(big);
-  small = std::sqrt(small);
+  r.big = static_cast<float>(std::sqrt(big));
+  r.small = static_cast<float>(std::sqrt(small));
+  return r;
+}
+
+bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p) {
+  const double ex = double(p[0]) - cell.centreX, ey = double(p[1]) - cell.centreY;
+  const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
+  const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
+  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
+  if (!(beyond > 1e-6)) return false;  // in or near the cell (or unusable): solve it
+
+  // Stored in float, every quantity of the cell is within 1e-7 of itself: the margins below
+  // (1e-6 relative, the factor 1.001) cover that, and the rounded inverse moves g by at most
+  // 1e-7 |M^-1| |p - C|.
+  const double skew = cell.skew, normInv = cell.normInv, big = cell.big, small = cell.small;
   const double reach = std::sqrt(ex * ex + ey * ey);
   // Every coordinate involved is at most this large; the retries compute the centre, the offset,
   // the radii and the pulled point in float, each within a few units in the last place of it.
-  const double magnitude = std::max(std::fabs(centreX), std::fabs(centreY)) + big + reach;
+  const double magnitude = std::max(std::fabs(cell.centreX), std::fabs(cell.centreY)) + big + reach;
   const double drift = 4e-7 * magnitude;
   // The pulling factors f = radius / distance of the retries lie in [fmin, fmax] (with the direct
   // solve's factor 1).
-  const double lower = reach * (1.0 - 1e-6) - drift;
+  const double lower = reach * (1.0 - 2e-6) - drift;
   if (!(lower > 0.0)) return false;
-  const double fmax = std::max(1.0, (big * (1.0 + 1e-6) + drift) / lower);
-  const double fmin = std::min(1.0, (small * (1.0 - 1e-6) - drift) / (reach * (1.0 + 1e-6) + drift));
+  const double fmax = std::max(1.0, (big * (1.0 + 2e-6) + drift) / lower);
+  const double fmin =
+      std::min(1.0, (small * (1.0 - 2e-6) - drift) / (reach * (1.0 + 2e-6) + drift));
   if (!(fmin > 0.0)) return false;
   // The residual accepted by the solver (its cell size is at most the diameter 2 R), with the
   // double rounding of its evaluation, and the float rounding of the pulled point.
-  const double residual = 2e-4 * big * (1.0 + 1e-6) + 1e-12 * magnitude +
+  const double residual = 2e-4 * big * (1.0 + 2e-6) + 1e-12 * magnitude +
                           2e-6 * (1.0 + fmax) * (magnitude + reach);
   // The rounding of the rescaling U = (s - 1/2) / f, generously.
   const double rounding = 1e-6 * (1.0 + 1.0 / fmin);
   const double edge = 0.5 + rounding;
-  const double needed = 1.001 * (fmax * skew * edge * edge + normInv * residual / fmin) + rounding;
+  const double needed = 1.001 * (fmax * skew * edge * edge + normInv * residual / fmin) +
+                        rounding + 2e-7 * normInv * std::max(std::fabs(ex), std::fabs(ey));
   return beyond > needed;
 }
+
+namespace {
 
 inline float outside(float v) {
   if (v < 0.0f) return -v;
@@ -378,10 +396,35 @@ int NodeGrid::cellY(double y) const {
   return c >= m_ny - 1 ? m_ny - 1 : static_cast<int>(c);
 }
 
-int NodeGrid::blockCount() const { return m_bx * m_by; }
+void NodeGrid::buildCellBounds(const MeshView& mesh) {
+  m_bounds.clear();
+  m_boundsI = m_boundsJ = 0;
+  if (mesh.icv <= 0 || mesh.jcv <= 0) return;
+  m_bounds.resize(static_cast<std::size_t>(mesh.icv) * static_cast<std::size_t>(mesh.jcv));
+  for (int i = 0; i < mesh.icv; ++i) {
+    for (int j = 0; j < mesh.jcv; ++j) {
+      const int c0 = mesh.begin + i * mesh.jsize + j, c1 = c0 + mesh.jsize;
+      const TripletBase<float>* P = mesh.points;
+      m_bounds[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.jcv) +
+               static_cast<std::size_t>(j)] = boundOf(P[c0], P[c1], P[c0 + 1], P[c1 + 1]);
+    }
+  }
+  m_boundsI = mesh.icv;
+  m_boundsJ = mesh.jcv;
+}
 
-int NodeGrid::blockOf(const TripletBase<float>& p) const {
-  return (cellY(p[1]) / kBlockCells) * m_bx + cellX(p[0]) / kBlockCells;
+const CellBound* NodeGrid::cellBounds(int icv, int jcv) const {
+  if (m_bounds.empty() || icv != m_boundsI || jcv != m_boundsJ) return nullptr;
+  return m_bounds.data();
+}
+
+int NodeGrid::orderKeyCount() const { return (m_bx * m_by) << kBlockShift; }
+
+int NodeGrid::orderKeyOf(const TripletBase<float>& p) const {
+  static_assert(kBlockCells * kBlockCells == (1 << kBlockShift), "block size");
+  const int x = cellX(p[0]), y = cellY(p[1]);
+  const int block = (y / kBlockCells) * m_bx + x / kBlockCells;
+  return (block << kBlockShift) + (y % kBlockCells) * kBlockCells + x % kBlockCells;
 }
 
 int NodeGrid::nearest(const TripletBase<float>* points, const TripletBase<float>& p) const {
@@ -655,7 +698,13 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
     loc.c2 = loc.c0 + 1;
     loc.c3 = loc.c1 + 1;
     const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
-    if (n + 1 < count && cannotHoldPoint(p, a, b, c, d)) {
+    if (n + 1 < count &&
+        cannotHoldPoint(mesh.bounds != nullptr
+                            ? mesh.bounds[static_cast<std::size_t>(loc.i) *
+                                              static_cast<std::size_t>(mesh.jcv) +
+                                          static_cast<std::size_t>(loc.j)]
+                            : boundOf(a, b, c, d),
+                        p)) {
       deferred = true;
       continue;
     }
@@ -725,6 +774,7 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.jcv = level.getJcv();
   v.tree = tree;
   v.grid = (grid != nullptr && !grid->empty()) ? grid : nullptr;
+  v.bounds = (v.grid != nullptr && !std::getenv("NOB")) ? v.grid->cellBounds(v.icv, v.jcv) : nullptr;
   return v;
 }
 
