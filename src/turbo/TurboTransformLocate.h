@@ -48,15 +48,16 @@ bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p);
 ///
 /// Each grid cell near the mesh keeps the short list of nodes that can be nearest to some point of
 /// the cell (those no other node beats over the whole cell), so that a query there compares a few
-/// distances. Cells far from every node, and points outside the grid, fall back to a search by
-/// rings of cells.
+/// distances. Cells far from every node, and points outside the grid, have no list: the caller
+/// asks the quadtree there.
 class NodeGrid {
  public:
   /// Builds the grid over `points`; the grid keeps no pointer to them, so that copies of a
   /// transform can share it. Queries pass the same nodes again.
   void build(const TripletBase<float>* points, std::size_t count);
   bool empty() const { return m_count == 0; }
-  int nearest(const TripletBase<float>* points, const TripletBase<float>& p) const;
+  /// The nearest node when the point's cell has a list of candidates, else -1.
+  int nearestFromList(const TripletBase<float>& p) const;
 
   /// Builds the bounds of the cells of `mesh` (numbered i * jcv + j).
   void buildCellBounds(const MeshView& mesh);
@@ -75,25 +76,24 @@ class NodeGrid {
  private:
   int cellX(double x) const;
   int cellY(double y) const;
-  int nearestByRings(const TripletBase<float>* points, const TripletBase<float>& p) const;
   void buildCandidateLists();
 
   std::size_t m_count = 0;
   double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
   int m_nx = 1, m_ny = 1;
   int m_bx = 1, m_by = 1;     // blocks per row and per column
-  std::vector<int> m_start;   // first entry of each cell in the packed arrays, cells y-major
-  std::vector<int> m_blockNodes;  // number of nodes in each block, blocks y-major
+  // While building: the nodes bucketed by cell (cells y-major), ascending index within a cell.
+  std::vector<int> m_start;
   struct Entry {
     float x, y;
     int index;
   };
-  std::vector<Entry> m_entries;  // the nodes cell by cell, ascending index within a cell
+  std::vector<Entry> m_entries;
   // Per cell, the nodes that can be nearest to a point of the cell, in ascending index order
   // (entries m_listStart[c] .. m_listStart[c + 1] - 1 of m_list); an empty list sends the query to
-  // the ring search.
+  // the quadtree.
   std::vector<int> m_listStart;
-  std::vector<int> m_list;
+  std::vector<Entry> m_list;
   std::vector<CellBound> m_bounds;
   int m_boundsI = 0, m_boundsJ = 0;
 };

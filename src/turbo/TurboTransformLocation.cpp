@@ -271,12 +271,6 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
   for (std::size_t c = 0; c < ncell; ++c) m_start[c + 1] += m_start[c];
   m_bx = (m_nx + kBlockCells - 1) / kBlockCells;
   m_by = (m_ny + kBlockCells - 1) / kBlockCells;
-  m_blockNodes.assign(static_cast<std::size_t>(m_bx) * static_cast<std::size_t>(m_by), 0);
-  for (std::size_t k = 0; k < count; ++k) {
-    const int c = cellOf[k];
-    const int b = ((c / m_nx) / kBlockCells) * m_bx + (c % m_nx) / kBlockCells;
-    ++m_blockNodes[static_cast<std::size_t>(b)];
-  }
   std::vector<int> fill(m_start.begin(), m_start.end() - 1);
   m_entries.resize(count);
   for (std::size_t k = 0; k < count; ++k) {
@@ -284,6 +278,9 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
     m_entries[static_cast<std::size_t>(e)] = {points[k][0], points[k][1], static_cast<int>(k)};
   }
   buildCandidateLists();
+  // The buckets served the building only.
+  std::vector<int>().swap(m_start);
+  std::vector<Entry>().swap(m_entries);
 }
 
 void NodeGrid::buildCandidateLists() {
@@ -304,7 +301,7 @@ void NodeGrid::buildCandidateLists() {
     int index;
   };
   std::vector<Seen> seen;
-  std::vector<int> chosen;
+  std::vector<Entry> chosen;
   for (int cy = 0; cy < m_ny; ++cy) {
     for (int cx = 0; cx < m_nx; ++cx) {
       const std::size_t cell = static_cast<std::size_t>(cy) * static_cast<std::size_t>(m_nx) +
@@ -375,9 +372,10 @@ void NodeGrid::buildCandidateLists() {
             }
           }
         }
-        if (!beaten) chosen.push_back(n.index);
+        if (!beaten) chosen.push_back({static_cast<float>(n.x), static_cast<float>(n.y), n.index});
       }
-      std::sort(chosen.begin(), chosen.end());
+      std::sort(chosen.begin(), chosen.end(),
+                [](const Entry& a, const Entry& b) { return a.index < b.index; });
       m_list.insert(m_list.end(), chosen.begin(), chosen.end());
     }
   }
@@ -427,7 +425,7 @@ int NodeGrid::orderKeyOf(const TripletBase<float>& p) const {
   return (block << kBlockShift) + (y % kBlockCells) * kBlockCells + x % kBlockCells;
 }
 
-int NodeGrid::nearest(const TripletBase<float>* points, const TripletBase<float>& p) const {
+int NodeGrid::nearestFromList(const TripletBase<float>& p) const {
   const float px = p[0], py = p[1];
   // Inside the grid (NaN fails these tests), the list of the point's cell, if it has one.
   const double gx = (double(px) - m_x0) * m_invW, gy = (double(py) - m_y0) * m_invH;
@@ -437,141 +435,40 @@ int NodeGrid::nearest(const TripletBase<float>* points, const TripletBase<float>
     const int first = m_listStart[c], end = m_listStart[c + 1];
     if (first < end) {
       // Ascending indices and a strict comparison: the lowest index wins a tie.
-      int bestIndex = m_list[static_cast<std::size_t>(first)];
+      const Entry* entry = m_list.data() + first;
+      const Entry* const last = m_list.data() + end;
+      int bestIndex = entry->index;
       float best;
       {
-        const float dx = px - points[bestIndex][0];
-        const float dy = py - points[bestIndex][1];
+        const float dx = px - entry->x;
+        const float dy = py - entry->y;
         best = dx * dx + dy * dy;
       }
-      for (int e = first + 1; e < end; ++e) {
-        const int k = m_list[static_cast<std::size_t>(e)];
-        const float dx = px - points[k][0];
-        const float dy = py - points[k][1];
+      for (++entry; entry != last; ++entry) {
+        const float dx = px - entry->x;
+        const float dy = py - entry->y;
         const float sq = dx * dx + dy * dy;
         if (sq < best) {
           best = sq;
-          bestIndex = k;
+          bestIndex = entry->index;
         }
       }
       return bestIndex;
     }
   }
-  return nearestByRings(points, p);
-}
-
-int NodeGrid::nearestByRings(const TripletBase<float>* points, const TripletBase<float>& p) const {
-  // Inside a passage the search mostly ends within two rings of cells.
-  constexpr int kCellRings = 4;
-  const float px = p[0], py = p[1];
-  if (!std::isfinite(px) || !std::isfinite(py)) return nearestNodeBruteForce(points, m_count, p);
-  const int cx = cellX(px), cy = cellY(py);
-  float best = std::numeric_limits<float>::infinity();
-  int bestIndex = 0;
-  // The cells x0..x1 of row y are consecutive in the packed arrays: one scan covers them.
-  auto scanRow = [&](int y, int x0, int x1) {
-    const std::size_t row = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx);
-    const int end = m_start[row + static_cast<std::size_t>(x1) + 1];
-    for (int e = m_start[row + static_cast<std::size_t>(x0)]; e < end; ++e) {
-      // The expression of the brute-force scan; visiting order differs, so ties compare indices.
-      const Entry& entry = m_entries[static_cast<std::size_t>(e)];
-      const float dx = px - entry.x;
-      const float dy = py - entry.y;
-      const float sq = dx * dx + dy * dy;
-      const int k = entry.index;
-      if (sq < best || (sq == best && k < bestIndex)) {
-        best = sq;
-        bestIndex = k;
-      }
-    }
-  };
-  const double gx1 = m_x0 + m_nx * m_cw, gy1 = m_y0 + m_ny * m_ch;
-  // Squared distance from the point to the rectangle [ax, bx] x [ay, by].
-  auto rectDistance2 = [px, py](double ax, double bx, double ay, double by) {
-    const double dx = std::max(std::max(ax - px, 0.0), px - bx);
-    const double dy = std::max(std::max(ay - py, 0.0), py - by);
-    return dx * dx + dy * dy;
-  };
-  // Nodes not yet seen lie in the strips of the grid beyond the cells [x0, x1] x [y0, y1], all of
-  // whose nodes have been seen: at least `gap` away from the point, wherever the point is.
-  auto finished = [&](int x0, int x1, int y0, int y1) {
-    double gap2 = std::numeric_limits<double>::infinity();
-    if (x0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, m_x0 + x0 * m_cw, m_y0, gy1));
-    if (x1 < m_nx - 1) gap2 = std::min(gap2, rectDistance2(m_x0 + (x1 + 1) * m_cw, gx1, m_y0, gy1));
-    if (y0 > 0) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0, m_y0 + y0 * m_ch));
-    if (y1 < m_ny - 1) gap2 = std::min(gap2, rectDistance2(m_x0, gx1, m_y0 + (y1 + 1) * m_ch, gy1));
-    if (gap2 == std::numeric_limits<double>::infinity()) return true;  // the whole grid is seen
-    // Float distances of farther nodes are at least gap^2 less a few ulps: stop only when they
-    // would exceed the best strictly, so that equal distances still reach the lower index. Most
-    // rings stop or go on clearly; the test with the rounding slack decides the rest.
-    if (!(gap2 > static_cast<double>(best))) return false;
-    const double gap = std::sqrt(gap2) - m_slack;
-    return gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best);
-  };
-  // Rings of cells around the point's cell while they are few...
-  for (int r = 0; r < kCellRings; ++r) {
-    const int x0 = cx - r, x1 = cx + r, y0 = cy - r, y1 = cy + r;
-    if (r == 0) {
-      scanRow(cy, cx, cx);
-    } else {
-      const int xa = std::max(x0, 0), xb = std::min(x1, m_nx - 1);
-      if (y0 >= 0) scanRow(y0, xa, xb);
-      if (y1 < m_ny) scanRow(y1, xa, xb);
-      for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_ny - 1); ++y) {
-        if (x0 >= 0) scanRow(y, x0, x0);
-        if (x1 < m_nx) scanRow(y, x1, x1);
-      }
-    }
-    if (finished(x0, x1, y0, y1)) return bestIndex;
-  }
-  // ...then rings of blocks, skipping empty ones: a point far from every node (outside a curved
-  // passage, or outside the mesh) does not walk through thousands of empty cells. Blocks that
-  // hold cells seen above are scanned again, which changes nothing.
-  // A block is skipped when it is empty, or when all of it lies farther than the best node so far
-  // by the margin of the ring test (its nodes cannot reach the best distance, not even a tie).
-  auto scanBlock = [&](int bx, int by) {
-    if (m_blockNodes[static_cast<std::size_t>(by) * static_cast<std::size_t>(m_bx) +
-                     static_cast<std::size_t>(bx)] == 0) {
-      return;
-    }
-    const int xa = bx * kBlockCells, xb = std::min(xa + kBlockCells, m_nx) - 1;
-    const int ya = by * kBlockCells, yb = std::min(ya + kBlockCells, m_ny) - 1;
-    const double d2 = rectDistance2(m_x0 + xa * m_cw, m_x0 + (xb + 1) * m_cw, m_y0 + ya * m_ch,
-                                    m_y0 + (yb + 1) * m_ch);
-    if (d2 > static_cast<double>(best)) {
-      const double gap = std::sqrt(d2) - m_slack;
-      if (gap > 0.0 && gap * gap * (1.0 - 1e-6) > static_cast<double>(best)) return;
-    }
-    for (int y = ya; y <= yb; ++y) scanRow(y, xa, xb);
-  };
-  const int bcx = cx / kBlockCells, bcy = cy / kBlockCells;
-  const int maxRing = std::max(m_bx, m_by);
-  for (int r = 0; r <= maxRing; ++r) {
-    const int x0 = bcx - r, x1 = bcx + r, y0 = bcy - r, y1 = bcy + r;
-    if (r == 0) {
-      scanBlock(bcx, bcy);
-    } else {
-      for (int x = std::max(x0, 0); x <= std::min(x1, m_bx - 1); ++x) {
-        if (y0 >= 0) scanBlock(x, y0);
-        if (y1 < m_by) scanBlock(x, y1);
-      }
-      for (int y = std::max(y0 + 1, 0); y <= std::min(y1 - 1, m_by - 1); ++y) {
-        if (x0 >= 0) scanBlock(x0, y);
-        if (x1 < m_bx) scanBlock(x1, y);
-      }
-    }
-    // The seen cells, clipped to the grid (a strip test beyond the grid edge is skipped anyway).
-    const int cx0 = std::max(x0, 0) * kBlockCells;
-    const int cx1 = std::min((x1 + 1) * kBlockCells, m_nx) - 1;
-    const int cy0 = std::max(y0, 0) * kBlockCells;
-    const int cy1 = std::min((y1 + 1) * kBlockCells, m_ny) - 1;
-    if (finished(cx0, cx1, cy0, cy1)) break;
-  }
-  return bestIndex;
+  return -1;
 }
 
 int nearestNode(const MeshView& mesh, const TripletBase<float>& p) {
-  if (mesh.grid != nullptr) return mesh.grid->nearest(mesh.points, p);
+  // A non-finite point is at no finite distance: the scan's answer (node 0 on any valid mesh).
+  if (!std::isfinite(p[0]) || !std::isfinite(p[1])) {
+    return nearestNodeBruteForce(mesh.points, mesh.count, p);
+  }
+  if (mesh.grid != nullptr) {
+    const int listed = mesh.grid->nearestFromList(p);
+    if (listed >= 0) return listed;
+  }
+  // Far from every node (no list there) the tree is faster than a walk through empty cells.
   if (mesh.tree != nullptr) return static_cast<int>(mesh.tree->findNearestPoint(p));
   return nearestNodeBruteForce(mesh.points, mesh.count, p);
 }
