@@ -226,7 +226,7 @@ void convertOneSpace(const MeshView& mesh, const Field& field, std::size_t n, fl
 
 float TurboTransform::convertARTtoSpace(space s, const TripletBase<float>& art) const {
   requireMesh("convertARTtoSpace");
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::singlePointView(meshView());
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
@@ -312,7 +312,7 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
                                           TripletBase<float>& out) const {
   // The mesh is required; a transform without one fails here rather than in the search.
   requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::singlePointView(meshView());
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
@@ -325,7 +325,7 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
 void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<double>& art,
                                           TripletBase<double>& out) const {
   requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::singlePointView(meshView());
   Location loc;
   turbo_detail::locate(mesh, TripletBase<float>(art), loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);

@@ -699,7 +699,7 @@ int TurboTransform::findClosestElements(const TripletBase<float>& point, int cel
 void TurboTransform::getBestQuad(const TripletBase<float>& point, int& corner0, int& corner1,
                                  int& corner2, int& corner3, float& s, float& t) const {
   requireMesh("getBestQuad");
-  const turbo_detail::MeshView view = meshView();
+  const turbo_detail::MeshView view = turbo_detail::singlePointView(meshView());
   turbo_detail::Location loc;
   turbo_detail::locate(view, point, loc);
   corner0 = loc.c0;
