@@ -157,13 +157,18 @@ struct SpatialOrder {
     const int blockShift = turbo_detail::NodeGrid::kBlockShift;
     copy.resize(n);
     key.resize(n);
+    for (std::size_t k = 0; k < n; ++k) copy[k] = pointAt(first + k);
+    // The first few thousand points tell whether the chunk already runs through the mesh.
+    const std::size_t sample = std::min<std::size_t>(n, 4096);
     std::size_t jumps = 0;
-    for (std::size_t k = 0; k < n; ++k) {
-      copy[k] = pointAt(first + k);
+    for (std::size_t k = 0; k < sample; ++k) {
       key[k] = static_cast<std::uint32_t>(grid.orderKeyOf(copy[k]));
       if (k > 0 && (key[k] >> blockShift) != (key[k - 1] >> blockShift)) ++jumps;
     }
-    if (jumps * 8 < n) return false;
+    if (jumps * 8 < sample) return false;
+    for (std::size_t k = sample; k < n; ++k) {
+      key[k] = static_cast<std::uint32_t>(grid.orderKeyOf(copy[k]));
+    }
     start.assign(keys + 1, 0);
     for (std::size_t k = 0; k < n; ++k) ++start[key[k] + 1];
     for (std::size_t b = 0; b < keys; ++b) start[b + 1] += start[b];
