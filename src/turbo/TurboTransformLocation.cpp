@@ -107,22 +107,6 @@ void solveInCell(const TripletBase<float>& p, const TripletBase<float>& a,
   if (hasRealSize(smallRadius)) retry(smallRadius);
 }
 
-// True when none of the solves of `solveInCell` can end with flag2 set and (s, t) in [0, 1]^2,
-// that is when the cell cannot be a first-rank candidate with score 0. A cheap sufficient test,
-// false whenever in doubt.
-//
-// Write the cell's bilinear map about its centre C as X(u, v) = C + M (u, v) + D u v, with
-// u = s - 1/2, v = t - 1/2, and let g = M^-1 (p - C): the point's local coordinates if the cell
-// were the parallelogram M. A solve for the point pulled by the factor f (1 for the direct solve)
-// that sets flag2 has converged to X(u, v) = C + f (p - C) + e with |e| bounded by the residual
-// test of the solver (1e-4 of the cell size) and the float rounding of the pulled point; the
-// rescaled coordinates (U, V) = (u, v) / f then satisfy
-//     (U, V) = g - f M^-1 D U V + M^-1 e / f.
-// If (U, V) were in the cell, |U V| <= 1/4 (plus rounding), so (U, V) lies within
-//     f |M^-1 D| / 4 + |M^-1| |e| / f
-// of g (max norms). The factors of the retries are radius / distance, which bounds them by fmin
-// and fmax; when g is farther than the bound with f = fmax in the first term and f = fmin in the
-// second from [-1/2, 1/2]^2, no solve can place the point in the cell.
 }  // namespace
 
 CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
@@ -162,6 +146,21 @@ CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
   return r;
 }
 
+// No solve of `solveInCell` can end with flag2 set and (s, t) in [0, 1]^2, the only way to a
+// first-rank score of 0, when the point is clearly outside the cell:
+//
+// Write the cell's bilinear map about its centre C as X(u, v) = C + M (u, v) + D u v, with
+// u = s - 1/2, v = t - 1/2, and let g = M^-1 (p - C): the point's local coordinates if the cell
+// were the parallelogram M. A solve for the point pulled by the factor f (1 for the direct solve)
+// that sets flag2 has converged to X(u, v) = C + f (p - C) + e with |e| bounded by the residual
+// test of the solver (1e-4 of the cell size) and the float rounding of the pulled point; the
+// rescaled coordinates (U, V) = (u, v) / f then satisfy
+//     (U, V) = g - f M^-1 D U V + M^-1 e / f.
+// If (U, V) were in the cell, |U V| <= 1/4 (plus rounding), so (U, V) lies within
+//     f |M^-1 D| / 4 + |M^-1| |e| / f
+// of g (max norms). The factors of the retries are radius / distance, which bounds them by fmin
+// and fmax; when g is farther than the bound with f = fmax in the first term and f = fmin in the
+// second from [-1/2, 1/2]^2, no solve can place the point in the cell.
 bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p) {
   const double ex = double(p[0]) - cell.centreX, ey = double(p[1]) - cell.centreY;
   const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
