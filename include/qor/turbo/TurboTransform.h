@@ -53,8 +53,9 @@ class QOR_API TurboTransform {
   enum BMsize : int { BMcoarse = 500, BMmedium = 2000, BMfine = 8000, BMveryFine = 20000 };
 
   TurboTransform();
-  /// Copies the curves, fields and settings; the projection database, topology and quadtree are
-  /// shared with the source (a copy that rebuilds its mesh leaves the source intact).
+  /// Copies the curves, fields and settings; the projection database, topology and the search
+  /// structures of the mesh are shared with the source (a copy that rebuilds its mesh leaves the
+  /// source intact).
   TurboTransform(const TurboTransform&);
   TurboTransform& operator=(const TurboTransform&);
   virtual ~TurboTransform();
@@ -112,6 +113,9 @@ class QOR_API TurboTransform {
                    int& corner3, float& s, float& t) const;
 
   // ---- forward conversions: (axial, radial, theta) or (x, y, z) to spaces ---------------------
+  // The single-point forms allocate nothing. The list forms locate each point independently, so
+  // their results equal the single-point ones whatever the order of the list; long unordered lists
+  // are processed in an order of their own, which only changes the memory traffic.
   float convertARTtoSpace(space s, const TripletBase<float>& art) const;
   void convertARTtoSpace(space s, const QORVector<TripletBase<float>>& art,
                          QORVector<float>& values) const;
@@ -260,8 +264,9 @@ class QOR_API TurboTransform {
 
   bool m_geometryInitialized = false;
   std::vector<std::string> m_curveNames;
-  // The projection database, topology and quadtree are shared between copies of a transform and
-  // released when the last holder goes; rebuilding replaces only this object's pointers.
+  // The projection database, topology, quadtree and node grid are shared between copies of a
+  // transform and released when the last holder goes; rebuilding replaces only this object's
+  // pointers.
   std::shared_ptr<ParametricDBInterface> m_projectionDB;
   std::shared_ptr<Topo2dMultiLevel> m_topo;
   QORVector<TripletBase<float>> m_meshPoints;
