@@ -313,23 +313,34 @@ void NodeGrid::buildCandidateLists() {
       seen.clear();
       double bound = std::numeric_limits<double>::infinity();  // least max distance seen, squared
       bool complete = false;
+      // The cells xa..xb of row y are consecutive in the buckets: one loop covers them.
+      auto scanRow = [&](int y, int xa, int xb) {
+        if (y < 0 || y >= m_ny) return;
+        xa = std::max(xa, 0);
+        xb = std::min(xb, m_nx - 1);
+        if (xa > xb) return;
+        const std::size_t row = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx);
+        const int end = m_start[row + static_cast<std::size_t>(xb) + 1];
+        for (int e = m_start[row + static_cast<std::size_t>(xa)]; e < end; ++e) {
+          const Entry& n = m_entries[static_cast<std::size_t>(e)];
+          const double ex = std::max(std::max(gx0 - n.x, 0.0), n.x - gx1);
+          const double ey = std::max(std::max(gy0 - n.y, 0.0), n.y - gy1);
+          const double fx = std::max(std::fabs(n.x - gx0), std::fabs(n.x - gx1));
+          const double fy = std::max(std::fabs(n.y - gy0), std::fabs(n.y - gy1));
+          const double maxD2 = fx * fx + fy * fy;
+          seen.push_back({n.x, n.y, ex * ex + ey * ey, maxD2, n.index});
+          bound = std::min(bound, maxD2);
+        }
+      };
       for (int r = 0; r <= kMaxRings && seen.size() <= kMaxSeen; ++r) {
-        for (int y = std::max(cy - r, 0); y <= std::min(cy + r, m_ny - 1); ++y) {
-          const bool edgeRow = (y == cy - r || y == cy + r);
-          for (int x = std::max(cx - r, 0); x <= std::min(cx + r, m_nx - 1); ++x) {
-            if (!edgeRow && x != cx - r && x != cx + r) continue;  // inner cells seen before
-            const std::size_t c = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx) +
-                                  static_cast<std::size_t>(x);
-            for (int e = m_start[c]; e < m_start[c + 1]; ++e) {
-              const Entry& n = m_entries[static_cast<std::size_t>(e)];
-              const double ex = std::max(std::max(gx0 - n.x, 0.0), n.x - gx1);
-              const double ey = std::max(std::max(gy0 - n.y, 0.0), n.y - gy1);
-              const double fx = std::max(std::fabs(n.x - gx0), std::fabs(n.x - gx1));
-              const double fy = std::max(std::fabs(n.y - gy0), std::fabs(n.y - gy1));
-              const double maxD2 = fx * fx + fy * fy;
-              seen.push_back({n.x, n.y, ex * ex + ey * ey, maxD2, n.index});
-              bound = std::min(bound, maxD2);
-            }
+        if (r == 0) {
+          scanRow(cy, cx, cx);
+        } else {
+          scanRow(cy - r, cx - r, cx + r);
+          scanRow(cy + r, cx - r, cx + r);
+          for (int y = cy - r + 1; y <= cy + r - 1; ++y) {
+            scanRow(y, cx - r, cx - r);
+            scanRow(y, cx + r, cx + r);
           }
         }
         // Nodes not seen yet lie at least r gaps away from the cell (less the slack).
@@ -347,29 +358,33 @@ void NodeGrid::buildCandidateLists() {
       const std::size_t strong = std::min(kStrongNodes, seen.size());
       std::partial_sort(seen.begin(), seen.begin() + static_cast<std::ptrdiff_t>(strong),
                         seen.end(), [](const Seen& a, const Seen& b) { return a.maxD2 < b.maxD2; });
+      // The squared corner distances of the strong nodes, and the margin each must win by.
+      double strongD2[kStrongNodes][4], margin[kStrongNodes];
+      for (std::size_t m = 0; m < strong; ++m) {
+        margin[m] = 0.0;
+        for (int c = 0; c < 4; ++c) {
+          const double ox = corners[c][0] - seen[m].x, oy = corners[c][1] - seen[m].y;
+          strongD2[m][c] = ox * ox + oy * oy;
+          margin[m] = std::max(margin[m], strongD2[m][c]);
+        }
+        margin[m] *= kRelative;
+      }
       for (std::size_t k = 0; k < seen.size(); ++k) {
         const Seen& n = seen[k];
         if (n.minD2 > limit) continue;
         // ...and not beaten over the whole cell by one of the nearest nodes. The difference of two
         // squared distances is affine in the point, so beating at the four corners with a margin
         // beats everywhere in the cell.
+        double nd2[4];
+        for (int c = 0; c < 4; ++c) {
+          const double nx = corners[c][0] - n.x, ny = corners[c][1] - n.y;
+          nd2[c] = nx * nx + ny * ny;
+        }
         bool beaten = false;
         for (std::size_t m = 0; m < strong && !beaten; ++m) {
           if (m == k) continue;
-          const Seen& o = seen[m];
-          double worst = 0.0;
-          for (const auto& c : corners) {
-            const double ox = c[0] - o.x, oy = c[1] - o.y;
-            worst = std::max(worst, ox * ox + oy * oy);
-          }
-          beaten = true;
-          for (const auto& c : corners) {
-            const double nx = c[0] - n.x, ny = c[1] - n.y, ox = c[0] - o.x, oy = c[1] - o.y;
-            if (!((nx * nx + ny * ny) - (ox * ox + oy * oy) > kRelative * worst)) {
-              beaten = false;
-              break;
-            }
-          }
+          beaten = nd2[0] - strongD2[m][0] > margin[m] && nd2[1] - strongD2[m][1] > margin[m] &&
+                   nd2[2] - strongD2[m][2] > margin[m] && nd2[3] - strongD2[m][3] > margin[m];
         }
         if (!beaten) chosen.push_back({static_cast<float>(n.x), static_cast<float>(n.y), n.index});
       }
