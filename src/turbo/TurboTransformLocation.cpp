@@ -444,8 +444,9 @@ int NodeGrid::nearestFromList(const TripletBase<float>& p) const {
   // Inside the grid (NaN fails these tests), the list of the point's cell, if it has one.
   const double gx = (double(px) - m_x0) * m_invW, gy = (double(py) - m_y0) * m_invH;
   if (gx >= 0.0 && gx < m_nx && gy >= 0.0 && gy < m_ny) {
-    const std::size_t c = static_cast<std::size_t>(cellY(py)) * static_cast<std::size_t>(m_nx) +
-                          static_cast<std::size_t>(cellX(px));
+    // Truncation is the floor of cellX and cellY here, the values being non-negative.
+    const std::size_t c = static_cast<std::size_t>(gy) * static_cast<std::size_t>(m_nx) +
+                          static_cast<std::size_t>(gx);
     const int first = m_listStart[c], end = m_listStart[c + 1];
     if (first < end) {
       // Ascending indices and a strict comparison: the lowest index wins a tie.
@@ -572,9 +573,9 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
     // Mean edge lengths weigh the distance outside the cell. Inside the cell both distances are
     // 0, and with finite lengths their products are 0: the lengths are then not needed.
     const float os = outside(loc.s), ot = outside(loc.t);
-    const bool finiteEdges = safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d);
     float sc = 0.0f;
-    if (os != 0.0f || ot != 0.0f || !finiteEdges) {
+    if (os != 0.0f || ot != 0.0f ||
+        !(safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d))) {
       const float li = 0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) +
                                planarLength(d[0] - c[0], d[1] - c[1]));
       const float lj = 0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) +
