@@ -137,6 +137,25 @@ void ConversionSinglePoint(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// Many short lists (64 points each, three spaces): what a caller pays per call besides the points.
+void ConversionShortLists(benchmark::State& state) {
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const TripletQORVector& pts = queryPoints(true);
+  const QORVector<TurboTransform::space> spaces = {TurboTransform::nm, TurboTransform::nspan,
+                                                   TurboTransform::mprime};
+  constexpr std::size_t kLength = 64;
+  QORVector<std::vector<float>> values;
+  std::size_t first = 0;
+  for (auto _ : state) {
+    const TripletQORVector list(std::vector<P3>(pts.points().begin() + first,
+                                                pts.points().begin() + first + kLength));
+    t.convertARTtoSpace(list, spaces, values);
+    benchmark::DoNotOptimize(values.data());
+    first = (first + kLength) % (pts.size() - kLength);
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kLength));
+}
+
 void meshesAndOrders(benchmark::internal::Benchmark* b) {
   b->ArgNames({"nodes", "sorted"});
   for (int nodes : {2000, 200000}) {
@@ -148,6 +167,7 @@ void meshesAndOrders(benchmark::internal::Benchmark* b) {
 BENCHMARK(ConversionOneSpace)->Apply(meshesAndOrders);
 BENCHMARK(ConversionThreeSpaces)->Apply(meshesAndOrders);
 BENCHMARK(ConversionBoundingBox)->ArgName("nodes")->Arg(2000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(ConversionShortLists)->ArgName("nodes")->Arg(2000)->Arg(200000);
 BENCHMARK(ConversionSinglePoint)->ArgName("nodes")->Arg(2000)->Arg(200000);
 
 }  // namespace

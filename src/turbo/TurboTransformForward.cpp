@@ -109,16 +109,18 @@ inline double valueOfDouble(const Field& f, const Location& loc) {
   return NumericalUtils::calculateValueInQuadFromSTD(loc.s, loc.t, w0, w1, w2, w3);
 }
 
-// For long lists (those that get a search grid), copies the node fields into one float array,
-// node by node, so that the corners of a cell bring all requested values in the same cache lines.
-void packNodeFields(const MeshView& mesh, std::vector<Field>& fields, std::vector<float>& store) {
-  if (mesh.grid == nullptr) return;
+// For long lists, copies the node fields into one float array, node by node, so that the corners
+// of a cell bring all requested values in the same cache lines.
+void packNodeFields(const MeshView& mesh, std::size_t points, std::vector<Field>& fields,
+                    std::vector<float>& store) {
   std::size_t stride = 0;
   for (const Field& f : fields) stride += (f.storage == Storage::node) ? 1 : 0;
   if (stride == 0) return;
   const std::size_t nodes = static_cast<std::size_t>(mesh.begin) +
                             static_cast<std::size_t>(mesh.icv + 1) *
                                 static_cast<std::size_t>(mesh.jsize);
+  // Copying costs a pass over the mesh: worth it only for lists about as long as the mesh.
+  if (points * 2 < nodes) return;
   store.resize(nodes * stride);
   std::size_t slot = 0;
   for (Field& f : fields) {
@@ -134,7 +136,8 @@ void packNodeFields(const MeshView& mesh, std::vector<Field>& fields, std::vecto
 // order in which the points of a list are taken makes no measurable difference.
 constexpr std::size_t kLargeMesh = 32768;
 
-// Lists are ordered in chunks of this many points, which bounds the extra memory (a few MB).
+// Lists are ordered in chunks of this many points, which bounds the extra memory (a few MB, and a
+// counter per cell of the search grid).
 constexpr std::size_t kOrderChunk = std::size_t(1) << 18;
 
 // A processing order for a chunk of a long list that visits the points cell of the search grid
@@ -190,7 +193,7 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
                    const std::vector<float*>& outs, std::size_t n, TripletBase<float>* streamwise,
                    TripletBase<float>* spanwise, PointAt pointAt) {
   std::vector<float> store;
-  packNodeFields(mesh, fields, store);
+  packNodeFields(mesh, n, fields, store);
   Location loc;
   unsigned int hint = 0;
   const std::size_t count = fields.size();
