@@ -194,29 +194,51 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
                    TripletBase<float>* spanwise, PointAt pointAt) {
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
-  Location loc;
-  unsigned int hint = 0;
   const std::size_t count = fields.size();
-  auto convert = [&](std::size_t k, const TripletBase<float>& p) {
-    turbo_detail::locateNext(mesh, p, loc, hint);
+  auto emit = [&](std::size_t k, const Location& loc) {
     for (std::size_t q = 0; q < count; ++q) outs[q][k] = valueOf(fields[q], loc);
     if (streamwise != nullptr) {
       turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);
     }
   };
-  if (mesh.grid != nullptr && mesh.count >= kLargeMesh && n >= 4096) {
+  if (mesh.grid == nullptr) {  // no node grid: one point after the other, each search from the last
+    Location loc;
+    unsigned int hint = 0;
+    for (std::size_t k = 0; k < n; ++k) {
+      turbo_detail::locateNext(mesh, pointAt(k), loc, hint);
+      emit(k, loc);
+    }
+    return;
+  }
+  // Points `first` .. `first + m - 1` of a sequence, kLocateBatch at a time: list position
+  // `at(r)` and point `point(r)` of the r-th.
+  constexpr int kBatch = turbo_detail::kLocateBatch;
+  auto run = [&](std::size_t m, auto at, auto point) {
+    const TripletBase<float>* batch[kBatch];
+    Location loc[kBatch];
+    for (std::size_t r = 0; r < m; r += kBatch) {
+      const int b = static_cast<int>(std::min<std::size_t>(kBatch, m - r));
+      for (int l = 0; l < b; ++l) batch[l] = &point(r + static_cast<std::size_t>(l));
+      turbo_detail::locateBatch(mesh, batch, b, loc);
+      for (int l = 0; l < b; ++l) emit(at(r + static_cast<std::size_t>(l)), loc[l]);
+    }
+  };
+  if (mesh.count >= kLargeMesh && n >= 4096) {
     SpatialOrder order;
     for (std::size_t first = 0; first < n; first += kOrderChunk) {
       const std::size_t m = std::min(kOrderChunk, n - first);
       if (order.arrange(*mesh.grid, first, m, pointAt)) {
-        for (std::size_t r = 0; r < m; ++r) convert(first + order.index[r], order.points[r]);
+        run(m, [&](std::size_t r) { return first + order.index[r]; },
+            [&](std::size_t r) -> const TripletBase<float>& { return order.points[r]; });
       } else {
-        for (std::size_t r = 0; r < m; ++r) convert(first + r, order.copy[r]);
+        run(m, [&](std::size_t r) { return first + r; },
+            [&](std::size_t r) -> const TripletBase<float>& { return order.copy[r]; });
       }
     }
     return;
   }
-  for (std::size_t k = 0; k < n; ++k) convert(k, pointAt(k));
+  run(n, [](std::size_t r) { return r; },
+      [&](std::size_t r) -> const TripletBase<float>& { return pointAt(r); });
 }
 
 // One space over a list of points.

@@ -153,6 +153,14 @@ int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]);
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
                         Location& out);
 
+/// How many points `locateBatch` takes at once.
+constexpr int kLocateBatch = 4;
+
+/// The nearest node and the best cell for `count` (at most kLocateBatch) points at once, with the
+/// results of `locate` for each: the first solves of the points run side by side.
+void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, int count,
+                 Location* out);
+
 /// Nearest node by the quadtree, starting from `hint` (the previous answer of a list).
 int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned int hint);
 

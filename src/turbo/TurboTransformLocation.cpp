@@ -14,6 +14,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/TurboTransformLocate.h"
+#include "foundation/QuadSolve.h"
 
 namespace qor {
 namespace turbo_detail {
@@ -547,6 +548,40 @@ int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]) {
   return 4;
 }
 
+namespace {
+
+// The ranking score of (s, t) in the cell a, b, c, d: the distance outside the cell in s and t,
+// weighed by the mean edge lengths. Inside the cell both distances are 0, and with finite lengths
+// their products are 0: the lengths are then not needed.
+float scoreOf(float s, float t, const TripletBase<float>& a, const TripletBase<float>& b,
+              const TripletBase<float>& c, const TripletBase<float>& d) {
+  const float os = outside(s), ot = outside(t);
+  if (os == 0.0f && ot == 0.0f && safeCorner(a) && safeCorner(b) && safeCorner(c) &&
+      safeCorner(d)) {
+    return 0.0f;
+  }
+  const float li =
+      0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) + planarLength(d[0] - c[0], d[1] - c[1]));
+  const float lj =
+      0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) + planarLength(d[0] - b[0], d[1] - b[1]));
+  return os * li + ot * lj;
+}
+
+// Cell (i, j) with corners a, b, c, d provably cannot hold p (stored bound, or one computed here).
+inline bool excluded(const MeshView& mesh, int i, int j, const TripletBase<float>& a,
+                     const TripletBase<float>& b, const TripletBase<float>& c,
+                     const TripletBase<float>& d, const TripletBase<float>& p) {
+  if (mesh.bounds != nullptr) {
+    return cannotHoldPoint(mesh.bounds[static_cast<std::size_t>(i) *
+                                           static_cast<std::size_t>(mesh.jcv) +
+                                       static_cast<std::size_t>(j)],
+                           p);
+  }
+  return cannotHoldPoint(boundOf(a, b, c, d), p);
+}
+
+}  // namespace
+
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
                         Location& out) {
   int cells[4][2];
@@ -570,20 +605,8 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
       rank[n] = 3;  // not a candidate at all
       return;
     }
-    // Mean edge lengths weigh the distance outside the cell. Inside the cell both distances are
-    // 0, and with finite lengths their products are 0: the lengths are then not needed.
-    const float os = outside(loc.s), ot = outside(loc.t);
-    float sc = 0.0f;
-    if (os != 0.0f || ot != 0.0f ||
-        !(safeCorner(a) && safeCorner(b) && safeCorner(c) && safeCorner(d))) {
-      const float li = 0.5f * (planarLength(b[0] - a[0], b[1] - a[1]) +
-                               planarLength(d[0] - c[0], d[1] - c[1]));
-      const float lj = 0.5f * (planarLength(c[0] - a[0], c[1] - a[1]) +
-                               planarLength(d[0] - b[0], d[1] - b[1]));
-      sc = os * li + ot * lj;
-    }
     rank[n] = flag2 ? 1 : 2;
-    score[n] = sc;
+    score[n] = scoreOf(loc.s, loc.t, a, b, c, d);
   };
 
   // Scores are never negative and only a strictly smaller one replaces the best: the first
@@ -610,13 +633,7 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
     loc.c2 = loc.c0 + 1;
     loc.c3 = loc.c1 + 1;
     const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
-    if (n + 1 < count &&
-        cannotHoldPoint(mesh.bounds != nullptr
-                            ? mesh.bounds[static_cast<std::size_t>(loc.i) *
-                                              static_cast<std::size_t>(mesh.jcv) +
-                                          static_cast<std::size_t>(loc.j)]
-                            : boundOf(a, b, c, d),
-                        p)) {
+    if (n + 1 < count && excluded(mesh, loc.i, loc.j, a, b, c, d, p)) {
       deferred = true;
       continue;
     }
@@ -653,6 +670,58 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
     out.c3 = out.c1 + 1;
     out.s = 0.0f;
     out.t = 0.0f;
+  }
+}
+
+void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, int count,
+                 Location* out) {
+  const TripletBase<float>* P = mesh.points;
+  int node[kLocateBatch];
+  foundation_detail::QuadSolve solve[kLocateBatch];
+  // Per point: the first candidate cell that cannot be excluded, where the search would solve
+  // first, and its direct solve, started.
+  for (int l = 0; l < count; ++l) {
+    const TripletBase<float>& p = *points[l];
+    node[l] = nearestNode(mesh, p);
+    int cells[4][2];
+    const int n = cellsAroundNode(mesh, node[l], cells);
+    Location& loc = out[l];
+    for (int k = 0; k < n; ++k) {
+      loc.i = cells[k][0];
+      loc.j = cells[k][1];
+      loc.c0 = mesh.begin + loc.i * mesh.jsize + loc.j;
+      loc.c1 = loc.c0 + mesh.jsize;
+      loc.c2 = loc.c0 + 1;
+      loc.c3 = loc.c1 + 1;
+      if (k + 1 == n || !excluded(mesh, loc.i, loc.j, P[loc.c0], P[loc.c1], P[loc.c2],
+                                  P[loc.c3], p)) {
+        break;
+      }
+    }
+    const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
+    solve[l].start(p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0], d[1]);
+  }
+  // The direct solves side by side: their dependency chains overlap in the processor.
+  for (int it = 0; it < 50; ++it) {
+    bool running = false;
+    for (int l = 0; l < count; ++l) {
+      if (solve[l].done()) continue;
+      solve[l].step(double(0.00001f));
+      running = true;
+    }
+    if (!running) break;
+  }
+  // A direct solve that stands and holds the point decides the search, as it would alone; any
+  // other point is searched in full.
+  for (int l = 0; l < count; ++l) {
+    Location& loc = out[l];
+    bool flag1, flag2, flag3;
+    solve[l].finish(loc.s, loc.t, flag1, flag2, flag3, 0.01f);
+    if (!flag1 && flag2 &&
+        scoreOf(loc.s, loc.t, P[loc.c0], P[loc.c1], P[loc.c2], P[loc.c3]) == 0.0f) {
+      continue;
+    }
+    bestCellAroundNode(mesh, node[l], *points[l], loc);
   }
 }
 
