@@ -580,6 +580,17 @@ inline bool excluded(const MeshView& mesh, int i, int j, const TripletBase<float
   return cannotHoldPoint(boundOf(a, b, c, d), p);
 }
 
+// Names cell (i, j) in `cell`: its indices and its corners (i,j), (i+1,j), (i,j+1), (i+1,j+1).
+template <typename CellT>
+inline void nameCell(const MeshView& mesh, int i, int j, CellT& cell) {
+  cell.i = i;
+  cell.j = j;
+  cell.c0 = mesh.begin + i * mesh.jsize + j;
+  cell.c1 = cell.c0 + mesh.jsize;
+  cell.c2 = cell.c0 + 1;
+  cell.c3 = cell.c1 + 1;
+}
+
 }  // namespace
 
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
@@ -626,12 +637,7 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
   bool deferred = false;
   for (int n = 0; n < count; ++n) {
     Cell& loc = candidate[n];
-    loc.i = cells[n][0];
-    loc.j = cells[n][1];
-    loc.c0 = mesh.begin + loc.i * mesh.jsize + loc.j;
-    loc.c1 = loc.c0 + mesh.jsize;
-    loc.c2 = loc.c0 + 1;
-    loc.c3 = loc.c1 + 1;
+    nameCell(mesh, cells[n][0], cells[n][1], loc);
     const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
     if (n + 1 < count && excluded(mesh, loc.i, loc.j, a, b, c, d, p)) {
       deferred = true;
@@ -662,12 +668,7 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
   } else if (bestSecond >= 0) {
     deliver(candidate[bestSecond]);
   } else {
-    out.i = cells[0][0];
-    out.j = cells[0][1];
-    out.c0 = mesh.begin + out.i * mesh.jsize + out.j;
-    out.c1 = out.c0 + mesh.jsize;
-    out.c2 = out.c0 + 1;
-    out.c3 = out.c1 + 1;
+    nameCell(mesh, cells[0][0], cells[0][1], out);
     out.s = 0.0f;
     out.t = 0.0f;
   }
@@ -687,12 +688,7 @@ void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, 
     const int n = cellsAroundNode(mesh, node[l], cells);
     Location& loc = out[l];
     for (int k = 0; k < n; ++k) {
-      loc.i = cells[k][0];
-      loc.j = cells[k][1];
-      loc.c0 = mesh.begin + loc.i * mesh.jsize + loc.j;
-      loc.c1 = loc.c0 + mesh.jsize;
-      loc.c2 = loc.c0 + 1;
-      loc.c3 = loc.c1 + 1;
+      nameCell(mesh, cells[k][0], cells[k][1], loc);
       if (k + 1 == n || !excluded(mesh, loc.i, loc.j, P[loc.c0], P[loc.c1], P[loc.c2],
                                   P[loc.c3], p)) {
         break;
