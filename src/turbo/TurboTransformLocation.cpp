@@ -6,7 +6,6 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
-#include <cstdlib>
 
 #include "qor/foundation/NumericalUtils.h"
 #include "qor/foundation/QuadtreeBucket.h"
@@ -288,7 +287,7 @@ void NodeGrid::buildCandidateLists() {
   // subtraction, the squares and the sum each round once): a node at exact squared distance more
   // than (1 + kRelative) times another's can never win against it, not even a tie.
   constexpr double kRelative = 1e-5;
-  constexpr int kMaxRings = 3;             // farther than this from every node: ring search
+  constexpr int kMaxRings = 3;             // farther than this from every node: the quadtree
   constexpr std::size_t kMaxSeen = 96;     // crowded cells (duplicates, collapsed rows) likewise
   constexpr std::size_t kStrongNodes = 4;  // nodes tried as dominators of the others
   const std::size_t ncell = static_cast<std::size_t>(m_nx) * static_cast<std::size_t>(m_ny);
@@ -351,7 +350,7 @@ void NodeGrid::buildCandidateLists() {
           break;
         }
       }
-      if (!complete || seen.size() > kMaxSeen) continue;  // empty list: ring search
+      if (!complete || seen.size() > kMaxSeen) continue;  // empty list: the quadtree answers
 
       // Possible nearest nodes: not farther from the cell than the best node's farthest point...
       chosen.clear();
@@ -751,7 +750,7 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.jcv = level.getJcv();
   v.tree = tree;
   v.grid = (grid != nullptr && !grid->empty()) ? grid : nullptr;
-  v.bounds = (v.grid != nullptr && !std::getenv("NOB")) ? v.grid->cellBounds(v.icv, v.jcv) : nullptr;
+  v.bounds = (v.grid != nullptr) ? v.grid->cellBounds(v.icv, v.jcv) : nullptr;
   return v;
 }
 
