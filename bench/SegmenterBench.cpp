@@ -89,6 +89,13 @@ const Machine* machine() {
   return m.get();
 }
 
+// The machine, or null after marking the benchmark skipped when the data is missing.
+const Machine* machineOrSkip(benchmark::State& state) {
+  const Machine* m = machine();
+  if (m == nullptr) state.SkipWithError("QOR_DATA_DIR is not set or has no four-stage-axial-turbine");
+  return m;
+}
+
 /// kPoints points spread evenly over the segments, each inside its segment: a random blend of
 /// the segment's west and east lines at a random position along them. Fixed seed.
 std::vector<std::vector<P3>> pointsPerSegment(const Seg& seg) {
@@ -131,11 +138,8 @@ void counters(benchmark::State& state, const Machine& m, const Seg& seg) {
 
 /// List form, one call per segment (one transform list conversion per segment).
 void BM_SegmentForwardList(benchmark::State& state) {
-  const Machine* m = machine();
-  if (m == nullptr) {
-    state.SkipWithError("QOR_DATA_DIR is not set or has no four-stage-axial-turbine");
-    return;
-  }
+  const Machine* m = machineOrSkip(state);
+  if (m == nullptr) return;
   const Seg seg = segmenter(*m, static_cast<Seg::segmentMethod>(state.range(0)));
   const auto points = pointsPerSegment(seg);
   std::vector<P3> uv;
@@ -155,11 +159,8 @@ BENCHMARK(BM_SegmentForwardList)
 
 /// Point form, every point separately.
 void BM_SegmentForwardPoint(benchmark::State& state) {
-  const Machine* m = machine();
-  if (m == nullptr) {
-    state.SkipWithError("QOR_DATA_DIR is not set or has no four-stage-axial-turbine");
-    return;
-  }
+  const Machine* m = machineOrSkip(state);
+  if (m == nullptr) return;
   const Seg seg = segmenter(*m, static_cast<Seg::segmentMethod>(state.range(0)));
   const auto points = pointsPerSegment(seg);
   P3 uv;
@@ -181,11 +182,8 @@ BENCHMARK(BM_SegmentForwardPoint)
 
 /// Set-up of all 16 boundary lines (cleaning, fitting, resampling, space values).
 void BM_SegmenterSetInternalBoundaries(benchmark::State& state) {
-  const Machine* m = machine();
-  if (m == nullptr) {
-    state.SkipWithError("QOR_DATA_DIR is not set or has no four-stage-axial-turbine");
-    return;
-  }
+  const Machine* m = machineOrSkip(state);
+  if (m == nullptr) return;
   const auto method = static_cast<Seg::segmentMethod>(state.range(0));
   for (auto _ : state) {
     Seg seg = segmenter(*m, method);

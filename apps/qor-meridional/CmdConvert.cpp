@@ -56,8 +56,7 @@ int runConvert(int argc, char** argv) {
           meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
-  if (args.has("points-art") && args.has("points-xyz"))
-    throw ToolError("options --points-art and --points-xyz exclude each other");
+  checkPointForm(args);
   const std::string pointsPath = pointFileArgument(args, "points");
   const std::vector<qor::TurboTransform::space> spaces =
       spacesFromList(args.value("spaces", "nm,nspan,mprime"), "option --spaces");
@@ -65,9 +64,7 @@ int runConvert(int argc, char** argv) {
   const std::string outPath = args.value("output");
 
   const Passage passage = readPassage(args);
-  Coords coords = passage.coords;
-  if (args.has("points-art")) coords = Coords::art;
-  if (args.has("points-xyz")) coords = Coords::xyz;
+  const Coords coords = pointForm(args, passage.coords);
   const PointTable table = readPointFile(pointsPath, coords);
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;

@@ -72,8 +72,7 @@ int runSegment(int argc, char** argv) {
           meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
-  if (args.has("points-art") && args.has("points-xyz"))
-    throw ToolError("options --points-art and --points-xyz exclude each other");
+  checkPointForm(args);
   const std::string spaceText = args.choice("space", {"m", "nm", "rnm", "mprime"}, "rnm");
   const Seg::spaceSeg space = spaceText == "m"        ? Seg::m
                               : spaceText == "nm"     ? Seg::nm
@@ -200,9 +199,7 @@ int runSegment(int argc, char** argv) {
   const std::string pointsPath =
       args.positionals().empty() ? std::string() : args.positionals().front();
   if (!pointsPath.empty()) {
-    Coords coords = passage.coords;
-    if (args.has("points-art")) coords = Coords::art;
-    if (args.has("points-xyz")) coords = Coords::xyz;
+    const Coords coords = pointForm(args, passage.coords);
     const PointTable table = readPointFile(pointsPath, coords);
     std::vector<P> art(table.points);
     if (coords == Coords::xyz) {

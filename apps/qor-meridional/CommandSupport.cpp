@@ -64,4 +64,15 @@ void finishOutput(const std::string& path, std::ostream& out) {
                     ": write failed");
 }
 
+void checkPointForm(const CliArgs& args) {
+  if (args.has("points-art") && args.has("points-xyz"))
+    throw ToolError("options --points-art and --points-xyz exclude each other");
+}
+
+Coords pointForm(const CliArgs& args, Coords fallback) {
+  if (args.has("points-art")) return Coords::art;
+  if (args.has("points-xyz")) return Coords::xyz;
+  return fallback;
+}
+
 }  // namespace qormeridional

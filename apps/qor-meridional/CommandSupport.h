@@ -8,6 +8,7 @@
 
 #include "CliArgs.h"
 #include "Passage.h"
+#include "PointFiles.h"
 #include "VtkWriter.h"
 
 namespace qormeridional {
@@ -26,6 +27,12 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
                     const std::string& title);
+
+/// Refuses --points-art together with --points-xyz.
+/// @throws ToolError when both are given
+void checkPointForm(const CliArgs& args);
+/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is given.
+Coords pointForm(const CliArgs& args, Coords fallback);
 
 /// Opens --output (or standard output when absent or "-"). The stream stays valid while `file`
 /// lives.

@@ -195,13 +195,7 @@ int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const Triplet
   inContXYZoutCleanART(shroud.points(), newShroud, m_curveOptimizedSize);
   inContXYZoutCleanART(inlet.points(), newInlet, m_curveOptimizedSize);
   inContXYZoutCleanART(outlet.points(), newOutlet, m_curveOptimizedSize);
-  m_hub.swap(newHub);
-  m_shroud.swap(newShroud);
-  m_inlet.swap(newInlet);
-  m_outlet.swap(newOutlet);
-
-  createProjectionDatabase();
-  m_geometryInitialized = true;
+  adoptCleanCurves(newHub, newShroud, newInlet, newOutlet);
   return 0;
 }
 
@@ -244,14 +238,20 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
   clean(shroud, shroudStart, newShroud);
   clean(inlet, inletStart, newInlet);
   clean(outlet, outletStart, newOutlet);
-  m_hub.swap(newHub);
-  m_shroud.swap(newShroud);
-  m_inlet.swap(newInlet);
-  m_outlet.swap(newOutlet);
+  adoptCleanCurves(newHub, newShroud, newInlet, newOutlet);
+  return 0;
+}
 
+void TurboTransform::adoptCleanCurves(QORVector<TripletBase<float>>& hub,
+                                      QORVector<TripletBase<float>>& shroud,
+                                      QORVector<TripletBase<float>>& inlet,
+                                      QORVector<TripletBase<float>>& outlet) {
+  m_hub.swap(hub);
+  m_shroud.swap(shroud);
+  m_inlet.swap(inlet);
+  m_outlet.swap(outlet);
   createProjectionDatabase();
   m_geometryInitialized = true;
-  return 0;
 }
 
 void TurboTransform::createProjectionDatabase() {

@@ -201,6 +201,10 @@ class QOR_API TurboTransform {
   void transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const;
   void transformToART(const QORVector<TripletBase<float>>& xyz,
                       QORVector<TripletBase<float>>& art) const;
+  // Takes the cleaned boundary curves (swapped in) and builds the projection database on them.
+  void adoptCleanCurves(QORVector<TripletBase<float>>& hub, QORVector<TripletBase<float>>& shroud,
+                        QORVector<TripletBase<float>>& inlet,
+                        QORVector<TripletBase<float>>& outlet);
   void createProjectionDatabase();
   void initGeom(ParametricDB& db) const;
   void initSpaces();
