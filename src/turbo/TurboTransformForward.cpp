@@ -132,6 +132,31 @@ void packNodeFields(const MeshView& mesh, std::size_t points, std::vector<Field>
   }
 }
 
+inline void prefetch(const void* address) {
+#if defined(__GNUC__)
+  __builtin_prefetch(address);
+#else
+  (void)address;
+#endif
+}
+
+// Asks the processor to fetch the corner values of the cell for every field.
+inline void prefetchCorners(const std::vector<Field>& fields, const Location& loc) {
+  bool packed = false;
+  for (const Field& f : fields) {
+    if (f.storage != Storage::node) continue;
+    if (f.packed != nullptr) {
+      if (packed) continue;  // the packed fields share their cache lines
+      packed = true;
+      for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) {
+        prefetch(f.packed + static_cast<std::size_t>(c) * f.stride);
+      }
+    } else {
+      for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) prefetch(f.data + c);
+    }
+  }
+}
+
 // Meshes whose nodes, grid and values no longer fit the processor caches: below this size the
 // order in which the points of a list are taken makes no measurable difference.
 constexpr std::size_t kLargeMesh = 32768;
@@ -210,16 +235,18 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     }
     return;
   }
-  // Points `first` .. `first + m - 1` of a sequence, kLocateBatch at a time: list position
-  // `at(r)` and point `point(r)` of the r-th.
-  constexpr int kBatch = turbo_detail::kLocateBatch;
+  // Points `first` .. `first + m - 1` of a sequence, kLocateBlock at a time: list position
+  // `at(r)` and point `point(r)` of the r-th. The corner values of a block are requested before
+  // any of them is needed.
+  constexpr int kBlock = turbo_detail::kLocateBlock;
   auto run = [&](std::size_t m, auto at, auto point) {
-    const TripletBase<float>* batch[kBatch];
-    Location loc[kBatch];
-    for (std::size_t r = 0; r < m; r += kBatch) {
-      const int b = static_cast<int>(std::min<std::size_t>(kBatch, m - r));
-      for (int l = 0; l < b; ++l) batch[l] = &point(r + static_cast<std::size_t>(l));
-      turbo_detail::locateBatch(mesh, batch, b, loc);
+    const TripletBase<float>* block[kBlock];
+    Location loc[kBlock];
+    for (std::size_t r = 0; r < m; r += kBlock) {
+      const int b = static_cast<int>(std::min<std::size_t>(kBlock, m - r));
+      for (int l = 0; l < b; ++l) block[l] = &point(r + static_cast<std::size_t>(l));
+      turbo_detail::locateBlock(mesh, block, b, loc);
+      for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
       for (int l = 0; l < b; ++l) emit(at(r + static_cast<std::size_t>(l)), loc[l]);
     }
   };

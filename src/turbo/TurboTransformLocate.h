@@ -7,6 +7,8 @@
 /// conversions can run without going through the public interface per point, and without
 /// allocating anything.
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -42,6 +44,30 @@ CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
 /// not a first-rank candidate with score 0. False whenever in doubt.
 bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p);
 
+/// The part of a cell's bound that decides most points without a square root or a division,
+/// stored per cell (32 bytes, two to a cache line): the centre and M^-1 in float, and the margin
+/// that suffices for every point within `reach2` of the centre.
+struct CellTest {
+  float centreX, centreY;
+  float m00, m01, m10, m11;
+  float quick;   ///< beyond this distance outside [-1/2, 1/2]^2 the point is excluded
+  float reach2;  ///< ... provided it lies at most sqrt(reach2) from the centre
+};
+
+/// The stored test of a cell with bound `cell`.
+CellTest testOf(const CellBound& cell);
+
+/// The quick test: 1 when `p` provably cannot lie in the cell (as `cannotHoldPoint`), 0 when the
+/// cell must be solved (the point is in or near it), -1 when undecided: the full bound decides.
+inline int quickTest(const CellTest& cell, const TripletBase<float>& p) {
+  const double ex = double(p[0]) - double(cell.centreX), ey = double(p[1]) - double(cell.centreY);
+  const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
+  const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
+  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
+  if (!(beyond > 1e-6)) return 0;  // in or near the cell (or unusable): solve it
+  return (ex * ex + ey * ey <= double(cell.reach2) && beyond > double(cell.quick)) ? 1 : -1;
+}
+
 /// A uniform bucket grid over the mesh nodes, built with the background mesh, that answers
 /// exactly what the brute-force scan answers (the same float distance expression, the lowest index
 /// winning a tie).
@@ -57,12 +83,29 @@ class NodeGrid {
   void build(const TripletBase<float>* points, std::size_t count);
   bool empty() const { return m_count == 0; }
   /// The nearest node when the point's cell has a list of candidates, else -1.
-  int nearestFromList(const TripletBase<float>& p) const;
+  int nearestFromList(const TripletBase<float>& p) const {
+    const int cell = cellOf(p);
+    return cell < 0 ? -1 : nearestInCell(cell, p);
+  }
+  /// The grid cell of `p` when it lies inside the grid, else -1 (also for non-finite points).
+  int cellOf(const TripletBase<float>& p) const {
+    const double gx = (double(p[0]) - m_x0) * m_invW, gy = (double(p[1]) - m_y0) * m_invH;
+    // NaN fails these tests. Truncation is the floor of cellX and cellY here, the values being
+    // non-negative.
+    if (!(gx >= 0.0 && gx < m_nx && gy >= 0.0 && gy < m_ny)) return -1;
+    return static_cast<int>(gy) * m_nx + static_cast<int>(gx);
+  }
+  /// The nearest node from the list of grid cell `cell` (from cellOf(p)), or -1 without a list.
+  int nearestInCell(int cell, const TripletBase<float>& p) const;
+  /// Asks the processor to fetch what nearestInCell(cell, ...) reads: first the list bounds, then,
+  /// once those have arrived, the list itself.
+  void prefetchBounds(int cell) const;
+  void prefetchList(int cell) const;
 
   /// Builds the bounds of the cells of `mesh` (numbered i * jcv + j).
   void buildCellBounds(const MeshView& mesh);
-  /// The cell bounds when built for a mesh of icv x jcv cells, else null.
-  const CellBound* cellBounds(int icv, int jcv) const;
+  /// The cell tests when built for a mesh of icv x jcv cells, else null.
+  const CellTest* cellBounds(int icv, int jcv) const;
 
   /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row, and the cells row by row
   /// within their block: a processing order for long lists that keeps the nodes and cells in use
@@ -94,7 +137,7 @@ class NodeGrid {
   // the quadtree.
   std::vector<int> m_listStart;
   std::vector<Entry> m_list;
-  std::vector<CellBound> m_bounds;
+  std::vector<CellTest> m_bounds;
   int m_boundsI = 0, m_boundsJ = 0;
 };
 
@@ -104,11 +147,12 @@ struct MeshView {
   std::size_t count = 0;                       ///< number of entries of m_meshPoints
   int begin = 0;                               ///< global index of node (0, 0)
   int jsize = 0;                               ///< nodes per i row
+  double rowsPerNode = 0.0;                    ///< 1 / jsize, to find a node's row
   int icv = 0;                                 ///< last i
   int jcv = 0;                                 ///< last j
   const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
   const NodeGrid* grid = nullptr;              ///< the grid, preferred when present
-  const CellBound* bounds = nullptr;           ///< the cells' bounds, if built
+  const CellTest* bounds = nullptr;            ///< the cells' tests, if built
 };
 
 /// The view of level 0 of a background mesh with its node searches (either may be null); the
@@ -120,7 +164,7 @@ MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>
 /// reading a cell's stored bound costs more than computing it from the corners, which the search
 /// reads anyway, so the bounds are used only while they fit the processor's caches.
 inline MeshView singlePointView(MeshView view) {
-  constexpr long kCachedCells = 16384;  // about 0.8 MB of bounds
+  constexpr long kCachedCells = 16384;  // about 0.5 MB of tests
   if (static_cast<long>(view.icv) * static_cast<long>(view.jcv) > kCachedCells) view.bounds = nullptr;
   return view;
 }
@@ -153,12 +197,15 @@ int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]);
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,
                         Location& out);
 
-/// How many points `locateBatch` takes at once.
-constexpr int kLocateBatch = 4;
+/// How many points `locateBlock` takes at once.
+constexpr int kLocateBlock = 32;
 
-/// The nearest node and the best cell for `count` (at most kLocateBatch) points at once, with the
-/// results of `locate` for each: the first solves of the points run side by side.
-void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, int count,
+/// The nearest node and the best cell for `count` (at most kLocateBlock) points, with the results
+/// of `locate` for each. The mesh must have a node grid. The points are taken stage by stage
+/// (grid cells, node lists, nearest nodes, first cells, solves), so that each stage's memory
+/// reads are requested for all points before the next stage needs them, and the points' solves
+/// run side by side.
+void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
                  Location* out);
 
 /// Nearest node by the quadtree, starting from `hint` (the previous answer of a list).

@@ -161,40 +161,84 @@ CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
 // of g (max norms). The factors of the retries are radius / distance, which bounds them by fmin
 // and fmax; when g is farther than the bound with f = fmax in the first term and f = fmin in the
 // second from [-1/2, 1/2]^2, no solve can place the point in the cell.
+namespace {
+
+// The margin `needed` of the bound above for every point whose distance from the centre lies in
+// [reachLo, reachHi] and whose offset from the centre is at most eMax in either coordinate; each
+// quantity is monotone in the distance, so taking it at the worse end bounds it over the range.
+// Infinite when nothing can be proved.
+double neededMargin(const CellBound& cell, double reachLo, double reachHi, double eMax) {
+  // Stored in float, every quantity of the cell is within 1e-7 of itself: the margins below
+  // (1e-6 relative, the factor 1.001) cover that, and the rounded inverse moves g by at most
+  // 1e-7 |M^-1| |p - C|.
+  const double skew = cell.skew, normInv = cell.normInv, big = cell.big, small = cell.small;
+  constexpr double kNever = std::numeric_limits<double>::infinity();
+  // Every coordinate involved is at most this large; the retries compute the centre, the offset,
+  // the radii and the pulled point in float, each within a few units in the last place of it.
+  const double magnitude =
+      std::max(std::fabs(cell.centreX), std::fabs(cell.centreY)) + big + reachHi;
+  const double drift = 4e-7 * magnitude;
+  // The pulling factors f = radius / distance of the retries lie in [fmin, fmax] (with the direct
+  // solve's factor 1).
+  const double lower = reachLo * (1.0 - 2e-6) - drift;
+  if (!(lower > 0.0)) return kNever;
+  const double fmax = std::max(1.0, (big * (1.0 + 2e-6) + drift) / lower);
+  const double fmin =
+      std::min(1.0, (small * (1.0 - 2e-6) - drift) / (reachHi * (1.0 + 2e-6) + drift));
+  if (!(fmin > 0.0)) return kNever;
+  // The residual accepted by the solver (its cell size is at most the diameter 2 R), with the
+  // double rounding of its evaluation, and the float rounding of the pulled point.
+  const double residual = 2e-4 * big * (1.0 + 2e-6) + 1e-12 * magnitude +
+                          2e-6 * (1.0 + fmax) * (magnitude + reachHi);
+  // The rounding of the rescaling U = (s - 1/2) / f, generously.
+  const double rounding = 1e-6 * (1.0 + 1.0 / fmin);
+  const double edge = 0.5 + rounding;
+  const double needed = 1.001 * (fmax * skew * edge * edge + normInv * residual / fmin) +
+                        rounding + 2e-7 * normInv * eMax;
+  return std::isfinite(needed) ? needed : kNever;
+}
+
+}  // namespace
+
 bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p) {
   const double ex = double(p[0]) - cell.centreX, ey = double(p[1]) - cell.centreY;
   const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
   const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
   const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
   if (!(beyond > 1e-6)) return false;  // in or near the cell (or unusable): solve it
-
-  // Stored in float, every quantity of the cell is within 1e-7 of itself: the margins below
-  // (1e-6 relative, the factor 1.001) cover that, and the rounded inverse moves g by at most
-  // 1e-7 |M^-1| |p - C|.
-  const double skew = cell.skew, normInv = cell.normInv, big = cell.big, small = cell.small;
   const double reach = std::sqrt(ex * ex + ey * ey);
-  // Every coordinate involved is at most this large; the retries compute the centre, the offset,
-  // the radii and the pulled point in float, each within a few units in the last place of it.
-  const double magnitude = std::max(std::fabs(cell.centreX), std::fabs(cell.centreY)) + big + reach;
-  const double drift = 4e-7 * magnitude;
-  // The pulling factors f = radius / distance of the retries lie in [fmin, fmax] (with the direct
-  // solve's factor 1).
-  const double lower = reach * (1.0 - 2e-6) - drift;
-  if (!(lower > 0.0)) return false;
-  const double fmax = std::max(1.0, (big * (1.0 + 2e-6) + drift) / lower);
-  const double fmin =
-      std::min(1.0, (small * (1.0 - 2e-6) - drift) / (reach * (1.0 + 2e-6) + drift));
-  if (!(fmin > 0.0)) return false;
-  // The residual accepted by the solver (its cell size is at most the diameter 2 R), with the
-  // double rounding of its evaluation, and the float rounding of the pulled point.
-  const double residual = 2e-4 * big * (1.0 + 2e-6) + 1e-12 * magnitude +
-                          2e-6 * (1.0 + fmax) * (magnitude + reach);
-  // The rounding of the rescaling U = (s - 1/2) / f, generously.
-  const double rounding = 1e-6 * (1.0 + 1.0 / fmin);
-  const double edge = 0.5 + rounding;
-  const double needed = 1.001 * (fmax * skew * edge * edge + normInv * residual / fmin) +
-                        rounding + 2e-7 * normInv * std::max(std::fabs(ex), std::fabs(ey));
-  return beyond > needed;
+  return beyond > neededMargin(cell, reach, reach, std::max(std::fabs(ex), std::fabs(ey)));
+}
+
+// The stored test covers the points within four corner radii of the centre, which holds every
+// point whose nearest node is a corner of the cell unless it lies outside the mesh.
+//
+// A point the test gets to prove something about is outside the parallelogram, |g| > 1/2 in the
+// max norm; as |g| <= |M^-1| |p - C| (the max norm of M^-1 is `normInv`), it is at least
+// 1 / (2 normInv) from the centre, which gives the lower end of the range (0.49 covers the
+// rounding of g and of normInv). The centre is stored in float: it moves by at most
+// 2e-7 max(|Cx|, |Cy|), which shortens the range checked and widens the margin accordingly.
+CellTest testOf(const CellBound& cell) {
+  CellTest r;
+  r.centreX = static_cast<float>(cell.centreX);
+  r.centreY = static_cast<float>(cell.centreY);
+  r.m00 = cell.m00;
+  r.m01 = cell.m01;
+  r.m10 = cell.m10;
+  r.m11 = cell.m11;
+  r.quick = std::numeric_limits<float>::infinity();
+  r.reach2 = -1.0f;
+  const double normInv = cell.normInv;
+  const double reachHi = 4.0 * double(cell.big);
+  const double shift = 2e-7 * std::max(std::fabs(cell.centreX), std::fabs(cell.centreY));
+  const double checked = reachHi - 2.0 * shift;
+  if (!(normInv > 0.0) || !std::isfinite(normInv) || !(checked > 0.0)) return r;
+  const double needed = neededMargin(cell, 0.49 / normInv, reachHi, reachHi) + normInv * shift;
+  if (!(needed < 1e30)) return r;
+  // Rounded to float outwards: the margin up, the squared range down.
+  r.quick = std::nextafter(static_cast<float>(needed), std::numeric_limits<float>::infinity());
+  r.reach2 = static_cast<float>(checked * checked * (1.0 - 1e-6));
+  return r;
 }
 
 namespace {
@@ -418,14 +462,14 @@ void NodeGrid::buildCellBounds(const MeshView& mesh) {
       const int c0 = mesh.begin + i * mesh.jsize + j, c1 = c0 + mesh.jsize;
       const TripletBase<float>* P = mesh.points;
       m_bounds[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.jcv) +
-               static_cast<std::size_t>(j)] = boundOf(P[c0], P[c1], P[c0 + 1], P[c1 + 1]);
+               static_cast<std::size_t>(j)] = testOf(boundOf(P[c0], P[c1], P[c0 + 1], P[c1 + 1]));
     }
   }
   m_boundsI = mesh.icv;
   m_boundsJ = mesh.jcv;
 }
 
-const CellBound* NodeGrid::cellBounds(int icv, int jcv) const {
+const CellTest* NodeGrid::cellBounds(int icv, int jcv) const {
   if (m_bounds.empty() || icv != m_boundsI || jcv != m_boundsJ) return nullptr;
   return m_bounds.data();
 }
@@ -439,39 +483,53 @@ int NodeGrid::orderKeyOf(const TripletBase<float>& p) const {
   return (block << kBlockShift) + (y % kBlockCells) * kBlockCells + x % kBlockCells;
 }
 
-int NodeGrid::nearestFromList(const TripletBase<float>& p) const {
+namespace {
+
+inline void prefetch(const void* address) {
+#if defined(__GNUC__)
+  __builtin_prefetch(address);
+#else
+  (void)address;
+#endif
+}
+
+}  // namespace
+
+void NodeGrid::prefetchBounds(int cell) const {
+  prefetch(m_listStart.data() + cell);
+}
+
+void NodeGrid::prefetchList(int cell) const {
+  const Entry* first = m_list.data() + m_listStart[static_cast<std::size_t>(cell)];
+  prefetch(first);
+  prefetch(first + 5);  // a list spans one or two cache lines, mostly
+}
+
+int NodeGrid::nearestInCell(int cell, const TripletBase<float>& p) const {
   const float px = p[0], py = p[1];
-  // Inside the grid (NaN fails these tests), the list of the point's cell, if it has one.
-  const double gx = (double(px) - m_x0) * m_invW, gy = (double(py) - m_y0) * m_invH;
-  if (gx >= 0.0 && gx < m_nx && gy >= 0.0 && gy < m_ny) {
-    // Truncation is the floor of cellX and cellY here, the values being non-negative.
-    const std::size_t c = static_cast<std::size_t>(gy) * static_cast<std::size_t>(m_nx) +
-                          static_cast<std::size_t>(gx);
-    const int first = m_listStart[c], end = m_listStart[c + 1];
-    if (first < end) {
-      // Ascending indices and a strict comparison: the lowest index wins a tie.
-      const Entry* entry = m_list.data() + first;
-      const Entry* const last = m_list.data() + end;
-      int bestIndex = entry->index;
-      float best;
-      {
-        const float dx = px - entry->x;
-        const float dy = py - entry->y;
-        best = dx * dx + dy * dy;
-      }
-      for (++entry; entry != last; ++entry) {
-        const float dx = px - entry->x;
-        const float dy = py - entry->y;
-        const float sq = dx * dx + dy * dy;
-        if (sq < best) {
-          best = sq;
-          bestIndex = entry->index;
-        }
-      }
-      return bestIndex;
+  const std::size_t c = static_cast<std::size_t>(cell);
+  const int first = m_listStart[c], end = m_listStart[c + 1];
+  if (first == end) return -1;
+  // Ascending indices and a strict comparison: the lowest index wins a tie.
+  const Entry* entry = m_list.data() + first;
+  const Entry* const last = m_list.data() + end;
+  int bestIndex = entry->index;
+  float best;
+  {
+    const float dx = px - entry->x;
+    const float dy = py - entry->y;
+    best = dx * dx + dy * dy;
+  }
+  for (++entry; entry != last; ++entry) {
+    const float dx = px - entry->x;
+    const float dy = py - entry->y;
+    const float sq = dx * dx + dy * dy;
+    if (sq < best) {
+      best = sq;
+      bestIndex = entry->index;
     }
   }
-  return -1;
+  return bestIndex;
 }
 
 int nearestNode(const MeshView& mesh, const TripletBase<float>& p) {
@@ -497,8 +555,20 @@ int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned 
 
 int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]) {
   const int local = node - mesh.begin;
-  const int i = local / mesh.jsize;
-  const int j = local % mesh.jsize;
+  // The row by a multiplication, corrected by one where the rounded reciprocal misses an exact
+  // multiple; the division itself where no reciprocal is at hand.
+  int i;
+  if (local >= 0 && mesh.rowsPerNode > 0.0) {
+    i = static_cast<int>(static_cast<double>(local) * mesh.rowsPerNode);
+    if (i * mesh.jsize > local) {
+      --i;
+    } else if ((i + 1) * mesh.jsize <= local) {
+      ++i;
+    }
+  } else {
+    i = local / mesh.jsize;
+  }
+  const int j = local - i * mesh.jsize;
   const int I = mesh.icv, J = mesh.jcv;
   auto put = [&](int n, int ci, int cj) {
     cells[n][0] = ci;
@@ -566,15 +636,17 @@ float scoreOf(float s, float t, const TripletBase<float>& a, const TripletBase<f
   return os * li + ot * lj;
 }
 
-// Cell (i, j) with corners a, b, c, d provably cannot hold p (stored bound, or one computed here).
+// Cell (i, j) with corners a, b, c, d provably cannot hold p (stored test, or the bound computed
+// from the corners where that test is undecided or not stored).
 inline bool excluded(const MeshView& mesh, int i, int j, const TripletBase<float>& a,
                      const TripletBase<float>& b, const TripletBase<float>& c,
                      const TripletBase<float>& d, const TripletBase<float>& p) {
   if (mesh.bounds != nullptr) {
-    return cannotHoldPoint(mesh.bounds[static_cast<std::size_t>(i) *
-                                           static_cast<std::size_t>(mesh.jcv) +
-                                       static_cast<std::size_t>(j)],
-                           p);
+    const int quick = quickTest(mesh.bounds[static_cast<std::size_t>(i) *
+                                                static_cast<std::size_t>(mesh.jcv) +
+                                            static_cast<std::size_t>(j)],
+                                p);
+    if (quick >= 0) return quick == 1;
   }
   return cannotHoldPoint(boundOf(a, b, c, d), p);
 }
@@ -673,16 +745,55 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
   }
 }
 
-void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, int count,
+void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
                  Location* out) {
   const TripletBase<float>* P = mesh.points;
-  int node[kLocateBatch];
-  foundation_detail::QuadSolve solve[kLocateBatch];
+  const NodeGrid& grid = *mesh.grid;
+  int cell[kLocateBlock];
+  int node[kLocateBlock];
+  foundation_detail::QuadSolve solve[kLocateBlock];
+
+  // The grid cells, and their list bounds requested.
+  for (int l = 0; l < count; ++l) {
+    cell[l] = grid.cellOf(*points[l]);
+    if (cell[l] >= 0) grid.prefetchBounds(cell[l]);
+  }
+  for (int l = 0; l < count; ++l) {
+    if (cell[l] >= 0) grid.prefetchList(cell[l]);
+  }
+  // The nearest nodes, and the nodes and cell tests around them requested.
+  const std::size_t jsize = static_cast<std::size_t>(mesh.jsize);
+  for (int l = 0; l < count; ++l) {
+    const int n = cell[l] >= 0 ? grid.nearestInCell(cell[l], *points[l]) : -1;
+    node[l] = n >= 0 ? n : nearestNode(mesh, *points[l]);
+    const std::size_t k = static_cast<std::size_t>(node[l]);
+    // The three rows of three nodes around it (those inside the array).
+    for (std::size_t first : {k - jsize - 1, k - 1, k + jsize - 1}) {
+      if (first < mesh.count && first + 2 < mesh.count) {  // wrapped-around values fail too
+        prefetch(P + first);
+        prefetch(P + first + 2);
+      }
+    }
+    if (mesh.bounds != nullptr) {
+      const int local = node[l] - mesh.begin;
+      const int i = static_cast<int>(static_cast<double>(local) * mesh.rowsPerNode);
+      const int j = local - i * mesh.jsize;
+      // Cells (i - 1, j - 1 .. j) and (i, j - 1 .. j), where they exist (roughly: a prefetch of
+      // an address outside the table is never a fault, but is not made either).
+      const long jcv = mesh.jcv, at = static_cast<long>(i) * jcv + j - 1;
+      const long cells = static_cast<long>(mesh.icv) * jcv;
+      for (long c : {at - jcv, at}) {
+        if (c >= 0 && c + 1 < cells) {
+          prefetch(mesh.bounds + c);
+          prefetch(mesh.bounds + c + 1);
+        }
+      }
+    }
+  }
   // Per point: the first candidate cell that cannot be excluded, where the search would solve
   // first, and its direct solve, started.
   for (int l = 0; l < count; ++l) {
     const TripletBase<float>& p = *points[l];
-    node[l] = nearestNode(mesh, p);
     int cells[4][2];
     const int n = cellsAroundNode(mesh, node[l], cells);
     Location& loc = out[l];
@@ -697,14 +808,19 @@ void locateBatch(const MeshView& mesh, const TripletBase<float>* const* points, 
     solve[l].start(p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0], d[1]);
   }
   // The direct solves side by side: their dependency chains overlap in the processor.
-  for (int it = 0; it < 50; ++it) {
-    bool running = false;
-    for (int l = 0; l < count; ++l) {
-      if (solve[l].done()) continue;
-      solve[l].step(double(0.00001f));
-      running = true;
+  int running[kLocateBlock];
+  int active = 0;
+  for (int l = 0; l < count; ++l) {
+    if (!solve[l].done()) running[active++] = l;
+  }
+  for (int it = 0; it < 50 && active > 0; ++it) {
+    int still = 0;
+    for (int r = 0; r < active; ++r) {
+      foundation_detail::QuadSolve& state = solve[running[r]];
+      state.step(double(0.00001f));
+      if (!state.done()) running[still++] = running[r];
     }
-    if (!running) break;
+    active = still;
   }
   // A direct solve that stands and holds the point decides the search, as it would alone; any
   // other point is searched in full.
@@ -746,6 +862,7 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.count = points.size();
   v.begin = level.begin();
   v.jsize = level.getJsize();
+  v.rowsPerNode = v.jsize > 0 ? 1.0 / v.jsize : 0.0;
   v.icv = level.getIcv();
   v.jcv = level.getJcv();
   v.tree = tree;
