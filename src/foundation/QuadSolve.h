@@ -16,6 +16,8 @@ namespace foundation_detail {
 
 class QuadSolve {
  public:
+  friend struct SideBySide;  // steps several solves in the lanes of vector registers
+
   /// Sets up the solve of the cell (x0,y0)..(x3,y3) for (px, py), starting at the centre.
   void start(float px, float py, float x0, float y0, float x1, float y1, float x2, float y2,
              float x3, float y3) {
@@ -132,6 +134,13 @@ class QuadSolve {
   double m_scale, m_singular, m_cs, m_ct;
   bool m_converged, m_unusable, m_done, m_degenerate;
 };
+
+/// Takes the solves solves[which[0 .. count - 1]] (started, none of them done) to the end, at most
+/// `maxIterations` steps each, exactly as calling step(tolerance2) on each until done() would. On
+/// processors with AVX four solves share the vector registers, lane by lane the same operations
+/// in the same order (IEEE arithmetic is the same in any lane); elsewhere they are stepped in turn.
+void stepSideBySide(QuadSolve* solves, const int* which, int count, int maxIterations,
+                    double tolerance2);
 
 }  // namespace foundation_detail
 }  // namespace qor

@@ -808,20 +808,12 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     solve[l].start(p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0], d[1]);
   }
   // The direct solves side by side: their dependency chains overlap in the processor.
-  int running[kLocateBlock];
+  int running[kLocateBlock] = {};
   int active = 0;
   for (int l = 0; l < count; ++l) {
     if (!solve[l].done()) running[active++] = l;
   }
-  for (int it = 0; it < 50 && active > 0; ++it) {
-    int still = 0;
-    for (int r = 0; r < active; ++r) {
-      foundation_detail::QuadSolve& state = solve[running[r]];
-      state.step(double(0.00001f));
-      if (!state.done()) running[still++] = running[r];
-    }
-    active = still;
-  }
+  foundation_detail::stepSideBySide(solve, running, active, 50, double(0.00001f));
   // A direct solve that stands and holds the point decides the search, as it would alone; any
   // other point is searched in full.
   for (int l = 0; l < count; ++l) {
