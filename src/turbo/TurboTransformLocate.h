@@ -82,6 +82,9 @@ class NodeGrid {
   /// transform can share it. Queries pass the same nodes again.
   void build(const TripletBase<float>* points, std::size_t count);
   bool empty() const { return m_count == 0; }
+  /// True when every node lies well inside the float range (|x|, |y| < 1e18), so that no edge
+  /// length of a cell overflows.
+  bool safeNodes() const { return m_safe; }
   /// The nearest node when the point's cell has a list of candidates, else -1.
   int nearestFromList(const TripletBase<float>& p) const {
     const int cell = cellOf(p);
@@ -122,6 +125,7 @@ class NodeGrid {
   void buildCandidateLists();
 
   std::size_t m_count = 0;
+  bool m_safe = false;
   double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
   int m_nx = 1, m_ny = 1;
   int m_bx = 1, m_by = 1;     // blocks per row and per column
@@ -153,6 +157,7 @@ struct MeshView {
   const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
   const NodeGrid* grid = nullptr;              ///< the grid, preferred when present
   const CellTest* bounds = nullptr;            ///< the cells' tests, if built
+  bool safeNodes = false;                      ///< every node within |x|, |y| < 1e18
 };
 
 /// The view of level 0 of a background mesh with its node searches (either may be null); the

@@ -270,6 +270,7 @@ int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
 
 void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
   m_count = count;
+  m_safe = false;
   if (count == 0) return;
   double xmin = points[0][0], xmax = xmin, ymin = points[0][1], ymax = ymin;
   for (std::size_t k = 1; k < count; ++k) {
@@ -284,6 +285,7 @@ void NodeGrid::build(const TripletBase<float>* points, std::size_t count) {
     m_count = 0;
     return;
   }
+  m_safe = std::max(std::max(-xmin, xmax), std::max(-ymin, ymax)) < double(kSafeCoordinate);
   const double extent = std::max(std::max(w, h), 1e-30);
   if (w < 1e-6 * extent) w = extent;
   if (h < 1e-6 * extent) h = extent;
@@ -553,21 +555,26 @@ int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned 
   return nearestNode(mesh, p);
 }
 
+namespace {
+
+// The row of local node `local`: a multiplication, corrected by one where the rounded reciprocal
+// misses an exact multiple; the division itself where no reciprocal is at hand.
+inline int rowOf(const MeshView& mesh, int local) {
+  if (local < 0 || !(mesh.rowsPerNode > 0.0)) return local / mesh.jsize;
+  int i = static_cast<int>(static_cast<double>(local) * mesh.rowsPerNode);
+  if (i * mesh.jsize > local) {
+    --i;
+  } else if ((i + 1) * mesh.jsize <= local) {
+    ++i;
+  }
+  return i;
+}
+
+}  // namespace
+
 int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]) {
   const int local = node - mesh.begin;
-  // The row by a multiplication, corrected by one where the rounded reciprocal misses an exact
-  // multiple; the division itself where no reciprocal is at hand.
-  int i;
-  if (local >= 0 && mesh.rowsPerNode > 0.0) {
-    i = static_cast<int>(static_cast<double>(local) * mesh.rowsPerNode);
-    if (i * mesh.jsize > local) {
-      --i;
-    } else if ((i + 1) * mesh.jsize <= local) {
-      ++i;
-    }
-  } else {
-    i = local / mesh.jsize;
-  }
+  const int i = rowOf(mesh, local);
   const int j = local - i * mesh.jsize;
   const int I = mesh.icv, J = mesh.jcv;
   auto put = [&](int n, int ci, int cj) {
@@ -763,9 +770,13 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
   }
   // The nearest nodes, and the nodes and cell tests around them requested.
   const std::size_t jsize = static_cast<std::size_t>(mesh.jsize);
+  int row[kLocateBlock], col[kLocateBlock];
   for (int l = 0; l < count; ++l) {
     const int n = cell[l] >= 0 ? grid.nearestInCell(cell[l], *points[l]) : -1;
     node[l] = n >= 0 ? n : nearestNode(mesh, *points[l]);
+    const int local = node[l] - mesh.begin;
+    row[l] = rowOf(mesh, local);
+    col[l] = local - row[l] * mesh.jsize;
     const std::size_t k = static_cast<std::size_t>(node[l]);
     // The three rows of three nodes around it (those inside the array).
     for (std::size_t first : {k - jsize - 1, k - 1, k + jsize - 1}) {
@@ -775,12 +786,8 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
       }
     }
     if (mesh.bounds != nullptr) {
-      const int local = node[l] - mesh.begin;
-      const int i = static_cast<int>(static_cast<double>(local) * mesh.rowsPerNode);
-      const int j = local - i * mesh.jsize;
-      // Cells (i - 1, j - 1 .. j) and (i, j - 1 .. j), where they exist (roughly: a prefetch of
-      // an address outside the table is never a fault, but is not made either).
-      const long jcv = mesh.jcv, at = static_cast<long>(i) * jcv + j - 1;
+      // Cells (i - 1, j - 1 .. j) and (i, j - 1 .. j), where they exist.
+      const long jcv = mesh.jcv, at = static_cast<long>(row[l]) * jcv + col[l] - 1;
       const long cells = static_cast<long>(mesh.icv) * jcv;
       for (long c : {at - jcv, at}) {
         if (c >= 0 && c + 1 < cells) {
@@ -792,16 +799,37 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
   }
   // Per point: the first candidate cell that cannot be excluded, where the search would solve
   // first, and its direct solve, started.
+  const int I = mesh.icv, J = mesh.jcv, js = mesh.jsize;
   for (int l = 0; l < count; ++l) {
     const TripletBase<float>& p = *points[l];
-    int cells[4][2];
-    const int n = cellsAroundNode(mesh, node[l], cells);
     Location& loc = out[l];
-    for (int k = 0; k < n; ++k) {
-      nameCell(mesh, cells[k][0], cells[k][1], loc);
-      if (k + 1 == n || !excluded(mesh, loc.i, loc.j, P[loc.c0], P[loc.c1], P[loc.c2],
-                                  P[loc.c3], p)) {
-        break;
+    const int i = row[l], j = col[l];
+    if (i > 0 && i < I && j > 0 && j < J) {
+      // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that
+      // order, as cellsAroundNode lists them.
+      int ci = i, cj = j;
+      for (int k = 0; k < 3; ++k) {
+        const int c0 = mesh.begin + ci * js + cj;
+        if (!excluded(mesh, ci, cj, P[c0], P[c0 + js], P[c0 + 1], P[c0 + js + 1], p)) break;
+        if (k == 0) {
+          cj = j - 1;
+        } else if (k == 1) {
+          ci = i - 1;
+          cj = j;
+        } else {
+          cj = j - 1;
+        }
+      }
+      nameCell(mesh, ci, cj, loc);
+    } else {
+      int cells[4][2];
+      const int n = cellsAroundNode(mesh, node[l], cells);
+      for (int k = 0; k < n; ++k) {
+        nameCell(mesh, cells[k][0], cells[k][1], loc);
+        if (k + 1 == n || !excluded(mesh, loc.i, loc.j, P[loc.c0], P[loc.c1], P[loc.c2],
+                                    P[loc.c3], p)) {
+          break;
+        }
       }
     }
     const TripletBase<float>&a = P[loc.c0], &b = P[loc.c1], &c = P[loc.c2], &d = P[loc.c3];
@@ -820,9 +848,13 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     Location& loc = out[l];
     bool flag1, flag2, flag3;
     solve[l].finish(loc.s, loc.t, flag1, flag2, flag3, 0.01f);
-    if (!flag1 && flag2 &&
-        scoreOf(loc.s, loc.t, P[loc.c0], P[loc.c1], P[loc.c2], P[loc.c3]) == 0.0f) {
-      continue;
+    if (!flag1 && flag2) {
+      // With every corner safely finite, the score is 0 exactly when (s, t) lies in the cell.
+      const bool zero =
+          mesh.safeNodes
+              ? outside(loc.s) == 0.0f && outside(loc.t) == 0.0f
+              : scoreOf(loc.s, loc.t, P[loc.c0], P[loc.c1], P[loc.c2], P[loc.c3]) == 0.0f;
+      if (zero) continue;
     }
     bestCellAroundNode(mesh, node[l], *points[l], loc);
   }
@@ -860,6 +892,7 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.tree = tree;
   v.grid = (grid != nullptr && !grid->empty()) ? grid : nullptr;
   v.bounds = (v.grid != nullptr) ? v.grid->cellBounds(v.icv, v.jcv) : nullptr;
+  v.safeNodes = v.grid != nullptr && v.grid->safeNodes();
   return v;
 }
 
