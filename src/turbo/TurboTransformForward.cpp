@@ -162,13 +162,12 @@ inline void prefetchCorners(const std::vector<Field>& fields, const Location& lo
 constexpr std::size_t kLargeMesh = 32768;
 
 // Lists are ordered in chunks of this many points, which bounds the extra memory (a few MB, and a
-// counter per cell of the search grid).
+// counter per block of the search grid).
 constexpr std::size_t kOrderChunk = std::size_t(1) << 18;
 
-// A processing order for a chunk of a long list that visits the points cell of the search grid
-// by cell, the cells block by block, with the points copied in that order. Each point is located
-// independently of the others, so the results do not depend on the order; only the memory
-// traffic and the branch history of unordered lists do.
+// A processing order for a chunk of a long list that visits the points block of the search grid
+// by block, with the points copied in that order. Each point is located independently of the
+// others, so the results do not depend on the order; only the memory traffic does.
 struct SpatialOrder {
   std::vector<TripletBase<float>> copy;    // the points of the chunk in list order
   std::vector<TripletBase<float>> points;  // the same in processing order
@@ -181,8 +180,7 @@ struct SpatialOrder {
   template <typename PointAt>
   bool arrange(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
                PointAt pointAt) {
-    const std::size_t keys = static_cast<std::size_t>(grid.orderKeyCount());
-    const int blockShift = turbo_detail::NodeGrid::kBlockShift;
+    const std::size_t keys = static_cast<std::size_t>(grid.blockCount());
     copy.resize(n);
     key.resize(n);
     for (std::size_t k = 0; k < n; ++k) copy[k] = pointAt(first + k);
@@ -190,12 +188,12 @@ struct SpatialOrder {
     const std::size_t sample = std::min<std::size_t>(n, 4096);
     std::size_t jumps = 0;
     for (std::size_t k = 0; k < sample; ++k) {
-      key[k] = static_cast<std::uint32_t>(grid.orderKeyOf(copy[k]));
-      if (k > 0 && (key[k] >> blockShift) != (key[k - 1] >> blockShift)) ++jumps;
+      key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
+      if (k > 0 && key[k] != key[k - 1]) ++jumps;
     }
     if (jumps * 8 < sample) return false;
     for (std::size_t k = sample; k < n; ++k) {
-      key[k] = static_cast<std::uint32_t>(grid.orderKeyOf(copy[k]));
+      key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
     }
     start.assign(keys + 1, 0);
     for (std::size_t k = 0; k < n; ++k) ++start[key[k] + 1];

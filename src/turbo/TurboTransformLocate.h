@@ -110,14 +110,12 @@ class NodeGrid {
   /// The cell tests when built for a mesh of icv x jcv cells, else null.
   const CellTest* cellBounds(int icv, int jcv) const;
 
-  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row, and the cells row by row
-  /// within their block: a processing order for long lists that keeps the nodes and cells in use
-  /// within a few cache lines. A point's key is the number of its (clamped) cell in that order;
-  /// key >> kBlockShift is its block.
+  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
+  /// long lists. The nodes, cells and values a block's points need fit the first-level cache, so
+  /// the order within a block hardly matters. A point's block is that of its (clamped) cell.
   static constexpr int kBlockCells = 16;
-  static constexpr int kBlockShift = 8;  // log2(kBlockCells^2)
-  int orderKeyCount() const;
-  int orderKeyOf(const TripletBase<float>& p) const;
+  int blockCount() const { return m_bx * m_by; }
+  int blockOf(const TripletBase<float>& p) const;
 
  private:
   int cellX(double x) const;

@@ -476,13 +476,8 @@ const CellTest* NodeGrid::cellBounds(int icv, int jcv) const {
   return m_bounds.data();
 }
 
-int NodeGrid::orderKeyCount() const { return (m_bx * m_by) << kBlockShift; }
-
-int NodeGrid::orderKeyOf(const TripletBase<float>& p) const {
-  static_assert(kBlockCells * kBlockCells == (1 << kBlockShift), "block size");
-  const int x = cellX(p[0]), y = cellY(p[1]);
-  const int block = (y / kBlockCells) * m_bx + x / kBlockCells;
-  return (block << kBlockShift) + (y % kBlockCells) * kBlockCells + x % kBlockCells;
+int NodeGrid::blockOf(const TripletBase<float>& p) const {
+  return (cellY(p[1]) / kBlockCells) * m_bx + cellX(p[0]) / kBlockCells;
 }
 
 namespace {
@@ -522,14 +517,14 @@ int NodeGrid::nearestInCell(int cell, const TripletBase<float>& p) const {
     const float dy = py - entry->y;
     best = dx * dx + dy * dy;
   }
+  // Without branches: which entry wins is as good as random to the branch predictor.
   for (++entry; entry != last; ++entry) {
     const float dx = px - entry->x;
     const float dy = py - entry->y;
     const float sq = dx * dx + dy * dy;
-    if (sq < best) {
-      best = sq;
-      bestIndex = entry->index;
-    }
+    const int closer = -static_cast<int>(sq < best);  // all ones when closer
+    bestIndex = (entry->index & closer) | (bestIndex & ~closer);
+    best = std::min(best, sq);  // the same value as `sq < best ? sq : best` (no NaN here)
   }
   return bestIndex;
 }
