@@ -57,6 +57,20 @@ struct CellTest {
 /// The stored test of a cell with bound `cell`.
 CellTest testOf(const CellBound& cell);
 
+/// The quick test without branches: true when `p` provably cannot lie in the cell; `undecided` is
+/// set when only the full bound can tell.
+inline bool quickExcludes(const CellTest& cell, const TripletBase<float>& p, bool& undecided) {
+  const double ex = double(p[0]) - double(cell.centreX), ey = double(p[1]) - double(cell.centreY);
+  const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
+  const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
+  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
+  const bool outside = beyond > 1e-6;  // NaN (an unusable cell) is never outside: solve it
+  const bool proved = outside & (ex * ex + ey * ey <= double(cell.reach2)) &
+                      (beyond > double(cell.quick));
+  undecided = outside & !proved;
+  return proved;
+}
+
 /// The quick test: 1 when `p` provably cannot lie in the cell (as `cannotHoldPoint`), 0 when the
 /// cell must be solved (the point is in or near it), -1 when undecided: the full bound decides.
 inline int quickTest(const CellTest& cell, const TripletBase<float>& p) {

@@ -799,9 +799,30 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     const TripletBase<float>& p = *points[l];
     Location& loc = out[l];
     const int i = row[l], j = col[l];
-    if (i > 0 && i < I && j > 0 && j < J) {
-      // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that
-      // order, as cellsAroundNode lists them.
+    const bool interior = i > 0 && i < I && j > 0 && j < J;
+    if (interior && mesh.bounds != nullptr) {
+      // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that order,
+      // as cellsAroundNode lists them; candidate k is cell (i - k / 2, j - k % 2). The quick tests
+      // of the first three decide without a branch which one comes first, unless one of them
+      // is undecided: the tests one by one then.
+      const CellTest* test = mesh.bounds + static_cast<std::size_t>(i) * static_cast<std::size_t>(J) +
+                             static_cast<std::size_t>(j);
+      bool u0, u1, u2;
+      const unsigned proved = unsigned(quickExcludes(test[0], p, u0)) |
+                              (unsigned(quickExcludes(test[-1], p, u1)) << 1) |
+                              (unsigned(quickExcludes(test[-J], p, u2)) << 2);
+      int k;
+      if (!(u0 | u1 | u2)) {
+        static constexpr int kFirstOpen[8] = {0, 1, 0, 2, 0, 1, 0, 3};  // lowest clear bit
+        k = kFirstOpen[proved];
+      } else {
+        for (k = 0; k < 3; ++k) {
+          const int ci = i - k / 2, cj = j - k % 2, c0 = mesh.begin + ci * js + cj;
+          if (!excluded(mesh, ci, cj, P[c0], P[c0 + js], P[c0 + 1], P[c0 + js + 1], p)) break;
+        }
+      }
+      nameCell(mesh, i - k / 2, j - k % 2, loc);
+    } else if (interior) {
       int ci = i, cj = j;
       for (int k = 0; k < 3; ++k) {
         const int c0 = mesh.begin + ci * js + cj;
