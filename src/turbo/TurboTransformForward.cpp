@@ -224,6 +224,33 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);
     }
   };
+  // The values of a located block, field by field.
+  auto emitBlock = [&](int b, auto at, const Location* loc) {
+    std::size_t dest[turbo_detail::kLocateBlock];
+    for (int l = 0; l < b; ++l) dest[l] = at(l);
+    for (std::size_t q = 0; q < count; ++q) {
+      const Field& f = fields[q];
+      float* const out = outs[q];
+      if (f.packed != nullptr) {
+        const float* const v = f.packed;
+        const std::size_t stride = f.stride;
+        for (int l = 0; l < b; ++l) {
+          const Location& c = loc[l];
+          out[dest[l]] = turbo_detail::bilinear(
+              c.s, c.t, v[static_cast<std::size_t>(c.c0) * stride],
+              v[static_cast<std::size_t>(c.c1) * stride], v[static_cast<std::size_t>(c.c2) * stride],
+              v[static_cast<std::size_t>(c.c3) * stride]);
+        }
+      } else {
+        for (int l = 0; l < b; ++l) out[dest[l]] = valueOf(f, loc[l]);
+      }
+    }
+    if (streamwise != nullptr) {
+      for (int l = 0; l < b; ++l) {
+        turbo_detail::cellDirections(mesh.points, loc[l], streamwise[dest[l]], spanwise[dest[l]]);
+      }
+    }
+  };
   if (mesh.grid == nullptr) {  // no node grid: one point after the other, each search from the last
     Location loc;
     unsigned int hint = 0;
@@ -245,7 +272,7 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       for (int l = 0; l < b; ++l) block[l] = &point(r + static_cast<std::size_t>(l));
       turbo_detail::locateBlock(mesh, block, b, loc);
       for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
-      for (int l = 0; l < b; ++l) emit(at(r + static_cast<std::size_t>(l)), loc[l]);
+      emitBlock(b, [&](int l) { return at(r + static_cast<std::size_t>(l)); }, loc);
     }
   };
   if (mesh.count >= kLargeMesh && n >= 4096) {

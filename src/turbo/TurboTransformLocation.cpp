@@ -210,8 +210,9 @@ bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p) {
   return beyond > neededMargin(cell, reach, reach, std::max(std::fabs(ex), std::fabs(ey)));
 }
 
-// The stored test covers the points within four corner radii of the centre, which holds every
-// point whose nearest node is a corner of the cell unless it lies outside the mesh.
+// The stored test covers the points within two corner radii of the centre: on the bend, every
+// point inside the mesh whose nearest node is a corner of the cell (measured); a wider range
+// makes the margin larger and leaves more points undecided. Points beyond it take the full bound.
 //
 // A point the test gets to prove something about is outside the parallelogram, |g| > 1/2 in the
 // max norm; as |g| <= |M^-1| |p - C| (the max norm of M^-1 is `normInv`), it is at least
@@ -229,7 +230,7 @@ CellTest testOf(const CellBound& cell) {
   r.quick = std::numeric_limits<float>::infinity();
   r.reach2 = -1.0f;
   const double normInv = cell.normInv;
-  const double reachHi = 4.0 * double(cell.big);
+  const double reachHi = 2.0 * double(cell.big);
   const double shift = 2e-7 * std::max(std::fabs(cell.centreX), std::fabs(cell.centreY));
   const double checked = reachHi - 2.0 * shift;
   if (!(normInv > 0.0) || !std::isfinite(normInv) || !(checked > 0.0)) return r;
