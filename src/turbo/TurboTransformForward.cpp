@@ -261,35 +261,39 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     return;
   }
   // Points `first` .. `first + m - 1` of a sequence, kLocateBlock at a time: list position
-  // `at(r)` and point `point(r)` of the r-th. The corner values of a block are requested before
-  // any of them is needed.
+  // `at(r)` and point `point(r)` of the r-th. Scattered points (unordered, on a large mesh) have
+  // their memory requested ahead, stage by stage, the corner values included.
   constexpr int kBlock = turbo_detail::kLocateBlock;
-  auto run = [&](std::size_t m, auto at, auto point) {
+  auto run = [&](std::size_t m, bool scattered, auto at, auto point) {
     const TripletBase<float>* block[kBlock];
     Location loc[kBlock];
     for (std::size_t r = 0; r < m; r += kBlock) {
       const int b = static_cast<int>(std::min<std::size_t>(kBlock, m - r));
       for (int l = 0; l < b; ++l) block[l] = &point(r + static_cast<std::size_t>(l));
-      turbo_detail::locateBlock(mesh, block, b, loc);
-      for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
+      turbo_detail::locateBlock(mesh, block, b, loc, scattered);
+      if (scattered) {
+        for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
+      }
       emitBlock(b, [&](int l) { return at(r + static_cast<std::size_t>(l)); }, loc);
     }
   };
-  if (mesh.count >= kLargeMesh && n >= 4096) {
+  const bool large = mesh.count >= kLargeMesh;
+  if (large && n >= 4096) {
     SpatialOrder order;
     for (std::size_t first = 0; first < n; first += kOrderChunk) {
       const std::size_t m = std::min(kOrderChunk, n - first);
       if (order.arrange(*mesh.grid, first, m, pointAt)) {
-        run(m, [&](std::size_t r) { return first + order.index[r]; },
+        run(m, true, [&](std::size_t r) { return first + order.index[r]; },
             [&](std::size_t r) -> const TripletBase<float>& { return order.points[r]; });
       } else {
-        run(m, [&](std::size_t r) { return first + r; },
+        run(m, false, [&](std::size_t r) { return first + r; },
             [&](std::size_t r) -> const TripletBase<float>& { return order.copy[r]; });
       }
     }
     return;
   }
-  run(n, [](std::size_t r) { return r; },
+  // Short lists on a large mesh may lie anywhere in it.
+  run(n, large, [](std::size_t r) { return r; },
       [&](std::size_t r) -> const TripletBase<float>& { return pointAt(r); });
 }
 

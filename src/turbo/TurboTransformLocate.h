@@ -219,11 +219,12 @@ constexpr int kLocateBlock = 32;
 
 /// The nearest node and the best cell for `count` (at most kLocateBlock) points, with the results
 /// of `locate` for each. The mesh must have a node grid. The points are taken stage by stage
-/// (grid cells, node lists, nearest nodes, first cells, solves), so that each stage's memory
-/// reads are requested for all points before the next stage needs them, and the points' solves
-/// run side by side.
+/// (grid cells, node lists, nearest nodes, first cells, solves), and the points' solves run side
+/// by side. For `scattered` points (an unordered list on a large mesh), each stage first asks the
+/// processor for the memory the next one reads, for all points of the block; points that follow
+/// each other through the mesh do better without (the processor's own prefetching serves them).
 void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
-                 Location* out);
+                 Location* out, bool scattered);
 
 /// Nearest node by the quadtree, starting from `hint` (the previous answer of a list).
 int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned int hint);

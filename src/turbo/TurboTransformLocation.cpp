@@ -749,7 +749,7 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
 }
 
 void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
-                 Location* out) {
+                 Location* out, bool scattered) {
   const TripletBase<float>* P = mesh.points;
   const NodeGrid& grid = *mesh.grid;
   int cell[kLocateBlock];
@@ -757,12 +757,14 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
   foundation_detail::QuadSolve solve[kLocateBlock];
 
   // The grid cells, and their list bounds requested.
-  for (int l = 0; l < count; ++l) {
-    cell[l] = grid.cellOf(*points[l]);
-    if (cell[l] >= 0) grid.prefetchBounds(cell[l]);
-  }
-  for (int l = 0; l < count; ++l) {
-    if (cell[l] >= 0) grid.prefetchList(cell[l]);
+  for (int l = 0; l < count; ++l) cell[l] = grid.cellOf(*points[l]);
+  if (scattered) {
+    for (int l = 0; l < count; ++l) {
+      if (cell[l] >= 0) grid.prefetchBounds(cell[l]);
+    }
+    for (int l = 0; l < count; ++l) {
+      if (cell[l] >= 0) grid.prefetchList(cell[l]);
+    }
   }
   // The nearest nodes, and the nodes and cell tests around them requested.
   const std::size_t jsize = static_cast<std::size_t>(mesh.jsize);
@@ -773,6 +775,7 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     const int local = node[l] - mesh.begin;
     row[l] = rowOf(mesh, local);
     col[l] = local - row[l] * mesh.jsize;
+    if (!scattered) continue;
     const std::size_t k = static_cast<std::size_t>(node[l]);
     // The three rows of three nodes around it (those inside the array).
     for (std::size_t first : {k - jsize - 1, k - 1, k + jsize - 1}) {
