@@ -165,6 +165,23 @@ constexpr std::size_t kLargeMesh = 32768;
 // counter per block of the search grid).
 constexpr std::size_t kOrderChunk = std::size_t(1) << 18;
 
+// Whether points first .. first + n - 1 already run through the mesh, each near the last (a
+// structured flow mesh, a line), judged from the first few thousand: few of them leave the
+// search-grid block of the point before.
+template <typename PointAt>
+bool runsThroughMesh(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
+                     PointAt pointAt) {
+  const std::size_t sample = std::min<std::size_t>(n, 4096);
+  std::size_t jumps = 0;
+  int last = -1;
+  for (std::size_t k = 0; k < sample; ++k) {
+    const int block = grid.blockOf(pointAt(first + k));
+    if (k > 0 && block != last) ++jumps;
+    last = block;
+  }
+  return jumps * 8 < sample;
+}
+
 // A processing order for a chunk of a long list that visits the points block of the search grid
 // by block, with the points copied in that order. Each point is located independently of the
 // others, so the results do not depend on the order; only the memory traffic does.
@@ -182,19 +199,14 @@ struct SpatialOrder {
                PointAt pointAt) {
     const std::size_t keys = static_cast<std::size_t>(grid.blockCount());
     copy.resize(n);
-    key.resize(n);
     for (std::size_t k = 0; k < n; ++k) copy[k] = pointAt(first + k);
-    // The first few thousand points tell whether the chunk already runs through the mesh.
-    const std::size_t sample = std::min<std::size_t>(n, 4096);
-    std::size_t jumps = 0;
-    for (std::size_t k = 0; k < sample; ++k) {
-      key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
-      if (k > 0 && key[k] != key[k - 1]) ++jumps;
+    if (runsThroughMesh(grid, 0, n, [this](std::size_t k) -> const TripletBase<float>& {
+          return copy[k];
+        })) {
+      return false;
     }
-    if (jumps * 8 < sample) return false;
-    for (std::size_t k = sample; k < n; ++k) {
-      key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
-    }
+    key.resize(n);
+    for (std::size_t k = 0; k < n; ++k) key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
     start.assign(keys + 1, 0);
     for (std::size_t k = 0; k < n; ++k) ++start[key[k] + 1];
     for (std::size_t b = 0; b < keys; ++b) start[b + 1] += start[b];
@@ -260,18 +272,17 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     }
     return;
   }
-  // Points `first` .. `first + m - 1` of a sequence, kLocateBlock at a time: list position
-  // `at(r)` and point `point(r)` of the r-th. Scattered points (unordered, on a large mesh) have
-  // their memory requested ahead, stage by stage, the corner values included.
+  // Points `first` .. `first + m - 1` of a sequence, kLocateBlock at a time, taken as `order`
+  // says: list position `at(r)` and point `point(r)` of the r-th.
   constexpr int kBlock = turbo_detail::kLocateBlock;
-  auto run = [&](std::size_t m, bool scattered, auto at, auto point) {
+  auto run = [&](std::size_t m, turbo_detail::ListOrder order, auto at, auto point) {
     const TripletBase<float>* block[kBlock];
     Location loc[kBlock];
     for (std::size_t r = 0; r < m; r += kBlock) {
       const int b = static_cast<int>(std::min<std::size_t>(kBlock, m - r));
       for (int l = 0; l < b; ++l) block[l] = &point(r + static_cast<std::size_t>(l));
-      turbo_detail::locateBlock(mesh, block, b, loc, scattered);
-      if (scattered) {
+      turbo_detail::locateBlock(mesh, block, b, loc, order);
+      if (order.large) {  // the corner values too
         for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
       }
       emitBlock(b, [&](int l) { return at(r + static_cast<std::size_t>(l)); }, loc);
@@ -283,17 +294,18 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     for (std::size_t first = 0; first < n; first += kOrderChunk) {
       const std::size_t m = std::min(kOrderChunk, n - first);
       if (order.arrange(*mesh.grid, first, m, pointAt)) {
-        run(m, true, [&](std::size_t r) { return first + order.index[r]; },
+        run(m, {false, true}, [&](std::size_t r) { return first + order.index[r]; },
             [&](std::size_t r) -> const TripletBase<float>& { return order.points[r]; });
       } else {
-        run(m, false, [&](std::size_t r) { return first + r; },
+        run(m, {true, true}, [&](std::size_t r) { return first + r; },
             [&](std::size_t r) -> const TripletBase<float>& { return order.copy[r]; });
       }
     }
     return;
   }
-  // Short lists on a large mesh may lie anywhere in it.
-  run(n, large, [](std::size_t r) { return r; },
+  // Short lists, and lists on a mesh that fits the caches, keep their order.
+  const bool ordered = n >= 4096 && runsThroughMesh(*mesh.grid, 0, n, pointAt);
+  run(n, {ordered, large}, [](std::size_t r) { return r; },
       [&](std::size_t r) -> const TripletBase<float>& { return pointAt(r); });
 }
 

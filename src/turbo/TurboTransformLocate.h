@@ -217,14 +217,22 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
 /// How many points `locateBlock` takes at once.
 constexpr int kLocateBlock = 32;
 
+/// How the points of a list follow each other, which the block location tunes itself to.
+struct ListOrder {
+  /// Each point lies near the one before (a structured flow mesh, a line): the branches of the
+  /// search then go the same way from point to point, and a test is skipped where it can be.
+  bool ordered = false;
+  /// The mesh is larger than the caches: the memory each stage of the search reads is requested
+  /// ahead for the whole block (on small meshes that only costs time).
+  bool large = false;
+};
+
 /// The nearest node and the best cell for `count` (at most kLocateBlock) points, with the results
 /// of `locate` for each. The mesh must have a node grid. The points are taken stage by stage
-/// (grid cells, node lists, nearest nodes, first cells, solves), and the points' solves run side
-/// by side. For `scattered` points (an unordered list on a large mesh), each stage first asks the
-/// processor for the memory the next one reads, for all points of the block; points that follow
-/// each other through the mesh do better without (the processor's own prefetching serves them).
+/// (grid cells, node lists, nearest nodes, first cells, solves), and their solves run side by
+/// side.
 void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
-                 Location* out, bool scattered);
+                 Location* out, ListOrder order);
 
 /// Nearest node by the quadtree, starting from `hint` (the previous answer of a list).
 int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned int hint);

@@ -749,7 +749,8 @@ void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>
 }
 
 void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, int count,
-                 Location* out, bool scattered) {
+                 Location* out, ListOrder order) {
+  const bool prefetching = order.large;
   const TripletBase<float>* P = mesh.points;
   const NodeGrid& grid = *mesh.grid;
   int cell[kLocateBlock];
@@ -758,7 +759,7 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
 
   // The grid cells, and their list bounds requested.
   for (int l = 0; l < count; ++l) cell[l] = grid.cellOf(*points[l]);
-  if (scattered) {
+  if (prefetching) {
     for (int l = 0; l < count; ++l) {
       if (cell[l] >= 0) grid.prefetchBounds(cell[l]);
     }
@@ -775,7 +776,7 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     const int local = node[l] - mesh.begin;
     row[l] = rowOf(mesh, local);
     col[l] = local - row[l] * mesh.jsize;
-    if (!scattered) continue;
+    if (!prefetching) continue;
     const std::size_t k = static_cast<std::size_t>(node[l]);
     // The three rows of three nodes around it (those inside the array).
     for (std::size_t first : {k - jsize - 1, k - 1, k + jsize - 1}) {
@@ -804,7 +805,7 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     Location& loc = out[l];
     const int i = row[l], j = col[l];
     const bool interior = i > 0 && i < I && j > 0 && j < J;
-    if (interior && mesh.bounds != nullptr) {
+    if (interior && mesh.bounds != nullptr && !order.ordered) {
       // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that order,
       // as cellsAroundNode lists them; candidate k is cell (i - k / 2, j - k % 2). The quick tests
       // of the first three decide without a branch which one comes first, unless one of them
