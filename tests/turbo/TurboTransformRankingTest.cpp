@@ -345,6 +345,31 @@ void expectListMatchesSinglePoints(const Built& m, std::vector<P3> points, unsig
   }
 }
 
+// A list that runs through the mesh cell by cell, as the nodes of a structured flow mesh do:
+// eight points per cell (corners, mid-edges and random ones), for the first 600 cells in i-major
+// order. Long enough for the list conversion to judge it ordered.
+std::vector<P3> walkThrough(const Built& m, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  std::vector<P3> out;
+  int cells = 0;
+  for (int i = 0; i + 1 < m.ni && cells < 600; ++i) {
+    for (int j = 0; j + 1 < m.nj && cells < 600; ++j, ++cells) {
+      const double st[8][2] = {{0, 0}, {0.5, 0}, {0, 0.5}, {0.5, 0.5}, {1, 0.5},
+                               {unit(rng), unit(rng)}, {unit(rng), unit(rng)}, {unit(rng), 1}};
+      for (const auto& f : st) {
+        double x[2];
+        for (int c = 0; c < 2; ++c) {
+          x[c] = (1 - f[0]) * (1 - f[1]) * m.node(i, j)[c] + f[0] * (1 - f[1]) * m.node(i + 1, j)[c] +
+                 (1 - f[0]) * f[1] * m.node(i, j + 1)[c] + f[0] * f[1] * m.node(i + 1, j + 1)[c];
+        }
+        out.emplace_back(float(x[0]), float(x[1]), 0.0f);
+      }
+    }
+  }
+  return out;
+}
+
 void expectAllPathsMet(const Paths& p, const std::string& name) {
   SCOPED_TRACE(name);
   EXPECT_GT(p.direct, 0);
@@ -357,6 +382,9 @@ void checkMesh(const Built& m, unsigned seed, Paths* met = nullptr) {
   const Paths paths = expectRankingMatches(m, points, seed);
   expectAllPathsMet(paths, m.passage.name);
   expectListMatchesSinglePoints(m, points, seed);
+  const std::vector<P3> walk = walkThrough(m, seed);
+  ASSERT_GE(walk.size(), 4096u);
+  expectListMatchesSinglePoints(m, walk, seed);
   if (met != nullptr) *met = paths;
 }
 
