@@ -98,7 +98,7 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
       m_quadtree = std::move(quadtree);
       auto grid = std::make_shared<turbo_detail::NodeGrid>();
       grid->build(m_meshPoints.data(), m_meshPoints.size());
-      grid->buildCellBounds(turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr));
+      grid->buildCellTests(turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr));
       m_nodeGrid = std::move(grid);
     } else {
       m_nodeGrid.reset();

@@ -119,10 +119,10 @@ class NodeGrid {
   void prefetchBounds(int cell) const;
   void prefetchList(int cell) const;
 
-  /// Builds the bounds of the cells of `mesh` (numbered i * jcv + j).
-  void buildCellBounds(const MeshView& mesh);
+  /// Builds the tests of the cells of `mesh` (numbered i * jcv + j).
+  void buildCellTests(const MeshView& mesh);
   /// The cell tests when built for a mesh of icv x jcv cells, else null.
-  const CellTest* cellBounds(int icv, int jcv) const;
+  const CellTest* cellTests(int icv, int jcv) const;
 
   /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
   /// long lists. The nodes, cells and values a block's points need fit the first-level cache, so
@@ -153,8 +153,8 @@ class NodeGrid {
   // the quadtree.
   std::vector<int> m_listStart;
   std::vector<Entry> m_list;
-  std::vector<CellTest> m_bounds;
-  int m_boundsI = 0, m_boundsJ = 0;
+  std::vector<CellTest> m_tests;
+  int m_testsI = 0, m_testsJ = 0;
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.
@@ -168,7 +168,7 @@ struct MeshView {
   int jcv = 0;                                 ///< last j
   const QuadtreeBucket* tree = nullptr;        ///< the quadtree, if used
   const NodeGrid* grid = nullptr;              ///< the grid, preferred when present
-  const CellTest* bounds = nullptr;            ///< the cells' tests, if built
+  const CellTest* tests = nullptr;             ///< the cells' tests, if built
   bool safeNodes = false;                      ///< every node within |x|, |y| < 1e18
 };
 
@@ -178,11 +178,11 @@ MeshView viewOf(const Topo2dMultiLevel& topo, const QORVector<TripletBase<float>
                 const QuadtreeBucket* tree, const NodeGrid* grid);
 
 /// The view for converting a single point. A point alone finds the caches cold: on large meshes,
-/// reading a cell's stored bound costs more than computing it from the corners, which the search
-/// reads anyway, so the bounds are used only while they fit the processor's caches.
+/// reading a cell's stored test costs more than computing its bound from the corners, which the
+/// search reads anyway, so the tests are used only while they fit the processor's caches.
 inline MeshView singlePointView(MeshView view) {
   constexpr long kCachedCells = 16384;  // about 0.5 MB of tests
-  if (static_cast<long>(view.icv) * static_cast<long>(view.jcv) > kCachedCells) view.bounds = nullptr;
+  if (static_cast<long>(view.icv) * static_cast<long>(view.jcv) > kCachedCells) view.tests = nullptr;
   return view;
 }
 

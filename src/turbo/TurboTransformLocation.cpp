@@ -455,26 +455,26 @@ int NodeGrid::cellY(double y) const {
   return c >= m_ny - 1 ? m_ny - 1 : static_cast<int>(c);
 }
 
-void NodeGrid::buildCellBounds(const MeshView& mesh) {
-  m_bounds.clear();
-  m_boundsI = m_boundsJ = 0;
+void NodeGrid::buildCellTests(const MeshView& mesh) {
+  m_tests.clear();
+  m_testsI = m_testsJ = 0;
   if (mesh.icv <= 0 || mesh.jcv <= 0) return;
-  m_bounds.resize(static_cast<std::size_t>(mesh.icv) * static_cast<std::size_t>(mesh.jcv));
+  m_tests.resize(static_cast<std::size_t>(mesh.icv) * static_cast<std::size_t>(mesh.jcv));
   for (int i = 0; i < mesh.icv; ++i) {
     for (int j = 0; j < mesh.jcv; ++j) {
       const int c0 = mesh.begin + i * mesh.jsize + j, c1 = c0 + mesh.jsize;
       const TripletBase<float>* P = mesh.points;
-      m_bounds[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.jcv) +
+      m_tests[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.jcv) +
                static_cast<std::size_t>(j)] = testOf(boundOf(P[c0], P[c1], P[c0 + 1], P[c1 + 1]));
     }
   }
-  m_boundsI = mesh.icv;
-  m_boundsJ = mesh.jcv;
+  m_testsI = mesh.icv;
+  m_testsJ = mesh.jcv;
 }
 
-const CellTest* NodeGrid::cellBounds(int icv, int jcv) const {
-  if (m_bounds.empty() || icv != m_boundsI || jcv != m_boundsJ) return nullptr;
-  return m_bounds.data();
+const CellTest* NodeGrid::cellTests(int icv, int jcv) const {
+  if (m_tests.empty() || icv != m_testsI || jcv != m_testsJ) return nullptr;
+  return m_tests.data();
 }
 
 int NodeGrid::blockOf(const TripletBase<float>& p) const {
@@ -644,8 +644,8 @@ float scoreOf(float s, float t, const TripletBase<float>& a, const TripletBase<f
 inline bool excluded(const MeshView& mesh, int i, int j, const TripletBase<float>& a,
                      const TripletBase<float>& b, const TripletBase<float>& c,
                      const TripletBase<float>& d, const TripletBase<float>& p) {
-  if (mesh.bounds != nullptr) {
-    const int quick = quickTest(mesh.bounds[static_cast<std::size_t>(i) *
+  if (mesh.tests != nullptr) {
+    const int quick = quickTest(mesh.tests[static_cast<std::size_t>(i) *
                                                 static_cast<std::size_t>(mesh.jcv) +
                                             static_cast<std::size_t>(j)],
                                 p);
@@ -785,14 +785,14 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
         prefetch(P + first + 2);
       }
     }
-    if (mesh.bounds != nullptr) {
+    if (mesh.tests != nullptr) {
       // Cells (i - 1, j - 1 .. j) and (i, j - 1 .. j), where they exist.
       const long jcv = mesh.jcv, at = static_cast<long>(row[l]) * jcv + col[l] - 1;
       const long cells = static_cast<long>(mesh.icv) * jcv;
       for (long c : {at - jcv, at}) {
         if (c >= 0 && c + 1 < cells) {
-          prefetch(mesh.bounds + c);
-          prefetch(mesh.bounds + c + 1);
+          prefetch(mesh.tests + c);
+          prefetch(mesh.tests + c + 1);
         }
       }
     }
@@ -805,12 +805,12 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     Location& loc = out[l];
     const int i = row[l], j = col[l];
     const bool interior = i > 0 && i < I && j > 0 && j < J;
-    if (interior && mesh.bounds != nullptr && !order.ordered) {
+    if (interior && mesh.tests != nullptr && !order.ordered) {
       // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that order,
       // as cellsAroundNode lists them; candidate k is cell (i - k / 2, j - k % 2). The quick tests
       // of the first three decide without a branch which one comes first, unless one of them
       // is undecided: the tests one by one then.
-      const CellTest* test = mesh.bounds + static_cast<std::size_t>(i) * static_cast<std::size_t>(J) +
+      const CellTest* test = mesh.tests + static_cast<std::size_t>(i) * static_cast<std::size_t>(J) +
                              static_cast<std::size_t>(j);
       bool u0, u1, u2;
       const unsigned proved = unsigned(quickExcludes(test[0], p, u0)) |
@@ -912,7 +912,7 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
   v.jcv = level.getJcv();
   v.tree = tree;
   v.grid = (grid != nullptr && !grid->empty()) ? grid : nullptr;
-  v.bounds = (v.grid != nullptr) ? v.grid->cellBounds(v.icv, v.jcv) : nullptr;
+  v.tests = (v.grid != nullptr) ? v.grid->cellTests(v.icv, v.jcv) : nullptr;
   v.safeNodes = v.grid != nullptr && v.grid->safeNodes();
   return v;
 }

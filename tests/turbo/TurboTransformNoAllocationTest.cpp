@@ -54,7 +54,7 @@ using qor::TurboTransform;
 using qortest::P3;
 
 TEST(TurboTransformSinglePoint, conversionsAndCellSearchAllocateNothing) {
-  // A small mesh (cell bounds stored with the mesh) and a large one (computed per point).
+  // A small mesh (cell tests stored with the mesh) and a large one (computed per point).
   for (int size : {600, 40000}) {
     qortest::Built m;
     const long building = g_allocations.load();
