@@ -132,14 +132,6 @@ void packNodeFields(const MeshView& mesh, std::size_t points, std::vector<Field>
   }
 }
 
-inline void prefetch(const void* address) {
-#if defined(__GNUC__)
-  __builtin_prefetch(address);
-#else
-  (void)address;
-#endif
-}
-
 // Asks the processor to fetch the corner values of the cell for every field.
 inline void prefetchCorners(const std::vector<Field>& fields, const Location& loc) {
   bool packed = false;
@@ -149,10 +141,10 @@ inline void prefetchCorners(const std::vector<Field>& fields, const Location& lo
       if (packed) continue;  // the packed fields share their cache lines
       packed = true;
       for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) {
-        prefetch(f.packed + static_cast<std::size_t>(c) * f.stride);
+        turbo_detail::prefetch(f.packed + static_cast<std::size_t>(c) * f.stride);
       }
     } else {
-      for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) prefetch(f.data + c);
+      for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) turbo_detail::prefetch(f.data + c);
     }
   }
 }
@@ -186,27 +178,20 @@ bool runsThroughMesh(const turbo_detail::NodeGrid& grid, std::size_t first, std:
 // by block, with the points copied in that order. Each point is located independently of the
 // others, so the results do not depend on the order; only the memory traffic does.
 struct SpatialOrder {
-  std::vector<TripletBase<float>> copy;    // the points of the chunk in list order
-  std::vector<TripletBase<float>> points;  // the same in processing order
+  std::vector<TripletBase<float>> points;  // the points of the chunk in processing order
   std::vector<std::uint32_t> index;        // their positions in the chunk
   std::vector<std::uint32_t> key;
   std::vector<std::uint32_t> start;
 
-  // Points first .. first + n - 1 (n <= kOrderChunk). False when they already run through the
-  // mesh (a structured flow mesh, a line): they then keep their order, in `copy`.
+  // Points first .. first + n - 1 (n <= kOrderChunk), counting-sorted by block.
   template <typename PointAt>
-  bool arrange(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
+  void arrange(const turbo_detail::NodeGrid& grid, std::size_t first, std::size_t n,
                PointAt pointAt) {
     const std::size_t keys = static_cast<std::size_t>(grid.blockCount());
-    copy.resize(n);
-    for (std::size_t k = 0; k < n; ++k) copy[k] = pointAt(first + k);
-    if (runsThroughMesh(grid, 0, n, [this](std::size_t k) -> const TripletBase<float>& {
-          return copy[k];
-        })) {
-      return false;
-    }
     key.resize(n);
-    for (std::size_t k = 0; k < n; ++k) key[k] = static_cast<std::uint32_t>(grid.blockOf(copy[k]));
+    for (std::size_t k = 0; k < n; ++k) {
+      key[k] = static_cast<std::uint32_t>(grid.blockOf(pointAt(first + k)));
+    }
     start.assign(keys + 1, 0);
     for (std::size_t k = 0; k < n; ++k) ++start[key[k] + 1];
     for (std::size_t b = 0; b < keys; ++b) start[b + 1] += start[b];
@@ -214,10 +199,9 @@ struct SpatialOrder {
     index.resize(n);
     for (std::size_t k = 0; k < n; ++k) {
       const std::uint32_t slot = start[key[k]]++;
-      points[slot] = copy[k];
+      points[slot] = pointAt(first + k);
       index[slot] = static_cast<std::uint32_t>(k);
     }
-    return true;
   }
 };
 
@@ -230,32 +214,15 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
   const std::size_t count = fields.size();
-  auto emit = [&](std::size_t k, const Location& loc) {
-    for (std::size_t q = 0; q < count; ++q) outs[q][k] = valueOf(fields[q], loc);
-    if (streamwise != nullptr) {
-      turbo_detail::cellDirections(mesh.points, loc, streamwise[k], spanwise[k]);
-    }
-  };
-  // The values of a located block, field by field.
+  // The values of the `b` located points `loc` of a block, field by field, to list positions
+  // at(0) .. at(b - 1).
   auto emitBlock = [&](int b, auto at, const Location* loc) {
     std::size_t dest[turbo_detail::kLocateBlock];
     for (int l = 0; l < b; ++l) dest[l] = at(l);
     for (std::size_t q = 0; q < count; ++q) {
       const Field& f = fields[q];
       float* const out = outs[q];
-      if (f.packed != nullptr) {
-        const float* const v = f.packed;
-        const std::size_t stride = f.stride;
-        for (int l = 0; l < b; ++l) {
-          const Location& c = loc[l];
-          out[dest[l]] = turbo_detail::bilinear(
-              c.s, c.t, v[static_cast<std::size_t>(c.c0) * stride],
-              v[static_cast<std::size_t>(c.c1) * stride], v[static_cast<std::size_t>(c.c2) * stride],
-              v[static_cast<std::size_t>(c.c3) * stride]);
-        }
-      } else {
-        for (int l = 0; l < b; ++l) out[dest[l]] = valueOf(f, loc[l]);
-      }
+      for (int l = 0; l < b; ++l) out[dest[l]] = valueOf(f, loc[l]);
     }
     if (streamwise != nullptr) {
       for (int l = 0; l < b; ++l) {
@@ -268,7 +235,7 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     unsigned int hint = 0;
     for (std::size_t k = 0; k < n; ++k) {
       turbo_detail::locateNext(mesh, pointAt(k), loc, hint);
-      emit(k, loc);
+      emitBlock(1, [k](int) { return k; }, &loc);
     }
     return;
   }
@@ -293,19 +260,21 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     SpatialOrder order;
     for (std::size_t first = 0; first < n; first += kOrderChunk) {
       const std::size_t m = std::min(kOrderChunk, n - first);
-      if (order.arrange(*mesh.grid, first, m, pointAt)) {
-        run(m, {false, true}, [&](std::size_t r) { return first + order.index[r]; },
-            [&](std::size_t r) -> const TripletBase<float>& { return order.points[r]; });
+      if (runsThroughMesh(*mesh.grid, first, m, pointAt)) {
+        run(m, turbo_detail::ListOrder{true, true}, [&](std::size_t r) { return first + r; },
+            [&](std::size_t r) -> const TripletBase<float>& { return pointAt(first + r); });
       } else {
-        run(m, {true, true}, [&](std::size_t r) { return first + r; },
-            [&](std::size_t r) -> const TripletBase<float>& { return order.copy[r]; });
+        order.arrange(*mesh.grid, first, m, pointAt);
+        run(m, turbo_detail::ListOrder{false, true},
+            [&](std::size_t r) { return first + order.index[r]; },
+            [&](std::size_t r) -> const TripletBase<float>& { return order.points[r]; });
       }
     }
     return;
   }
   // Short lists, and lists on a mesh that fits the caches, keep their order.
   const bool ordered = n >= 4096 && runsThroughMesh(*mesh.grid, 0, n, pointAt);
-  run(n, {ordered, large}, [](std::size_t r) { return r; },
+  run(n, turbo_detail::ListOrder{ordered, large}, [](std::size_t r) { return r; },
       [&](std::size_t r) -> const TripletBase<float>& { return pointAt(r); });
 }
 

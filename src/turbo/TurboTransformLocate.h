@@ -24,6 +24,16 @@ namespace turbo_detail {
 
 struct MeshView;
 
+/// Asks the processor to fetch the cache line of `address` (a hint: never a fault, whatever the
+/// address).
+inline void prefetch(const void* address) {
+#if defined(__GNUC__)
+  __builtin_prefetch(address);
+#else
+  (void)address;
+#endif
+}
+
 /// What the location needs to know of a cell to prove, cheaply, that a point cannot lie in it:
 /// the cell's bilinear map about its centre C is X(u, v) = C + M (u, v) + D u v (u = s - 1/2,
 /// v = t - 1/2). Unusable cells (singular M, vanishing edges) have a NaN inverse.

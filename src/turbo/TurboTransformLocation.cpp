@@ -481,18 +481,6 @@ int NodeGrid::blockOf(const TripletBase<float>& p) const {
   return (cellY(p[1]) / kBlockCells) * m_bx + cellX(p[0]) / kBlockCells;
 }
 
-namespace {
-
-inline void prefetch(const void* address) {
-#if defined(__GNUC__)
-  __builtin_prefetch(address);
-#else
-  (void)address;
-#endif
-}
-
-}  // namespace
-
 void NodeGrid::prefetchBounds(int cell) const {
   prefetch(m_listStart.data() + cell);
 }
