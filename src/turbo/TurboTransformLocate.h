@@ -84,12 +84,9 @@ inline bool quickExcludes(const CellTest& cell, const TripletBase<float>& p, boo
 /// The quick test: 1 when `p` provably cannot lie in the cell (as `cannotHoldPoint`), 0 when the
 /// cell must be solved (the point is in or near it), -1 when undecided: the full bound decides.
 inline int quickTest(const CellTest& cell, const TripletBase<float>& p) {
-  const double ex = double(p[0]) - double(cell.centreX), ey = double(p[1]) - double(cell.centreY);
-  const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
-  const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
-  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
-  if (!(beyond > 1e-6)) return 0;  // in or near the cell (or unusable): solve it
-  return (ex * ex + ey * ey <= double(cell.reach2) && beyond > double(cell.quick)) ? 1 : -1;
+  bool undecided;
+  if (quickExcludes(cell, p, undecided)) return 1;
+  return undecided ? -1 : 0;
 }
 
 /// A uniform bucket grid over the mesh nodes, built with the background mesh, that answers

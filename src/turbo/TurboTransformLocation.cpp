@@ -793,43 +793,32 @@ void locateBlock(const MeshView& mesh, const TripletBase<float>* const* points, 
     Location& loc = out[l];
     const int i = row[l], j = col[l];
     const bool interior = i > 0 && i < I && j > 0 && j < J;
+    // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that order,
+    // as cellsAroundNode lists them; candidate k is cell (i - k / 2, j - k % 2).
+    auto firstOpen = [&]() {
+      int k = 0;
+      for (; k < 3; ++k) {
+        const int ci = i - k / 2, cj = j - k % 2, c0 = mesh.begin + ci * js + cj;
+        if (!excluded(mesh, ci, cj, P[c0], P[c0 + js], P[c0 + 1], P[c0 + js + 1], p)) break;
+      }
+      return k;
+    };
     if (interior && mesh.tests != nullptr && !order.ordered) {
-      // An interior node: the cells (i, j), (i, j - 1), (i - 1, j), (i - 1, j - 1) in that order,
-      // as cellsAroundNode lists them; candidate k is cell (i - k / 2, j - k % 2). The quick tests
-      // of the first three decide without a branch which one comes first, unless one of them
-      // is undecided: the tests one by one then.
+      // Unordered points: the quick tests of the first three decide without a branch which one
+      // comes first, unless one of them is undecided.
       const CellTest* test = mesh.tests + static_cast<std::size_t>(i) * static_cast<std::size_t>(J) +
                              static_cast<std::size_t>(j);
       bool u0, u1, u2;
       const unsigned proved = unsigned(quickExcludes(test[0], p, u0)) |
                               (unsigned(quickExcludes(test[-1], p, u1)) << 1) |
                               (unsigned(quickExcludes(test[-J], p, u2)) << 2);
-      int k;
-      if (!(u0 | u1 | u2)) {
-        static constexpr int kFirstOpen[8] = {0, 1, 0, 2, 0, 1, 0, 3};  // lowest clear bit
-        k = kFirstOpen[proved];
-      } else {
-        for (k = 0; k < 3; ++k) {
-          const int ci = i - k / 2, cj = j - k % 2, c0 = mesh.begin + ci * js + cj;
-          if (!excluded(mesh, ci, cj, P[c0], P[c0 + js], P[c0 + 1], P[c0 + js + 1], p)) break;
-        }
-      }
+      static constexpr int kFirstOpen[8] = {0, 1, 0, 2, 0, 1, 0, 3};  // lowest clear bit
+      const int k = (u0 | u1 | u2) ? firstOpen() : kFirstOpen[proved];
       nameCell(mesh, i - k / 2, j - k % 2, loc);
     } else if (interior) {
-      int ci = i, cj = j;
-      for (int k = 0; k < 3; ++k) {
-        const int c0 = mesh.begin + ci * js + cj;
-        if (!excluded(mesh, ci, cj, P[c0], P[c0 + js], P[c0 + 1], P[c0 + js + 1], p)) break;
-        if (k == 0) {
-          cj = j - 1;
-        } else if (k == 1) {
-          ci = i - 1;
-          cj = j;
-        } else {
-          cj = j - 1;
-        }
-      }
-      nameCell(mesh, ci, cj, loc);
+      // Ordered points: one by one, the branches going the same way from point to point.
+      const int k = firstOpen();
+      nameCell(mesh, i - k / 2, j - k % 2, loc);
     } else {
       int cells[4][2];
       const int n = cellsAroundNode(mesh, node[l], cells);
