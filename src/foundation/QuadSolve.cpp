@@ -133,9 +133,12 @@ QOR_AVX inline void step(Lanes& l, __m256d tolerance2) {
   const __m256d maxStep = _mm256_set1_pd(2.0);
   const __m256d largest = larger(fabs(ds), fabs(dt));
   const __m256d clip = _mm256_cmp_pd(largest, maxStep, _CMP_GT_OQ);
-  const __m256d factor = _mm256_div_pd(maxStep, largest);
-  ds = select(clip, ds, _mm256_mul_pd(ds, factor));
-  dt = select(clip, dt, _mm256_mul_pd(dt, factor));
+  // Steps are rarely clipped: the division is then left out of the dependency chain.
+  if (_mm256_movemask_pd(clip) != 0) {
+    const __m256d factor = _mm256_div_pd(maxStep, largest);
+    ds = select(clip, ds, _mm256_mul_pd(ds, factor));
+    dt = select(clip, dt, _mm256_mul_pd(dt, factor));
+  }
   l.cs = select(a2, cs, _mm256_add_pd(cs, ds));
   l.ct = select(a2, ct, _mm256_add_pd(ct, dt));
   const __m256d limit = _mm256_set1_pd(1e3);
