@@ -247,6 +247,18 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
     Location loc[kBlock];
     for (std::size_t r = 0; r < m; r += kBlock) {
       const int b = static_cast<int>(std::min<std::size_t>(kBlock, m - r));
+      if (order.large && !order.ordered) {
+        // The list bounds of the points two blocks ahead, and the lists of the next block's.
+        const turbo_detail::NodeGrid& grid = *mesh.grid;
+        for (std::size_t k = r + 2 * kBlock; k < std::min(m, r + 3 * kBlock); ++k) {
+          const int cell = grid.cellOf(point(k));
+          if (cell >= 0) grid.prefetchBounds(cell);
+        }
+        for (std::size_t k = r + kBlock; k < std::min(m, r + 2 * kBlock); ++k) {
+          const int cell = grid.cellOf(point(k));
+          if (cell >= 0) grid.prefetchList(cell);
+        }
+      }
       for (int l = 0; l < b; ++l) block[l] = &point(r + static_cast<std::size_t>(l));
       turbo_detail::locateBlock(mesh, block, b, loc, order);
       if (order.large) {  // the corner values too
