@@ -163,6 +163,13 @@ inline Passage toXYZ(const Passage& art, const P3& axisPoint, const P3& axisDire
   return out;
 }
 
+/// The eight spaces of the forward conversion, in their numeric order.
+inline qor::QORVector<qor::TurboTransform::space> allSpaces() {
+  qor::QORVector<qor::TurboTransform::space> out;
+  for (int s = 0; s < 8; ++s) out.push_back(static_cast<qor::TurboTransform::space>(s));
+  return out;
+}
+
 /// Sets up a transform from an ART passage (all curves ordered).
 inline void initializeART(qor::TurboTransform& t, const Passage& p) {
   t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, -1, -1, -1, -1);

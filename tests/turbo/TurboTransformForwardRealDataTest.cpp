@@ -4,15 +4,8 @@
 // converted from Cartesian coordinates; normalised span, normalised meridional position and m'
 // are compared with their exact values. The largest errors are reported.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <iostream>
-#include <string>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 
 namespace {

@@ -1,18 +1,9 @@
 // Forward-then-inverse round trips of TurboTransform on the real machines of the data directory
 // (QOR_DATA_DIR). Reports the largest error of each machine, relative to its passage size.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <iostream>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "support/Passages.h"
-#include "qor/CoordTransform.h"
 
 namespace {
 

@@ -1,11 +1,6 @@
 // Background meshes of the real machines in the data directory (QOR_DATA_DIR): both methods build
 // an unfolded mesh whose normalised coordinates run monotonically along the mesh lines.
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "support/Passages.h"
 
 namespace {
