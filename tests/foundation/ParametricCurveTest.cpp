@@ -1,15 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <fstream>
 #include <functional>
 #include <limits>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qor/foundation/Error.h"
-#include "qor/foundation/ParametricCurve.h"
 #include "support/Passages.h"
 
 using qor::ParametricCurve;
@@ -38,14 +29,12 @@ Points cleanArc(int n) {
 
 std::vector<double> svaluesOf(const ParametricCurve& c) {
   std::vector<double> s;
-  c.getSvalues(s);
-  return s;
+  return c.getSvalues(s), s;
 }
 
 Points pointsOf(const ParametricCurve& c) {
   Points p;
-  c.getCurve(p);
-  return p;
+  return c.getCurve(p), p;
 }
 
 }  // namespace

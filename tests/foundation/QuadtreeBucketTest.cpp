@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <limits>
-#include <random>
-#include <vector>
 
-#include "qor/foundation/Error.h"
 #include "qor/foundation/QuadtreeBucket.h"
+#include "support/Passages.h"
 
 using qor::QuadtreeBucket;
 using P = qor::TripletBase<float>;
@@ -52,8 +47,7 @@ TEST(QuadtreeBucket, agreesWithBruteForceOnRandomPointSets) {
   for (unsigned seed : {42u, 43u, 44u}) {
     SCOPED_TRACE(seed);
     std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> coord(-1.0f, 1.0f);
-    std::uniform_real_distribution<float> wide(-3.0f, 3.0f);
+    std::uniform_real_distribution<float> coord(-1.0f, 1.0f), wide(-3.0f, 3.0f);
     std::vector<P> points;
     for (int k = 0; k < 3000; ++k) points.emplace_back(coord(rng), 0.3f * coord(rng), coord(rng));
     for (int k = 0; k < 300; ++k) points.push_back(points[rng() % points.size()]);  // duplicates
@@ -72,11 +66,7 @@ TEST(QuadtreeBucket, lowestIndexWinsTiesOnAGrid) {
   std::vector<P> queries;
   for (int i = -2; i < 82; ++i)
     for (int j = -2; j < 52; j += 3) queries.emplace_back(0.125f * i, 0.25f * j, 0.0f);
-  expectAgreesWithBruteForce(points, queries);
-  QuadtreeBucket tree;
-  tree.construct(points);
-  // The centre of the first cell is equidistant from nodes 0, 1, 25 and 26.
-  EXPECT_EQ(tree.findNearestPoint(P(0.125f, 0.25f, 0.0f)), 0u);
+  expectAgreesWithBruteForce(points, queries);  // (0.125, 0.25) is equidistant from nodes 0, 1, 25, 26
 }
 
 TEST(QuadtreeBucket, clusteredAndCoincidentPointsStayExact) {
@@ -121,9 +111,8 @@ TEST(QuadtreeBucket, agreesWithBruteForceOnAClusteredStructuredMesh) {
 }
 
 TEST(QuadtreeBucket, extremeCoordinatesAndNonFiniteValuesFollowTheScan) {
-  const float big = std::numeric_limits<float>::max();
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float inf = std::numeric_limits<float>::infinity();
+  const float big = std::numeric_limits<float>::max(), nan = std::nanf(""),
+              inf = std::numeric_limits<float>::infinity();
   std::vector<P> points{P(nan, 0, 0), P(1, 1, 0), P(inf, 0, 0), P(-2, 3, 0), P(1e-30f, 0, 0),
                         P(0, 1e-30f, 0), P(1e30f, -1e30f, 0), P(3e38f, 0, 0)};
   std::vector<P> queries{P(0, 0, 0),    P(1, 1, 0),      P(big, 0, 0),   P(-big, big, 0),
@@ -143,13 +132,9 @@ TEST(QuadtreeBucket, extremeCoordinatesAndNonFiniteValuesFollowTheScan) {
 TEST(QuadtreeBucket, emptyTreeThrowsInvalid) {
   QuadtreeBucket tree;
   EXPECT_EQ(tree.size(), 0u);
-  try {
-    (void)tree.findNearestPoint(P(0, 0, 0));
-    FAIL() << "no exception";
-  } catch (const qor::data::invalid& e) {
-    EXPECT_EQ(e.getClassName(), "QuadtreeBucket");
-    EXPECT_EQ(e.getFunctionName(), "findNearestPoint");
-  }
+  const auto e = qortest::captureError<qor::data::invalid>([&] { (void)tree.findNearestPoint(P(0, 0, 0)); });
+  EXPECT_EQ(e.getClassName(), "QuadtreeBucket");
+  EXPECT_EQ(e.getFunctionName(), "findNearestPoint");
   tree.construct({});
   EXPECT_THROW((void)tree.findNearestPoint(P(0, 0, 0), 3u), qor::data::invalid);
 }

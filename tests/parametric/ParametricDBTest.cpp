@@ -1,11 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "qor/foundation/Error.h"
 #include "qor/parametric/ParametricDB.h"
@@ -86,56 +80,36 @@ struct PrototypeGuard {
 
 }  // namespace
 
+// Ids count creations; deletion never frees one, clearing resets the counter only of a database
+// that still had curves; a failed creation changes nothing.
 TEST(ParametricDB, idsFollowCreationOrderAndAreNeverReused) {
   ParametricDB db;
   EXPECT_EQ(db.getCurveID("nothing"), 0);  // lenient: an unknown name has id 0, no error
   EXPECT_NO_THROW(db.deleteCurveIfExist("a"));
   db.createCurve("hub", line(1), kPlane);
   db.createCurve("shroud", line(2), kPlane);
-  EXPECT_EQ(db.getCurveID("hub"), 0);
-  EXPECT_EQ(db.getCurveID("shroud"), 1);
-  EXPECT_EQ(db.getCurveID("nothing"), 0);
+  EXPECT_EQ(std::make_pair(db.getCurveID("hub"), db.getCurveID("shroud")), std::make_pair(0, 1));
   EXPECT_FALSE(db.checkCurveExist("nothing"));
   db.createCurve("hub", line(5), kPlane);  // re-creation replaces the curve with a fresh id
   EXPECT_EQ(db.getCurveID("hub"), 2);
-  EXPECT_EQ(db.getCurveID("shroud"), 1);
   EXPECT_NEAR(db.getLength("hub"), 5.0, kTol);
+  EXPECT_THROW(db.createCurve("hub", line(7), {0.0, 1.0}, kPlane), qor::Error);  // 3 points, 2 parameters
+  EXPECT_NEAR(db.getLength("hub"), 5.0, kTol);
+  EXPECT_EQ(db.getCurveID("hub"), 2);
   db.deleteCurve("shroud");
   EXPECT_NO_THROW(db.deleteCurveIfExist("b"));
   EXPECT_FALSE(db.checkCurveExist("shroud"));
   EXPECT_TRUE(db.checkCurveExist("hub"));
   db.createCurve("c", line(1), kPlane);
   EXPECT_EQ(db.getCurveID("c"), 3);
-}
-
-TEST(ParametricDB, clearKeepsCounterOnlyWhenAlreadyEmpty) {
-  ParametricDB emptied;
-  emptied.createCurve("a", line(1), kPlane);
-  emptied.createCurve("b", line(1), kPlane);
-  emptied.deleteCurve("a");
-  emptied.deleteCurveIfExist("b");
-  emptied.clearGeometry();
-  emptied.createCurve("c", line(1), kPlane);
-  EXPECT_EQ(emptied.getCurveID("c"), 2);
-
-  ParametricDB full;
-  full.createCurve("a", line(1), kPlane);
-  full.createCurve("b", line(1), kPlane);
-  full.clearGeometry();
-  EXPECT_FALSE(full.checkCurveExist("a"));
-  full.createCurve("c", line(1), kPlane);
-  EXPECT_EQ(full.getCurveID("c"), 0);
-}
-
-TEST(ParametricDB, failedCreationLeavesDatabaseAsItWas) {
-  ParametricDB db;
-  db.createCurve("a", line(3), kPlane);
-  // Three points with two parameter values: the curve cannot be built.
-  EXPECT_THROW(db.createCurve("a", line(7), {0.0, 1.0}, kPlane), qor::Error);
-  EXPECT_NEAR(db.getLength("a"), 3.0, kTol);
-  EXPECT_EQ(db.getCurveID("a"), 0);
-  db.createCurve("b", line(1), kPlane);
-  EXPECT_EQ(db.getCurveID("b"), 1);
+  db.clearGeometry();
+  EXPECT_FALSE(db.checkCurveExist("c"));
+  db.createCurve("d", line(1), kPlane);
+  EXPECT_EQ(db.getCurveID("d"), 0);
+  db.deleteCurve("d");
+  db.clearGeometry();
+  db.createCurve("e", line(1), kPlane);
+  EXPECT_EQ(db.getCurveID("e"), 1);
 }
 
 TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
@@ -151,25 +125,14 @@ TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
   EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
 }
 
-TEST(ParametricDB, queryOnEmptyDatabaseReportsEmptyWhateverTheName) {
+TEST(ParametricDB, queriesReportAnEmptyDatabaseOrTheUnknownNameAndCurveErrorsPassThrough) {
   ParametricDB db;
   for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
-  // Curves deleted one by one leave an empty database as well.
-  db.createCurve("hub", line(1), kPlane);
-  db.deleteCurve("hub");
-  for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
-}
-
-TEST(ParametricDB, queryOnUnknownNameReportsName) {
-  ParametricDB db;
   db.createCurve("hub", line(1), kPlane);
   for (const auto& q : queriesOn(db, "n_mp")) expectNotExistError(q, "n_mp");
-  EXPECT_TRUE(db.checkCurveExist("hub"));
   EXPECT_NEAR(db.getLength("hub"), 1.0, kTol);
-}
-
-TEST(ParametricDB, curveServiceErrorsPassThrough) {
-  ParametricDB db;
+  db.deleteCurve("hub");  // deleted one by one: empty again
+  for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
   db.createCurve("none", {}, kPlane);
   EXPECT_THROW((void)db.getFirstPoint("none"), qor::data::invalid);
 }
@@ -195,10 +158,7 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
   ASSERT_EQ(piece.size(), 5U);
   EXPECT_NEAR(piece[2][1], 1.0, kTol);
   db.exportToFile("x", "x_curve.txt");
-  std::ifstream in("x_curve.txt");
-  int lines = 0;
-  for (std::string text; std::getline(in, text);) ++lines;
-  EXPECT_EQ(lines, 5);
+  EXPECT_EQ(qortest::readLines("x_curve.txt").size(), 5u);
 }
 
 TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
@@ -247,90 +207,62 @@ TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   db.createCurve("w_mp", line(1), kPlane);
   db.createCurve("e_mp", line(1), kPlane);
   db.createCurve("s_mp", line(1), kPlane);
-  testing::internal::CaptureStdout();
-  db.printDatabaseState();
-  const std::string text = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(text,
+  EXPECT_EQ(qortest::captureStdout([&] { db.printDatabaseState(); }),
             " State of the Parametric Database\n"
             " Size : 3 curves\n"
             "   Curve id and name 1 : e_mp\n"
             "   Curve id and name 2 : s_mp\n"
             "   Curve id and name 0 : w_mp\n");
 
-  ParametricDB empty;
-  testing::internal::CaptureStdout();
-  empty.printDatabaseState();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), " State of the Parametric Database\n Size : 0 curves\n");
+  EXPECT_EQ(qortest::captureStdout([] { ParametricDB().printDatabaseState(); }),
+            " State of the Parametric Database\n Size : 0 curves\n");
 }
 
-TEST(ParametricDB, copySharesCurvesAndKeepsThemAliveOnItsOwn) {
+// Copies and assignment take their own tables but share the curves themselves.
+TEST(ParametricDB, copiesShareCurvesKeepThemAliveAndSeeEditsThroughEachOther) {
   auto source = std::make_unique<ParametricDB>();
   source->createCurve("x", line(3), kPlane);
   source->createCurve("y", line(2), kPlane);
-  ParametricDB copy(*source);
+  source->createCurve("d", {PointF(0, 0, 0), PointF(1, 0, 0), PointF(1, 0, 0), PointF(2, 0, 0)}, kPlane);
+  ParametricDB copy(*source), assigned;
+  assigned.createCurve("old", line(1), kPlane);
+  assigned = *source;
+  ParametricDB& self = assigned;
+  assigned = self;
+  EXPECT_FALSE(assigned.checkCurveExist("old"));
   EXPECT_EQ(copy.getCurveID("y"), 1);
-
-  source->deleteCurve("x");
-  EXPECT_NEAR(copy.getLength("x"), 3.0, kTol);
-  source->createCurve("y", line(8), kPlane);  // re-creation in the source only
-  EXPECT_NEAR(copy.getLength("y"), 2.0, kTol);
-  source.reset();
-  EXPECT_NEAR(copy.getLength("x"), 3.0, kTol);
-  copy.createCurve("z", line(1), kPlane);
-  EXPECT_EQ(copy.getCurveID("z"), 2);
-}
-
-TEST(ParametricDB, editThroughOneCopyIsSeenByTheOther) {
-  ParametricDB source;
-  source.createCurve("d", {PointF(0, 0, 0), PointF(1, 0, 0), PointF(1, 0, 0), PointF(2, 0, 0)}, kPlane);
-  const ParametricDB copy(source);
-  std::vector<PointF> before;
+  EXPECT_EQ(assigned.getCurveID("y"), 1);
+  std::vector<PointF> before, afterCopy, afterSource;
   copy.getCurve("d", 0.0, 1.0, before);
-  source.eliminateDoublePoints("d", 2);
-  std::vector<PointF> afterCopy;
-  std::vector<PointF> afterSource;
+  source->eliminateDoublePoints("d", 2);
   copy.getCurve("d", 0.0, 1.0, afterCopy);
-  source.getCurve("d", 0.0, 1.0, afterSource);
+  source->getCurve("d", 0.0, 1.0, afterSource);
   EXPECT_LT(afterCopy.size(), before.size());
   EXPECT_EQ(afterCopy, afterSource);
+  source->deleteCurve("x");
+  source->createCurve("y", line(8), kPlane);  // re-creation in the source only
+  EXPECT_NEAR(copy.getLength("y"), 2.0, kTol);
+  source->clearGeometry();
+  source.reset();
+  for (ParametricDB* db : {&copy, &assigned}) {
+    EXPECT_NEAR(db->getLength("x"), 3.0, kTol);
+    db->createCurve("z", line(1), kPlane);
+    EXPECT_EQ(db->getCurveID("z"), 3);
+  }
 }
 
-TEST(ParametricDB, assignmentReplacesTablesAndSharesCurves) {
-  ParametricDB a;
-  a.createCurve("x", line(3), kPlane);
-  ParametricDB b;
-  b.createCurve("old", line(1), kPlane);
-  b.createCurve("older", line(1), kPlane);
-  b = a;
-  EXPECT_FALSE(b.checkCurveExist("old"));
-  EXPECT_EQ(b.getCurveID("x"), 0);
-  ParametricDB& self = b;
-  b = self;
-  EXPECT_TRUE(b.checkCurveExist("x"));
-  a.clearGeometry();
-  EXPECT_NEAR(b.getLength("x"), 3.0, kTol);
-  b.createCurve("y", line(1), kPlane);
-  EXPECT_EQ(b.getCurveID("y"), 1);
-}
-
-TEST(ParametricDBFactory, everyCallReturnsDistinctEmptyDatabase) {
+TEST(ParametricDBFactory, everyCallReturnsADistinctEmptyDatabaseOfThePrototypesClass) {
+  PrototypeGuard restore;
   std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB());
   std::unique_ptr<ParametricDBInterface> b(ParametricDBFactory::createParametricDB());
-  ASSERT_NE(a, nullptr);
+  ASSERT_NE(dynamic_cast<ParametricDB*>(a.get()), nullptr);
   ASSERT_NE(b, nullptr);
   EXPECT_NE(a.get(), b.get());
-  EXPECT_NE(dynamic_cast<ParametricDB*>(a.get()), nullptr);
   a->createCurve("x", line(1), kPlane);
   std::unique_ptr<ParametricDBInterface> made(a->makeNew());  // an empty database of the same class
   ASSERT_NE(dynamic_cast<ParametricDB*>(made.get()), nullptr);
   EXPECT_FALSE(made->checkCurveExist("x"));
   EXPECT_FALSE(b->checkCurveExist("x"));
-  std::unique_ptr<ParametricDBInterface> c(ParametricDBFactory::createParametricDB());
-  EXPECT_FALSE(c->checkCurveExist("x"));
-}
-
-TEST(ParametricDBFactory, installedPrototypeDecidesTheClass) {
-  PrototypeGuard restore;
   CountingDB prototype;
   prototype.createCurve("proto", line(1), kPlane);
   ParametricDBFactory::setParametricDB(&prototype);
@@ -341,9 +273,9 @@ TEST(ParametricDBFactory, installedPrototypeDecidesTheClass) {
   EXPECT_FALSE(db->checkCurveExist("proto"));
   db->createCurve("x", line(1), kPlane);
   EXPECT_EQ(counting->createCalls, 1);
-
   ParametricDBFactory::setParametricDB(nullptr);
   std::unique_ptr<ParametricDBInterface> plain(ParametricDBFactory::createParametricDB());
   EXPECT_EQ(dynamic_cast<CountingDB*>(plain.get()), nullptr);
   EXPECT_NE(dynamic_cast<ParametricDB*>(plain.get()), nullptr);
+  EXPECT_FALSE(plain->checkCurveExist("x"));
 }

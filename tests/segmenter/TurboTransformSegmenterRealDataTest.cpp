@@ -2,14 +2,6 @@
 // trailing-edge lines: every segment's own coordinate runs from 0 on its west boundary to 1 on its
 // east boundary, v is the normalised span, and the wall pieces of consecutive segments meet.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <string>
-#include <vector>
-
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 #include "support/SegmentChecks.h"
 

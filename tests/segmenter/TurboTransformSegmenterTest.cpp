@@ -1,20 +1,9 @@
 // Segmenter on analytic passages: set-up, internal boundaries, per-segment (u, v) coordinates,
-// accessors, errors and debug output.
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <fstream>
+// errors and debug output.
 #include <functional>
 #include <memory>
-#include <random>
-#include <sstream>
-#include <stdexcept>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 #include "support/SegmentChecks.h"
 
@@ -33,20 +22,16 @@ constexpr double kOnBoundaryTol = 2e-4;
 constexpr double kInteriorTol = 5e-4;
 constexpr double kGeomTol = 1e-4;
 
-/// The analytic passages with a linear background mesh, built once per test program.
+/// The analytic passages with a linear background mesh, built once per test program. The annulus
+/// has L = 1 and H = 1: the outlet record's m is forced to 1.0, which is its true value only then.
 const qortest::Built& built(bool bendPassage) {
-  static const std::unique_ptr<qortest::Built> passages[2] = {
-      // L = 1 and H = 1: the outlet record's m is forced to 1.0, which is its true value only then.
-      [] {
-        auto b = std::make_unique<qortest::Built>();
-        qortest::build(*b, qortest::annulus(0.0, 1.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
-        return b;
-      }(),
-      [] {
-        auto b = std::make_unique<qortest::Built>();
-        qortest::build(*b, qortest::bend(), TurboTransform::linear, 500);
-        return b;
-      }()};
+  static const auto make = [](const qortest::Passage& p) {
+    auto b = std::make_unique<qortest::Built>();
+    qortest::build(*b, p, TurboTransform::linear, 500);
+    return b;
+  };
+  static const std::unique_ptr<qortest::Built> passages[2] = {make(qortest::annulus(0.0, 1.0, 1.0, 2.0, 41, 11)),
+                                                              make(qortest::bend())};
   return *passages[bendPassage ? 1 : 0];
 }
 const qortest::Built& annulusUnit() { return built(false); }
@@ -57,11 +42,11 @@ std::vector<P3> radialLine(double a, double r0, double r1, int n, float theta = 
   return out;
 }
 
+// One boundary at A = 0.5; two at 0.25 and 0.6; three at 0.25, 0.6 and 0.8.
 Curves annulusBoundaries(int n) {
-  // One boundary at A = 0.5; two at 0.25 and 0.6; three at 0.25, 0.6 and 0.8.
-  const double positions[] = {0.25, 0.6, 0.8};
   if (n == 1) return {radialLine(0.5, 1.0, 2.0, 11)};
   Curves out;
+  static const double positions[] = {0.25, 0.6, 0.8};
   for (int i = 0; i < n; ++i) out.push_back(radialLine(positions[i], 1.0, 2.0, 11));
   return out;
 }
@@ -81,9 +66,6 @@ Curves bendBoundaries(int n) {
 void expectError(const qor::Error& e, const std::string& function, const std::string& message) {
   qortest::expectError(e, "TurboTransformSegmenter", function, message);
 }
-
-
-// ---- set-up and errors --------------------------------------------------------------------------
 
 struct ExpectedError {
   std::function<void()> call;
@@ -191,8 +173,6 @@ TEST(TurboTransformSegmenterSetup, unknownMethodFailsWithOutOfRange) {
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), std::out_of_range);
 }
 
-// ---- boundary lines -----------------------------------------------------------------------------
-
 TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZero) {
   const qortest::Built& b = annulusUnit();
   // Short of the hub and shroud, beyond both, and with theta: all end on the walls with theta 0.
@@ -285,8 +265,6 @@ TEST(TurboTransformSegmenterBoundaries, mergedReplacementRefreshesOnlyItsOwnSpac
   seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv);
   EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
 }
-
-// ---- (u, v) on analytic passages ----------------------------------------------------------------
 
 using CaseTuple = std::tuple<bool, Seg::segmentMethod, int>;
 class SegmentCoordinates : public ::testing::TestWithParam<CaseTuple> {};
@@ -439,8 +417,6 @@ TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
   degenerate.getArcNdfromRnmNd(1, 0.37f, {-0.5, 0.3, 1.5}, arc);
   EXPECT_EQ(arc, (std::vector<double>{0.0, 0.3, 1.0}));
 }
-
-// ---- debug output -------------------------------------------------------------------------------
 
 bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {
   std::ifstream in(name);

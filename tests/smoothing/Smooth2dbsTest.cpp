@@ -1,17 +1,8 @@
 // Smooth2dbs: set-up, boundary conditions, iteration spreads and the coarse-to-fine smoothing on
 // domains whose answer is known (uniform rectangle, quarter annulus, impeller bend).
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 
 using qor::ParametricCurve;
@@ -29,6 +20,7 @@ constexpr float kFixedPointTol = 2e-6f;     // relative to the domain size
 constexpr double kSymmetryTol = 1e-4;       // mirror symmetry kept by Jacobi updates
 constexpr double kMaxCellRatio = 1.6;       // neighbouring finest cells differ at most this much
 constexpr double kOrthogonalityGain = 4.0;  // mean |cos| of grid-line angles falls at least this much
+constexpr float kPrintTol = 1e-5f;          // the surface file prints six significant digits
 
 const std::vector<std::string> kNames{"west", "east", "south", "north"};
 
@@ -101,11 +93,7 @@ struct SmoothCase {
 std::vector<std::string> debugRun(Smooth2dbs& s, int levels) {
   qortest::ScopedTempDir dir;
   s.setDebug(true);
-  testing::internal::CaptureStdout();
-  s.runSmoothAll();
-  std::istringstream in(testing::internal::GetCapturedStdout());
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  const auto lines = qortest::readLines(std::istringstream(qortest::captureStdout([&] { s.runSmoothAll(); })));
   char name[32];
   for (int level = 0; level < levels; ++level) {
     for (const char* format : {"strStart.%02d", "str.%02d"}) {
@@ -131,9 +119,7 @@ std::vector<int> printedIterations(Smooth2dbs& s, int levels) {
 using Grid = std::vector<std::vector<int>>;
 
 Grid printedMap(const Smooth2dbs& s, int which, int icv, int jcv) {
-  testing::internal::CaptureStdout();
-  which == 0 ? s.writebcID(0) : s.writegeoID(0);
-  std::istringstream in(testing::internal::GetCapturedStdout());
+  std::istringstream in(qortest::captureStdout([&] { which == 0 ? s.writebcID(0) : s.writegeoID(0); }));
   std::string line;
   std::getline(in, line);  // title
   std::getline(in, line);  // empty
@@ -458,4 +444,59 @@ TEST(Smooth2dbsIteration, setMeshPointsOnCurveUsesIndexOverLastIndex) {
   Smooth2dbs::setMeshPointsOnCurve(level, points, &d.db, kNames[1], 4, 4, 1, 2);
   EXPECT_EQ(points.at(std::size_t(level.getij(4, 1))), P3(4, 1, 0));
   EXPECT_EQ(points.at(std::size_t(level.getij(4, 2))), P3(4, 2, 0));
+}
+
+TEST(Smooth2dbsOutput, surfaceFileOfThreeByTwoLevel) {
+  qortest::ScopedTempDir dir;
+  Topo2dMultiLevel topo(1, 2, 1);  // 3 x 2 points
+  QORVector<P3> mesh;
+  for (int k = 0; k < 6; ++k) mesh.emplace_back(0.5f * k, 1.25f + k, -0.1f * k);
+  Smooth2dbs s;
+  s.setmtopo(mesh, topo, nullptr);
+  EXPECT_EQ(qortest::captureStdout([&] { s.writePostSurface(0, "level.srf"); }), " Post Mesh saved in:level.srf\n");
+
+  const std::vector<std::string> file = qortest::readLines("level.srf");
+  ASSERT_EQ(file.size(), 10u);
+  for (std::size_t k = 0; k < 6; ++k) {
+    ASSERT_FALSE(file[k].empty());
+    EXPECT_EQ(file[k].back(), ' ') << "point lines end with a blank";
+    std::istringstream values(file[k]);
+    for (int c = 0; c < 3; ++c) {
+      float v = 0;
+      values >> v;
+      EXPECT_NEAR(v, mesh[k][c], kPrintTol);
+    }
+  }
+  EXPECT_EQ(file[6], "");
+  EXPECT_EQ(file[7], "# Faces");
+  EXPECT_EQ(file[8], "3 1 0 2");
+  EXPECT_EQ(file[9], "5 3 2 4");
+  EXPECT_THROW(s.writePostSurface(1, "none.srf"), std::out_of_range);
+}
+
+TEST(Smooth2dbsOutput, conditionMapPrintsBlocksOfTenColumnsNorthFirst) {
+  Topo2dMultiLevel topo(1, 24, 2);  // 25 columns
+  QORVector<P3> mesh(std::size_t(topo.getAllSize()));
+  Smooth2dbs s;
+  EXPECT_EQ(qortest::captureStdout([&] { s.writebcID(0); }), "");  // no topology yet: nothing
+  s.setmtopo(mesh, topo, nullptr);
+  s.setbcgeoIDSouth(12, 12, Smooth2dbs::onCurve, 2);
+  const auto bc = qortest::readLines(std::istringstream(qortest::captureStdout([&] { s.writebcID(0); })));
+  const auto geo = qortest::readLines(std::istringstream(qortest::captureStdout([&] { s.writegeoID(0); })));
+  // Beyond the last level: nothing.
+  EXPECT_EQ(qortest::captureStdout([&] { s.writegeoID(1), s.writebcID(-1); }), "");
+
+  // Title, empty line, then per block: column numbers, empty line, rows j = 2, 1, 0.
+  ASSERT_EQ(bc.size(), 2u + 3u * 5u);
+  EXPECT_EQ(bc[0], "    ********** BC **********");
+  EXPECT_EQ(geo[0], "    ********** GEO**********");
+  EXPECT_EQ(bc[1], "");
+  EXPECT_EQ(bc[2], "       0   1   2   3   4   5   6   7   8   9");
+  EXPECT_EQ(bc[3], "");
+  EXPECT_EQ(bc[4], "   2   0   0   0   0   0   0   0   0   0   0");
+  EXPECT_EQ(bc[7], "      10  11  12  13  14  15  16  17  18  19");
+  EXPECT_EQ(bc[11], "   0   0   0   4   0   0   0   0   0   0   0");
+  EXPECT_EQ(geo[11], "   0  -1  -1   2  -1  -1  -1  -1  -1  -1  -1");
+  EXPECT_EQ(bc[12], "      20  21  22  23  24");
+  EXPECT_EQ(geo[16], "   0  -1  -1  -1  -1  -1");
 }

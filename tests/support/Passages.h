@@ -1,15 +1,17 @@
 #pragma once
-// Shared test fixtures: analytic meridional passages with known coordinates, conversion of a
-// meridional passage to Cartesian points about an arbitrary axis, and the real machines of the
-// data directory named by QOR_DATA_DIR.
+// Shared test support: analytic meridional passages with known coordinates, their Cartesian form
+// about an arbitrary axis, error and output capture, and the real machines under QOR_DATA_DIR.
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <map>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -158,6 +160,13 @@ inline Passage toXYZ(const Passage& art, const P3& axisPoint, const P3& axisDire
   out.shroud = convert(art.shroud, phi + 0.3);
   out.inlet = convert(art.inlet, phi - 0.2);
   out.outlet = convert(art.outlet, phi + 1.1);
+  return out;
+}
+
+/// The eight spaces of the forward conversion, in their numeric order.
+inline qor::QORVector<qor::TurboTransform::space> allSpaces() {
+  qor::QORVector<qor::TurboTransform::space> out;
+  for (int s = 0; s < 8; ++s) out.push_back(static_cast<qor::TurboTransform::space>(s));
   return out;
 }
 
@@ -347,18 +356,41 @@ inline double passageSize(const Passage& p) {
   return std::max(hi[0] - lo[0], hi[1] - lo[1]);
 }
 
-/// Runs the body with the current directory switched to a fresh temporary directory.
+/// Switches the current directory to a fresh temporary directory for the object's lifetime.
 class ScopedTempDir {
  public:
-  ScopedTempDir();
-  ~ScopedTempDir();
+  ScopedTempDir() : m_previous(std::filesystem::current_path()) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "qor-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a temporary directory");
+    m_path = pattern;
+    std::filesystem::current_path(m_path);
+  }
+  ~ScopedTempDir() {
+    std::error_code ec;
+    std::filesystem::current_path(m_previous, ec);
+    std::filesystem::remove_all(m_path, ec);
+  }
   ScopedTempDir(const ScopedTempDir&) = delete;
   ScopedTempDir& operator=(const ScopedTempDir&) = delete;
-  const std::string& path() const { return m_path; }
 
  private:
-  std::string m_path;
-  std::string m_previous;
+  std::filesystem::path m_previous, m_path;
 };
+
+/// The lines of a stream or of a file.
+inline std::vector<std::string> readLines(std::istream&& in) {
+  std::vector<std::string> out;
+  for (std::string text; std::getline(in, text);) out.push_back(text);
+  return out;
+}
+inline std::vector<std::string> readLines(const std::string& file) { return readLines(std::ifstream(file)); }
+
+/// What f prints on standard output.
+template <typename F>
+std::string captureStdout(F&& f) {
+  ::testing::internal::CaptureStdout();
+  f();
+  return ::testing::internal::GetCapturedStdout();
+}
 
 }  // namespace qortest

@@ -2,15 +2,8 @@
 // names the problem, or a documented valid result; where the failing operation changes nothing, the
 // object is still usable afterwards.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <fstream>
 #include <functional>
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "support/Passages.h"
 

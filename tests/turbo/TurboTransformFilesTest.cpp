@@ -1,17 +1,8 @@
-// Debug files of TurboTransform: point lists written and read back, the surface file of the
-// background mesh, the exported input, the set-up from point files and the unit vectors.
-// Malformed files are in BadInputCatalogueTest.cpp.
-
-#include <gtest/gtest.h>
-
+// Files of TurboTransform: point lists written and read back, the mesh surface file, the exported
+// input and the set-up from point files; and the unit vectors.
 #include <cstdio>
-#include <fstream>
 #include <iostream>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 
 namespace {
@@ -21,18 +12,7 @@ using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::P3;
 
-std::vector<std::string> readLines(const std::string& name) {
-  std::ifstream in(name);
-  std::vector<std::string> lines;
-  std::string line;
-  while (std::getline(in, line)) lines.push_back(line);
-  return lines;
-}
-
-void writeText(const std::string& name, const std::string& text) {
-  std::ofstream out(name);
-  out << text;
-}
+using qortest::readLines;
 
 std::string formatted(double x, double y, double z) {
   char buffer[96];
@@ -61,10 +41,10 @@ TEST(TurboTransformPointFiles, listFormWritesZeroThirdComponentAndTripletFormKee
 
 TEST(TurboTransformPointFiles, commasReadLikeBlanksAndACountBelowOneReadsNothing) {
   qortest::ScopedTempDir dir;
-  writeText("blanks", "2 points\n1.25 2.5 -3\n  4e-2   5 6\n");
-  writeText("commas", "2\n1.25,2.5,-3\n4e-2 ,5,6\n");
-  writeText("zero", "0\n1 2 3\n");
-  writeText("negative", "-4\n");
+  std::ofstream("blanks") << "2 points\n1.25 2.5 -3\n  4e-2   5 6\n";
+  std::ofstream("commas") << "2\n1.25,2.5,-3\n4e-2 ,5,6\n";
+  std::ofstream("zero") << "0\n1 2 3\n";
+  std::ofstream("negative") << "-4\n";
   TurboTransform t;
   QORVector<P3> a, b;
   t.getVectorFromFile("blanks", a);
@@ -116,10 +96,7 @@ TEST(TurboTransformDebugFiles, exportInputWritesCurvesMeshAndConsoleLine) {
   TurboTransform t;
   qortest::initializeART(t, qortest::annulus());
   t.createBackgroundMesh(TurboTransform::linear, 100);
-  testing::internal::CaptureStdout();
-  t.exportInput();
-  const std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(out, " TurboTransform Exported debug input\n");
+  EXPECT_EQ(qortest::captureStdout([&] { t.exportInput(); }), " TurboTransform Exported debug input\n");
   for (const char* name : {"s_mp", "n_mp", "w_mp", "e_mp"}) {
     const auto lines = readLines(name);
     ASSERT_GE(lines.size(), 2u) << name;

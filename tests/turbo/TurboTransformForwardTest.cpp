@@ -1,16 +1,7 @@
-// Forward conversions of TurboTransform: (axial, radial, theta) and Cartesian points to the spaces,
-// single and several spaces at once, the (value, theta, nspan) form and the agreement with the
-// analytic fields of the annulus and the 90-degree bend. Errors are in BadInputCatalogueTest.cpp.
-
-#include <gtest/gtest.h>
-
+// Forward conversions: point, list, several-space and (value, theta, nspan) forms, and the analytic
+// fields of the annulus and the 90-degree bend.
 #include <cfloat>
-#include <cmath>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 
 namespace {
@@ -22,11 +13,6 @@ using qortest::P3;
 using D3 = qor::TripletBase<double>;
 using Space = TurboTransform::space;
 
-const std::vector<Space> kAllSpaces = {TurboTransform::mprime,  TurboTransform::span,
-                                       TurboTransform::m,       TurboTransform::nmprime,
-                                       TurboTransform::nspan,   TurboTransform::nm,
-                                       TurboTransform::rnm,     TurboTransform::mprimeScaled};
-
 // Values a conversion copies from a node or interpolates with weights 0 and 1: a few float ulps of
 // values of order 1.
 constexpr float kNodeTol = 4.0f * FLT_EPSILON;
@@ -34,8 +20,6 @@ constexpr float kNodeTol = 4.0f * FLT_EPSILON;
 using Mesh = qortest::Built;
 
 void build(Mesh& m, const qortest::Passage& p, int size) { qortest::build(m, p, TurboTransform::linear, size); }
-
-// ---- values at nodes and edges -------------------------------------------------------------------
 
 TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
   Mesh mesh;
@@ -55,8 +39,6 @@ TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
     }
   }
 }
-
-// ---- analytic passages ----------------------------------------------------------------------------
 
 TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
   // Annulus A in [0, 2], R in [1, 2]. The linear mesh is a uniform rectangular grid (cells dA by
@@ -137,8 +119,6 @@ TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
   }
 }
 
-// ---- forms agree ---------------------------------------------------------------------------------
-
 TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
   Mesh mesh;
   build(mesh, qortest::bend(), 600);
@@ -149,14 +129,14 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
   std::vector<P3> pts;
   for (int k = 0; k < 200; ++k) pts.emplace_back(a(rng), r(rng), th(rng));
   const TripletQORVector list(pts);
-  const QORVector<Space> spaces(kAllSpaces.begin(), kAllSpaces.end());
+  const QORVector<Space> spaces = qortest::allSpaces();
   QORVector<std::vector<float>> multi;
   QORVector<P3> streamwise, spanwise;
   t.convertARTtoSpace(list, spaces, multi, streamwise, spanwise, true);
   QORVector<P3> sw2, sp2;
   t.getUnitVectorsFromART(list, sw2, sp2);
-  for (std::size_t q = 0; q < kAllSpaces.size(); ++q) {
-    const Space s = kAllSpaces[q];
+  for (std::size_t q = 0; q < spaces.size(); ++q) {
+    const Space s = spaces[q];
     QORVector<float> values;
     t.convertARTtoSpace(s, QORVector<P3>(pts), values);
     std::vector<float> plain;
@@ -205,28 +185,6 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
   t.convertARTtoSpaceTNs(TurboTransform::nm, pts, tnsList);
   ASSERT_EQ(tnsList.size(), pts.size());
   EXPECT_EQ(tnsList[7][0], t.convertARTtoSpace(TurboTransform::nm, pts[7]));
-}
-
-TEST(TurboTransformForward, longRandomListsOnLargeMeshesGiveThePointFormResultInInputOrder) {
-  // Lists of thousands of points on meshes of tens of thousands of nodes are located in a
-  // memory-friendly order and written back in input order; the answer must not change.
-  qortest::Passage p = qortest::bend();
-  TurboTransform t;
-  qortest::initializeART(t, p);
-  ASSERT_EQ(t.createBackgroundMesh(TurboTransform::linear, 40000), 0);
-  std::mt19937 rng(7);
-  SCOPED_TRACE("seed 7");
-  std::uniform_real_distribution<float> a(-0.3f, 1.8f), r(1.2f, 3.3f);
-  std::vector<P3> pts;
-  for (int k = 0; k < 6000; ++k) pts.emplace_back(a(rng), r(rng), 0.0f);
-  const QORVector<Space> spaces{TurboTransform::nm, TurboTransform::nspan, TurboTransform::mprime};
-  QORVector<std::vector<float>> multi;
-  t.convertARTtoSpace(TripletQORVector(pts), spaces, multi);
-  for (std::size_t q = 0; q < spaces.size(); ++q) {
-    for (std::size_t k = 0; k < pts.size(); ++k) {
-      ASSERT_EQ(multi[q][k], t.convertARTtoSpace(spaces[q], pts[k])) << "space " << spaces[q] << ", point " << k;
-    }
-  }
 }
 
 TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {

@@ -2,15 +2,9 @@
 // theta): the bracket search, clamping, the search-line cache and round trips on the analytic
 // passages. Errors are in BadInputCatalogueTest.cpp.
 
-#include <gtest/gtest.h>
-
 #include <cfloat>
-#include <cmath>
 #include <limits>
-#include <random>
-#include <vector>
 
-#include "qor/CoordTransform.h"
 #include "support/Passages.h"
 
 namespace {

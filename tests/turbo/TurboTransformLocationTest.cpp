@@ -2,11 +2,6 @@
 // it, the choice of the best cell with the local coordinates of the point, and the equivalence of
 // every result with and without QOR_NO_QUADTREE.
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <vector>
-
 #include "support/Passages.h"
 
 namespace {
@@ -26,8 +21,7 @@ struct Quad {
 
 Quad bestQuad(const TurboTransform& tr, const P3& p) {
   Quad q{};
-  tr.getBestQuad(p, q.c[0], q.c[1], q.c[2], q.c[3], q.s, q.t);
-  return q;
+  return tr.getBestQuad(p, q.c[0], q.c[1], q.c[2], q.c[3], q.s, q.t), q;
 }
 
 // A linear mesh on the annulus A in [0, 2], R in [1, 2]: a uniform rectangular grid.
@@ -164,13 +158,10 @@ TEST(TurboTransformQuadtree, everyConversionIsIdenticalWithoutTheQuadtree) {
   for (float far : {3.0f, 50.0f, 1e4f, 1e7f}) {
     for (int k = 0; k < 50; ++k) pts.emplace_back(far * unit(rng), far * unit(rng), 0.0f);
   }
-  const qor::QORVector<TurboTransform::space> spaces = {
-      TurboTransform::mprime, TurboTransform::span, TurboTransform::m,   TurboTransform::nmprime,
-      TurboTransform::nspan,  TurboTransform::nm,   TurboTransform::rnm, TurboTransform::mprimeScaled};
   qor::QORVector<std::vector<float>> v1, v2;
   qor::QORVector<P3> s1, t1, s2, t2;
-  tree.transform.convertARTtoSpace(qor::TripletQORVector(pts), spaces, v1, s1, t1, true);
-  brute.transform.convertARTtoSpace(qor::TripletQORVector(pts), spaces, v2, s2, t2, true);
+  tree.transform.convertARTtoSpace(qor::TripletQORVector(pts), qortest::allSpaces(), v1, s1, t1, true);
+  brute.transform.convertARTtoSpace(qor::TripletQORVector(pts), qortest::allSpaces(), v2, s2, t2, true);
   EXPECT_EQ(v1, v2);
   EXPECT_EQ(s1, s2);
   EXPECT_EQ(t1, t2);

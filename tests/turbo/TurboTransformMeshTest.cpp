@@ -1,14 +1,5 @@
-// Background mesh of TurboTransform: sizing and levels, the coordinate fields at mesh nodes on
-// analytic passages (set up from ART and from XYZ), mesh shape, fold detection, ownership between copies and the mesh
-// file. Refused requests are in BadInputCatalogueTest.cpp.
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <fstream>
-#include <string>
-#include <vector>
-
+// Background mesh: sizing and levels, the fields at the nodes of analytic passages set up from ART
+// and from XYZ, mesh shape, fold detection, copies and the mesh file.
 #include "support/Passages.h"
 
 namespace {
@@ -42,9 +33,7 @@ double fieldAt(const TurboTransform& t, TurboTransform::space s, const P3& node)
 }
 
 qortest::Passage passageOf(const std::string& name) {
-  if (name == "annulus") return qortest::annulus();
-  if (name == "cone") return qortest::cone();
-  return qortest::bend();
+  return name == "annulus" ? qortest::annulus() : name == "cone" ? qortest::cone() : qortest::bend();
 }
 
 TEST(TurboTransformMeshSize, workedExamplesOfTheSizeRule) {
@@ -61,7 +50,7 @@ TEST(TurboTransformMeshSize, workedExamplesOfTheSizeRule) {
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.length << " " << c.request);
     TurboTransform t;
-    t.setNumberOfLevelsforBM(c.levelsBefore);
+    if (c.levelsBefore != 3) t.setNumberOfLevelsforBM(c.levelsBefore);  // 3 levels by default
     qortest::initializeART(t, rectangle(c.length, 1.0, 2.0));
     EXPECT_EQ(t.createBackgroundMesh(c.method, c.request), 0);
     EXPECT_EQ(t.getBackgroundMeshSize(), c.request);
@@ -297,11 +286,7 @@ TEST(TurboTransformEnvironment, finishedMeshIsWrittenWhenRequested) {
   qortest::ScopedEnv env("QOR_OUTPUT_BACKGROUND_MESH", "1");
   Built b;
   qortest::build(b, qortest::annulus(), TurboTransform::linear, 100);
-  std::ifstream in("final.msh");
-  ASSERT_TRUE(in.good());
-  int lines = 0;
-  for (std::string text; std::getline(in, text);) ++lines;
-  EXPECT_EQ(lines, b.ni * b.nj + 2 + (b.ni - 1) * (b.nj - 1));
+  EXPECT_EQ(qortest::readLines("final.msh").size(), std::size_t(b.ni * b.nj + 2 + (b.ni - 1) * (b.nj - 1)));
 }
 
 }  // namespace

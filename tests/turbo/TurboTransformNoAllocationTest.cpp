@@ -1,13 +1,8 @@
 // The single-point conversions and the cell search allocate nothing: this program counts every
 // call of the global operator new.
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <cstdlib>
 #include <new>
-#include <random>
-#include <vector>
 
 #include "support/Passages.h"
 

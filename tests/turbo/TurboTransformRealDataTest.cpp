@@ -1,24 +1,17 @@
-// Background meshes of the real machines in the data directory (QOR_DATA_DIR): both methods build
-// an unfolded mesh whose normalised coordinates run monotonically along the mesh lines.
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+// The real machines of the data directory (QOR_DATA_DIR): unfolded meshes by both methods and both
+// set-ups, forward-then-inverse round trips, and every node of a real solver mesh converted.
+#include <iostream>
 
 #include "support/Passages.h"
 
 namespace {
 
+using qor::QORVector;
+using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::P3;
 
 constexpr int kMeshSize = 2000;  // the default request
-
-struct RealCase {
-  std::string name;
-  TurboTransform::BMmethod method;
-};
 
 void checkMesh(const TurboTransform& t, const std::string& label) {
   SCOPED_TRACE(label);
@@ -79,5 +72,154 @@ TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethodsAndBothS
     }
   }
 }
+
+// Same derivation as for the analytic passages (the round trip is exact up to about ten float
+// roundings of the coordinates), with the coordinates' magnitude in place of the passage size:
+// machines given in millimetres or far from the origin carry larger absolute rounding.
+constexpr double kRoundTripRelTol = 1e-5;
+
+double coordinateScale(const qortest::Passage& p) {
+  double s = qortest::passageSize(p);
+  for (const auto* c : {&p.hub, &p.shroud, &p.inlet, &p.outlet}) {
+    for (const auto& q : *c) s = std::max({s, std::fabs(double(q[0])), std::fabs(double(q[1]))});
+  }
+  return s;
+}
+
+TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
+  if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
+  const std::vector<std::string> cases = qortest::dataCases();
+  ASSERT_FALSE(cases.empty()) << "no machine with hub.csv under " << qortest::dataDir();
+
+  const TurboTransform::space spaces[] = {TurboTransform::nm, TurboTransform::m, TurboTransform::mprime,
+                                          TurboTransform::rnm};
+  for (const std::string& name : cases) {
+    SCOPED_TRACE(name);
+    const qortest::Passage p = qortest::loadCase(name);
+    qortest::Built b;
+    const int folded = qortest::build(b, p, TurboTransform::nonLinear, 2000);
+    const TurboTransform& t = b.transform;
+    // Points on the lines of span 0, 0.5 and 1 and in random cells, away from inlet and outlet.
+    std::mt19937 rng(42);
+    std::vector<P3> points;
+    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
+      const auto more = qortest::samplePoints(b, ns, rng, ns < 0.0 ? 60 : 30, 0.05);
+      points.insert(points.end(), more.begin(), more.end());
+    }
+    const double size = qortest::passageSize(p);
+    const double tol = kRoundTripRelTol * coordinateScale(p);
+    double worst = 0.0;
+    int worstSpace = -1;
+    for (TurboTransform::space s : spaces) {
+      for (const P3& q : points) {
+        P3 tns, back;
+        t.convertARTtoSpaceTNs(s, q, tns);
+        t.convertSpaceTNsToART(s, tns, back);
+        const double e = qortest::meridionalDistance(q, back);
+        if (e > worst) {
+          worst = e;
+          worstSpace = static_cast<int>(s);
+        }
+      }
+    }
+    std::ostringstream report;
+    report << name << ": mesh " << b.ni << " x " << b.nj << (folded != 0 ? " (folded)" : "")
+           << ", largest round-trip error " << worst << " = " << worst / size
+           << " of the passage size (space " << worstSpace << ")";
+    std::cout << report.str() << std::endl;
+    std::string key = "roundTrip_" + name;
+    std::replace(key.begin(), key.end(), '/', '_');
+    ::testing::Test::RecordProperty(key, report.str());
+    EXPECT_LE(worst, tol);
+  }
+}
+
+// ---- a solver mesh: a 3-degree wedge of a plain annulus, axis along z (see its README) ----
+
+constexpr double kHubR = 0.25, kShroudR = 0.325, kInletZ = -0.15, kOutletZ = 0.20;
+
+// The node radii of the file deviate from the walls' by up to 1e-6 m (7 significant digits),
+// which is 1.3e-5 of the 0.075 m span; the conversion itself rounds to float (about 1e-7
+// relative). The normalised span of a node is therefore exact to 2e-5.
+constexpr double kSpanTol = 2e-5;
+// Axial positions are written to 16 digits; nm is linear in z on the annulus grid and bilinear
+// interpolation reproduces it up to float rounding: 1e-6 of the 0.35 m length, with margin 5e-6.
+constexpr double kStreamTol = 5e-6;
+
+struct Node {
+  P3 xyz;
+  double r, z;
+};
+
+std::vector<Node> readNodes(const std::string& path) {
+  std::vector<Node> nodes;
+  for (const auto& row : qortest::readCsv(path)) {
+    if (row.size() < 4) continue;
+    Node n;
+    const double x = std::stod(row[1]), y = std::stod(row[2]), z = std::stod(row[3]);
+    n.xyz = P3(float(x), float(y), float(z));
+    n.r = std::hypot(x, y);
+    n.z = z;
+    nodes.push_back(n);
+  }
+  return nodes;
+}
+
+// The annulus of the README as (axial, radial) curves, hub and shroud inlet to outlet.
+void setUp(TurboTransform& t, TurboTransform::BMmethod method) {
+  const qortest::Passage p = qortest::annulus(kInletZ, kOutletZ - kInletZ, kHubR, kShroudR, 117, 29);
+  t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1);
+  t.createBackgroundMesh(method, 2000);
+}
+
+class SolverMeshAnnulus : public testing::TestWithParam<TurboTransform::BMmethod> {};
+
+TEST_P(SolverMeshAnnulus, everyNodeConvertsToItsExactSpanAndStreamwisePosition) {
+  if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
+  const std::vector<Node> nodes =
+      readNodes(qortest::dataDir() + "/su2-axial-stage-bfm-mesh/nodes.csv");
+  ASSERT_EQ(nodes.size(), 13572u);
+
+  TurboTransform t;
+  setUp(t, GetParam());
+  int ni = 0, nj = 0;
+  t.getBackgroundMeshSize(ni, nj);
+  const double dR = (kShroudR - kHubR) / (nj - 1);
+
+  std::vector<P3> xyz;
+  for (const Node& n : nodes) xyz.push_back(n.xyz);
+  const QORVector<TurboTransform::space> spaces = {TurboTransform::nspan, TurboTransform::nm,
+                                                   TurboTransform::mprime};
+  QORVector<std::vector<float>> values;
+  t.convertXYZtoSpace(TripletQORVector(xyz), spaces, values);
+
+  double worstSpan = 0, worstStream = 0, worstMprime = 0;
+  for (std::size_t k = 0; k < nodes.size(); ++k) {
+    const Node& n = nodes[k];
+    const double a = n.z - kInletZ;
+    worstSpan = std::max(worstSpan, std::fabs(values[0][k] - (n.r - kHubR) / (kShroudR - kHubR)));
+    worstStream = std::max(worstStream, std::fabs(values[1][k] - a / (kOutletZ - kInletZ)));
+    // m' is a / (R_j + 5e-7) on the mesh's j lines and bilinear in between: the interpolation of
+    // 1/R errs by at most a dR^2 / (4 R^3); the shift adds a 5e-7 / R^2, rounding 1e-6.
+    const double mprimeTol = a * dR * dR / (4 * std::pow(kHubR, 3)) + a * 5e-7 / (kHubR * kHubR) +
+                             a * kSpanTol * (kShroudR - kHubR) / (kHubR * kHubR) + 1e-6;
+    const double mprimeErr = std::fabs(values[2][k] - a / n.r);
+    EXPECT_LE(mprimeErr, mprimeTol) << "node " << k;
+    worstMprime = std::max(worstMprime, mprimeErr / mprimeTol);
+  }
+  EXPECT_LE(worstSpan, kSpanTol);
+  EXPECT_LE(worstStream, kStreamTol);
+
+  const std::string method = GetParam() == TurboTransform::linear ? "linear" : "nonLinear";
+  RecordProperty("largestNspanError", std::to_string(worstSpan));
+  RecordProperty("largestNmError", std::to_string(worstStream));
+  std::cout << "su2-axial-stage-bfm-mesh (" << method << " mesh " << ni << " x " << nj << ", "
+            << nodes.size() << " nodes): largest |nspan error| = " << worstSpan
+            << ", largest |nm error| = " << worstStream
+            << ", largest m' error / its bound = " << worstMprime << std::endl;
+}
+
+INSTANTIATE_TEST_SUITE_P(BothMeshMethods, SolverMeshAnnulus,
+                         testing::Values(TurboTransform::linear, TurboTransform::nonLinear));
 
 }  // namespace
