@@ -83,9 +83,9 @@ void ConversionOneSpace(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
 }
 
-void ConversionThreeSpaces(benchmark::State& state) {
-  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
-  const TripletQORVector& pts = queryPoints(state.range(1) != 0);
+// The list `pts` to nm, nspan and m' at once, over and over.
+void convertThreeSpaces(benchmark::State& state, const TurboTransform& t,
+                        const TripletQORVector& pts) {
   const QORVector<TurboTransform::space> spaces = {TurboTransform::nm, TurboTransform::nspan,
                                                    TurboTransform::mprime};
   QORVector<std::vector<float>> values;
@@ -94,6 +94,11 @@ void ConversionThreeSpaces(benchmark::State& state) {
     benchmark::DoNotOptimize(values.data());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
+}
+
+void ConversionThreeSpaces(benchmark::State& state) {
+  convertThreeSpaces(state, bendTransform(static_cast<int>(state.range(0))),
+                     queryPoints(state.range(1) != 0));
 }
 
 // A million points spread over the bounding box of the bend, so that about half lie outside the
@@ -141,17 +146,9 @@ void ConversionSinglePoint(benchmark::State& state) {
 // reads is in the first-level cache and every branch goes the same way, so this is the cost of
 // the arithmetic of one point alone, the floor for any order of the points.
 void ConversionRepeatedPoint(benchmark::State& state) {
-  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
   const P3 one = queryPoints(true)[kQueryPoints / 2 + 123];
-  const TripletQORVector pts(std::vector<P3>(kQueryPoints, one));
-  const QORVector<TurboTransform::space> spaces = {TurboTransform::nm, TurboTransform::nspan,
-                                                   TurboTransform::mprime};
-  QORVector<std::vector<float>> values;
-  for (auto _ : state) {
-    t.convertARTtoSpace(pts, spaces, values);
-    benchmark::DoNotOptimize(values.data());
-  }
-  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
+  convertThreeSpaces(state, bendTransform(static_cast<int>(state.range(0))),
+                     TripletQORVector(std::vector<P3>(kQueryPoints, one)));
 }
 
 // Many short lists (64 points each, three spaces): what a caller pays per call besides the points.
