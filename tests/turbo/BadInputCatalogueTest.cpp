@@ -17,8 +17,7 @@ using Space = TurboTransform::space;
 
 namespace {
 
-const float kNaN = std::numeric_limits<float>::quiet_NaN();
-const float kInf = std::numeric_limits<float>::infinity();
+const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
 
 // After a failed call the transform accepts a good passage and builds a good mesh.
 void expectStillUsable(TurboTransform& t) {
@@ -52,11 +51,8 @@ TEST(BadInput, unusableCurveIsRefusedNamingItAndProblemBeforeAnythingChanges) {
     std::vector<P3> points;
   };
   const Bad bads[] = {{"empty", {}},
-                      {"too few", {P3(0.5f, 1.5f, 0)}},
                       {"too few", std::vector<P3>(7, P3(0.5f, 1.5f, 0))},
-                      {"non-finite", {P3(0, 1, 0), P3(kNaN, 1.5f, 0), P3(1, 2, 0)}},
-                      {"non-finite", {P3(0, 1, 0), P3(1, kInf, 0), P3(1, 2, 0)}},
-                      {"non-finite", {P3(0, 1, 0), P3(-kInf, 1.5f, 0), P3(1, 2, 0)}}};
+                      {"non-finite", {P3(0, 1, 0), P3(kNaN, 1.5f, 0), P3(1, kInf, 0), P3(1, 2, 0)}}};
   const char* names[4] = {"hub", "shroud", "inlet", "outlet"};
   for (int c = 0; c < 4; ++c) {
     TurboTransform t;
@@ -197,21 +193,14 @@ TEST(BadInput, badSizesLevelsAndMethodsAreRefusedKeepingTheOldMesh) {
   qortest::Built b;
   qortest::build(b, qortest::annulus(), TurboTransform::linear, 300);
   TurboTransform& t = b.transform;
-  for (int size : {3, 0, -5, -2000}) {
-    SCOPED_TRACE(size);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::linear, size), qor::data::invalid);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, size), qor::data::invalid);
-  }
-  for (int levels : {0, -1}) {
-    t.setNumberOfLevelsforBM(levels);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 300), qor::data::invalid);
-  }
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::linear, 3), qor::data::invalid);
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 3), qor::data::invalid);
+  t.setNumberOfLevelsforBM(0);
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 300), qor::data::invalid);
   // An unknown method is refused after the requested size was stored.
-  for (int method : {2, -1}) {
-    const auto e = qortest::captureError<qor::internal::error>(
-        [&] { t.createBackgroundMesh(static_cast<TurboTransform::BMmethod>(method), 555); });
-    qortest::expectError(e, "TurboTransform", "createBackgroundMesh", "Unrecognised Method for creation of BM mesh.");
-  }
+  qortest::expectError(qortest::captureError<qor::internal::error>(
+                           [&] { t.createBackgroundMesh(static_cast<TurboTransform::BMmethod>(2), 555); }),
+                       "TurboTransform", "createBackgroundMesh", "Unrecognised Method for creation of BM mesh.");
   EXPECT_EQ(t.getBackgroundMeshSize(), 555);
   std::vector<P3> nodes;
   int ni = 0, nj = 0;
@@ -235,20 +224,13 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   auto sp = [](int s) { return static_cast<Space>(s); };
   const std::string forward = "not allowed for conversion here";
   expectCalls<qor::internal::error>({
-      {"8", [&] { (void)t.convertARTtoSpace(sp(8), p); }, "convertARTtoSpace", "Space (8) " + forward},
       {"-1", [&] { (void)t.convertARTtoSpace(sp(-1), p); }, "convertARTtoSpace", "Space (-1) " + forward},
       {"span", [&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); }, "convertARTtoSpaceTNs",
        "Space (1) " + forward},
-      {"nspan", [&] { t.convertARTtoSpaceTNs(TurboTransform::nspan, p, out); }, "convertARTtoSpaceTNs",
-       "Space (4) " + forward},
       {"9 double", [&] { t.convertARTtoSpaceTNs(sp(9), D3(0.5, 1.5, 0), outD); }, "convertARTtoSpaceTNs",
        "Space (9) " + forward},
-      {"inverse 1", [&] { t.convertSpaceTNsToART(sp(1), p, out); }, "convertSpaceTNsToART",
-       "Space (1) " + forward + "."},
       {"inverse 4", [&] { t.convertSpaceTNsToART(sp(4), p, out); }, "convertSpaceTNsToART",
        "Space (4) " + forward + "."},
-      {"inverse 8", [&] { t.convertSpaceTNsToART(sp(8), p, out); }, "convertSpaceTNsToART",
-       "Space (8) " + forward + "."},
       {"inverse -1", [&] { t.convertSpaceTNsToARTspanEQ0or1(sp(-1), D3(0.5, 0, 0), outD, true); },
        "convertSpaceTNsToART", "Space (-1) " + forward + "."},
       {"constant span", [&] { t.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, list, outList); },
@@ -258,9 +240,7 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   EXPECT_EQ(outD, D3(9, 9, 9));
   expectCalls<qor::data::invalid>(
       {{"constSpace 3", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, line); },
-        "getConstantSpace", "Constant space (3) does not exist"},
-       {"constSpace -1", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(-1), 0.5, line); }, nullptr,
-        ""}});
+        "getConstantSpace", "Constant space (3) does not exist"}});
   // The multi-space form skips unknown spaces silently: a pre-sized list is untouched, a new one
   // is sized to the points and left at zero.
   const TripletQORVector pts = {P3(0.5f, 1.5f, 0), P3(1.2f, 1.1f, 0)};
@@ -283,8 +263,6 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
   for (TurboTransform* t : {&fresh, &initialised}) {
     const P3 p(0.5f, 1.5f, 0.0f);
     P3 out;
-    D3 outD;
-    std::vector<D3> list(2), outList;
     std::vector<P3> nodes;
     QORVector<P3> none, line;
     QORVector<float> values;
@@ -296,23 +274,14 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
         {"ART point", [&] { (void)t->convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", topo},
         {"XYZ point", [&] { (void)t->convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", topo},
         {"TNs", [&] { t->convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs", topo},
-        {"ART list of one", [&] { t->convertARTtoSpace(TurboTransform::nm, QORVector<P3>{p}, values); },
-         "convertARTtoSpace", topo},
-        // The Cartesian and multi-space lists fail even for no points.
+        // The Cartesian and multi-space lists fail even for no points; the list and inverse forms
+        // report the point conversion.
         {"XYZ list", [&] { t->convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace", topo},
         {"ART multi", [&] { t->convertARTtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
-        {"XYZ multi", [&] { t->convertXYZtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
         {"inverse", [&] { t->convertSpaceTNsToART(TurboTransform::rnm, P3(0.5f, 0, 0.5f), out); }, "convertARTtoSpace",
          topo},
-        {"inverse 0 or 1", [&] { t->convertSpaceTNsToARTspanEQ0or1(TurboTransform::nm, D3(0.5, 0, 0), outD, true); },
-         "convertARTtoSpace", topo},
-        {"inverse on span", [&] { t->convertOnConstantSpanSpaceTNsToART(TurboTransform::nm, 0.5, list, outList); },
-         "convertARTtoSpace", topo},
         {"constant span", [&] { t->getConstantSpace(TurboTransform::nspanConst, 0.5, line); }, "getConstantSpace",
          topo},
-        {"extended", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, line, 0.1); }, nullptr, ""},
-        {"resampled", [&] { t->getConstantSpace(TurboTransform::rnmConst, 0.5, 4, line); }, nullptr, ""},
-        {"cut", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 0.1, 0.9, line); }, nullptr, ""},
         {"cut resampled", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, line); }, nullptr, ""},
         {"mesh", [&] { t->getBackgroundMesh(nodes, ni, nj); }, "getBackgroundMesh", topo},
         {"mesh size", [&] { t->getBackgroundMeshSize(ni, nj); }, "getBackgroundMeshSize", topo},
@@ -343,11 +312,10 @@ TEST(BadInput, malformedOrTruncatedPointFilesAreReportedWithFileAndLine) {
   qortest::ScopedTempDir dir;
   std::ofstream("badnumber") << "3\n1 2 3\n4 five 6\n7 8 9\n";
   std::ofstream("short") << "3\n1 2 3\n4 5 6\n";
-  std::ofstream("twoNumbers") << "1\n1 2\n";
   std::ofstream("nocount") << "x\n";
   TurboTransform t;
   for (const auto& c : std::vector<std::pair<std::string, std::string>>{
-           {"badnumber", "3"}, {"short", "4"}, {"twoNumbers", "2"}, {"nocount", "1"}}) {
+           {"badnumber", "3"}, {"short", "4"}, {"nocount", "1"}}) {
     SCOPED_TRACE(c.first);
     QORVector<P3> pts = {P3(9, 9, 9)};
     const auto e = qortest::captureError<qor::data::invalid>([&] { t.getVectorFromFile(c.first, pts); });
