@@ -43,16 +43,8 @@ std::vector<std::function<void()>> queriesOn(ParametricDB& db, const std::string
   static std::vector<PointF> out;
   return {[&db, name] { db.deleteCurve(name); },
           [&db, name] { (void)db.getPointAtParameter(name, 0.5); },
-          [&db, name] { (void)db.getLength(name); },
-          [&db, name] { (void)db.getFirstPoint(name); },
-          [&db, name] { (void)db.getLastPoint(name); },
-          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0), s); },
-          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0)); },
           [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0), s); },
-          [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0)); },
           [&db, name] { db.getCurve(name, 0.0, 1.0, out); },
-          [&db, name] { db.getCurveForEquidistantS(name, out, 3); },
-          [&db, name] { db.eliminateDoublePoints(name, 2); },
           [&db, name] { db.exportToFile(name, "never-written.txt"); }};
 }
 
