@@ -13,10 +13,8 @@ using qor::TurboTransform;
 using qortest::P3;
 using D3 = qor::TripletBase<double>;
 
-// Round-trip tolerance relative to the passage size: forward then inverse is exact in exact
-// arithmetic (the inverse searches the line of the point's own span, along which the value is
-// linear in s); about ten float roundings remain (~1e-6 of coordinates up to 3 sizes), while a
-// wrong cell, weight or line errs by a fraction of a cell (>= 1e-3 of the size).
+// Round trips are exact in exact arithmetic; about ten float roundings remain (~1e-6 of the size),
+// while a wrong cell, weight or line errs by a fraction of a cell (>= 1e-3 of the size).
 constexpr double kRoundTripRelTol = 1e-5;
 // Points that the conversion copies or interpolates with weight 0 or 1: a few float ulps.
 constexpr float kUlpTol = 4.0f * FLT_EPSILON;
