@@ -2,7 +2,6 @@
 #include <cfloat>
 #include <limits>
 
-#include "qor/foundation/NumericalUtils.h"
 #include "support/Passages.h"
 
 using qor::NumericalUtils;

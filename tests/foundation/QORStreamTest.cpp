@@ -1,5 +1,3 @@
-#include "qor/foundation/QORStream.h"
-#include "qor/foundation/StringUtilities.h"
 #include "support/Passages.h"
 
 using qor::QORStream;

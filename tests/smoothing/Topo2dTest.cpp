@@ -1,8 +1,6 @@
 #include <functional>
 #include <limits>
 
-#include "qor/smoothing/Topo2dBase.h"
-#include "qor/smoothing/Topo2dMultiLevel.h"
 #include "support/Passages.h"
 
 using qor::Topo2dBase;

@@ -8,7 +8,6 @@
 #include <initializer_list>
 #include <limits>
 
-#include "qor/foundation/NumericalUtils.h"
 #include "support/Passages.h"
 
 namespace {
