@@ -2,7 +2,6 @@
 #include <cfloat>
 #include <limits>
 
-#include "qor/foundation/NumericalUtils.h"
 #include "support/Passages.h"
 
 using qor::NumericalUtils;
@@ -143,10 +142,8 @@ TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
   for (int k = 0; k < 4; ++k) {
     SCOPED_TRACE(k);
     const Solve r = solve(q, q.x[k], q.y[k]);
-    EXPECT_EQ(r.s, float(k % 2));
-    EXPECT_EQ(r.t, float(k / 2));
-    EXPECT_TRUE(r.inside);
-    EXPECT_FALSE(r.unreliable);
+    EXPECT_EQ(std::make_pair(r.s, r.t), std::make_pair(float(k % 2), float(k / 2)));
+    EXPECT_TRUE(r.inside && !r.unreliable);
   }
   // Midpoints of the edges (i,j)-(i,j+1) and (i,j)-(i+1,j) computed in float.
   const Solve west = solve(q, 0.05f, 0.55f), south = solve(q, 0.7f, 0.1f);
@@ -163,8 +160,7 @@ TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
   EXPECT_TRUE(solve(unit, -0.02f, 0.5f, 1.0f).inside);
   EXPECT_FALSE(solve(unit, 2.5f, 0.5f, 1.0f).inside);
   const Solve exact = solve(unit, 0.25f, 0.75f);
-  EXPECT_EQ(exact.s, 0.25f);
-  EXPECT_EQ(exact.t, 0.75f);
+  EXPECT_EQ(std::make_pair(exact.s, exact.t), std::make_pair(0.25f, 0.75f));
   const Solve far = solve(unit, 2.5f, -1.5f);
   EXPECT_FLOAT_EQ(far.s, 2.5f);
   EXPECT_FLOAT_EQ(far.t, -1.5f);
@@ -181,9 +177,7 @@ TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
                {unit, std::nanf(""), 0.5f}};
   for (const auto& c : cases) {
     const Solve r = solve(c.q, c.x, c.y);
-    EXPECT_TRUE(r.unusable);
-    EXPECT_FALSE(r.inside);
-    EXPECT_TRUE(std::isfinite(r.s));
+    EXPECT_TRUE(r.unusable && !r.inside && std::isfinite(r.s));
   }
   const Solve r = solve(unit, kMaxFloat, 0.5f);
   EXPECT_FALSE(r.inside);

@@ -1,5 +1,3 @@
-#include "qor/foundation/QORStream.h"
-#include "qor/foundation/StringUtilities.h"
 #include "support/Passages.h"
 
 using qor::QORStream;
@@ -17,8 +15,7 @@ TEST(QORStreamFiles, writesReadsBackTruncatesAndMovesKeepingTheFile) {
   int n = 0;
   double v = 0;
   in >> n >> v;
-  EXPECT_EQ(n, 3);
-  EXPECT_EQ(v, 1.5);
+  EXPECT_EQ(std::make_pair(n, v), std::make_pair(3, 1.5));
   std::string line;
   ASSERT_TRUE(in.getline(line));  // rest of the first line
   ASSERT_TRUE(in.getline(line));

@@ -1,6 +1,5 @@
 #include <limits>
 
-#include "qor/foundation/QuadtreeBucket.h"
 #include "support/Passages.h"
 
 using qor::QuadtreeBucket;

@@ -1,10 +1,6 @@
 #include <functional>
 #include <memory>
 
-#include "qor/foundation/Error.h"
-#include "qor/parametric/ParametricDB.h"
-#include "qor/parametric/ParametricDBFactory.h"
-#include "qor/parametric/ParametricDBInterface.h"
 #include "support/Passages.h"
 
 using qor::ParametricCurve;
@@ -43,16 +39,8 @@ std::vector<std::function<void()>> queriesOn(ParametricDB& db, const std::string
   static std::vector<PointF> out;
   return {[&db, name] { db.deleteCurve(name); },
           [&db, name] { (void)db.getPointAtParameter(name, 0.5); },
-          [&db, name] { (void)db.getLength(name); },
-          [&db, name] { (void)db.getFirstPoint(name); },
-          [&db, name] { (void)db.getLastPoint(name); },
-          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0), s); },
-          [&db, name] { (void)db.projectPoint(name, PointF(1, 1, 0)); },
           [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0), s); },
-          [&db, name] { (void)db.projectPoint(name, PointD(1, 1, 0)); },
           [&db, name] { db.getCurve(name, 0.0, 1.0, out); },
-          [&db, name] { db.getCurveForEquidistantS(name, out, 3); },
-          [&db, name] { db.eliminateDoublePoints(name, 2); },
           [&db, name] { db.exportToFile(name, "never-written.txt"); }};
 }
 
@@ -98,8 +86,7 @@ TEST(ParametricDB, idsFollowCreationOrderAndAreNeverReused) {
   EXPECT_EQ(db.getCurveID("hub"), 2);
   db.deleteCurve("shroud");
   EXPECT_NO_THROW(db.deleteCurveIfExist("b"));
-  EXPECT_FALSE(db.checkCurveExist("shroud"));
-  EXPECT_TRUE(db.checkCurveExist("hub"));
+  EXPECT_EQ(std::make_pair(db.checkCurveExist("shroud"), db.checkCurveExist("hub")), std::make_pair(false, true));
   db.createCurve("c", line(1), kPlane);
   EXPECT_EQ(db.getCurveID("c"), 3);
   db.clearGeometry();
@@ -120,8 +107,7 @@ TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
   const PointF first(1.5f, -2.0f, 0.25f), second(4.0f, 3.0f, -1.0f);
   counting.createCurveTwoPoints("seg", first, second);
   EXPECT_EQ(counting.createCalls, 1);
-  EXPECT_EQ(counting.getFirstPoint("seg"), first);
-  EXPECT_EQ(counting.getLastPoint("seg"), second);
+  EXPECT_EQ(std::make_pair(counting.getFirstPoint("seg"), counting.getLastPoint("seg")), std::make_pair(first, second));
   EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
 }
 
@@ -164,21 +150,17 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
 TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   ParametricDB db;
   db.createCurve("x", line(10, 6), kPlane);
-  const PointD first(2, 1, 0);
-  const PointD last(8, -1, 0);
+  const PointD first(2, 1, 0), last(8, -1, 0);
   std::vector<PointD> out;
   db.getPointLocationsOnCurveAtParameter({0.0, 0.5, 1.0}, first, last, "x", out);
   ASSERT_EQ(out.size(), 3U);
-  EXPECT_EQ(out[0], first);
-  EXPECT_EQ(out[2], last);
+  EXPECT_EQ(std::make_pair(out[0], out[2]), std::make_pair(first, last));
   EXPECT_NEAR(out[1][0], 5.0, kTol);
   EXPECT_NEAR(out[1][1], 0.0, kTol);
-
   // Reversed ends: the parameter step is negative; the first and last fractions are not used.
   db.getPointLocationsOnCurveAtParameter({0.9, 0.25, 0.1}, last, first, "x", out);
   ASSERT_EQ(out.size(), 3U);
-  EXPECT_EQ(out[0], last);
-  EXPECT_EQ(out[2], first);
+  EXPECT_EQ(std::make_pair(out[0], out[2]), std::make_pair(last, first));
   EXPECT_NEAR(out[1][0], 6.5, kTol);
   // A single fraction gives the last point.
   db.getPointLocationsOnCurveAtParameter({0.3}, first, last, "x", out);
@@ -204,9 +186,7 @@ TEST(ParametricDB, pointLocationsFailuresComeBeforeOutputChanges) {
 
 TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   ParametricDB db;
-  db.createCurve("w_mp", line(1), kPlane);
-  db.createCurve("e_mp", line(1), kPlane);
-  db.createCurve("s_mp", line(1), kPlane);
+  for (const char* name : {"w_mp", "e_mp", "s_mp"}) db.createCurve(name, line(1), kPlane);
   EXPECT_EQ(qortest::captureStdout([&] { db.printDatabaseState(); }),
             " State of the Parametric Database\n"
             " Size : 3 curves\n"
@@ -230,8 +210,7 @@ TEST(ParametricDB, copiesShareCurvesKeepThemAliveAndSeeEditsThroughEachOther) {
   ParametricDB& self = assigned;
   assigned = self;
   EXPECT_FALSE(assigned.checkCurveExist("old"));
-  EXPECT_EQ(copy.getCurveID("y"), 1);
-  EXPECT_EQ(assigned.getCurveID("y"), 1);
+  EXPECT_EQ(std::make_pair(copy.getCurveID("y"), assigned.getCurveID("y")), std::make_pair(1, 1));
   std::vector<PointF> before, afterCopy, afterSource;
   copy.getCurve("d", 0.0, 1.0, before);
   source->eliminateDoublePoints("d", 2);
@@ -261,8 +240,7 @@ TEST(ParametricDBFactory, everyCallReturnsADistinctEmptyDatabaseOfThePrototypesC
   a->createCurve("x", line(1), kPlane);
   std::unique_ptr<ParametricDBInterface> made(a->makeNew());  // an empty database of the same class
   ASSERT_NE(dynamic_cast<ParametricDB*>(made.get()), nullptr);
-  EXPECT_FALSE(made->checkCurveExist("x"));
-  EXPECT_FALSE(b->checkCurveExist("x"));
+  EXPECT_FALSE(made->checkCurveExist("x") || b->checkCurveExist("x"));
   CountingDB prototype;
   prototype.createCurve("proto", line(1), kPlane);
   ParametricDBFactory::setParametricDB(&prototype);

@@ -11,10 +11,8 @@ using qor::TurboTransform;
 using qortest::P3;
 using Seg = qor::TurboTransformSegmenter;
 
-// With edges resampled to kEdgePoints points, the span of a final-line point differs from its
-// sample's span by the curvature of span along about 1/50 of the edge; on the two-stage steam
-// turbine, the worst case, that moves u by at most 2.5e-3 of the segment width. The same bound
-// holds for the span of the hub and shroud pieces between their polyline vertices.
+// Edges resampled to 50 points: the curvature of span along 1/50 of an edge moves u by at most
+// 2.5e-3 of the segment width (two-stage steam turbine); the same holds for the wall pieces' span.
 constexpr double kEndTol = 3e-3;
 constexpr int kEdgePoints = 50;
 

@@ -41,7 +41,6 @@ struct Passage {
 /// Straight line of n points from a to b in the (A, R) plane, theta 0.
 inline std::vector<P3> line(double a0, double r0, double a1, double r1, int n) {
   std::vector<P3> out;
-  out.reserve(static_cast<std::size_t>(n));
   for (int k = 0; k < n; ++k) {
     const double f = (n == 1) ? 0.0 : double(k) / (n - 1);
     out.emplace_back(float(a0 + f * (a1 - a0)), float(r0 + f * (r1 - r0)), 0.0f);
@@ -80,8 +79,7 @@ inline Passage cone(const Cone& c = Cone(), int nStream = 41, int nSpan = 11) {
   Passage p;
   p.name = "cone";
   auto curve = [&](double x0, double e0, double x1, double e1, int n) {
-    const auto s = c.at(x0, e0);
-    const auto t = c.at(x1, e1);
+    const auto s = c.at(x0, e0), t = c.at(x1, e1);
     return line(s[0], s[1], t[0], t[1], n);
   };
   p.hub = curve(0, 0, c.length, 0, nStream);
@@ -170,12 +168,10 @@ inline qor::QORVector<qor::TurboTransform::space> allSpaces() {
   return out;
 }
 
-/// Sets up a transform from an ART passage (all curves ordered).
+/// Sets up a transform from an ART passage (all curves ordered) or from a Cartesian one.
 inline void initializeART(qor::TurboTransform& t, const Passage& p) {
   t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, -1, -1, -1, -1);
 }
-
-/// Sets up a transform from a Cartesian passage.
 inline void initializeXYZ(qor::TurboTransform& t, const Passage& p) {
   t.initializeFromXYZ(p.hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection);
 }
@@ -210,13 +206,10 @@ inline std::vector<P3> samplePoints(const Built& b, double ns, std::mt19937& rng
   for (int k = 0; k < n; ++k) {
     const int i = ci(rng), j = cj(rng);
     const double s = u(rng), t = u(rng);
-    if (ns >= 0.0) {
-      out.push_back(line[std::size_t(i)] + (line[std::size_t(i) + 1] - line[std::size_t(i)]) * s);
-    } else {
-      const P3 lo = b.node(i, j) + (b.node(i + 1, j) - b.node(i, j)) * s;
-      const P3 hi = b.node(i, j + 1) + (b.node(i + 1, j + 1) - b.node(i, j + 1)) * s;
-      out.push_back(lo + (hi - lo) * t);
-    }
+    const std::size_t k0 = std::size_t(i);
+    const P3 lo = b.node(i, j) + (b.node(i + 1, j) - b.node(i, j)) * s;
+    const P3 hi = b.node(i, j + 1) + (b.node(i + 1, j + 1) - b.node(i, j + 1)) * s;
+    out.push_back(ns >= 0.0 ? line[k0] + (line[k0 + 1] - line[k0]) * s : lo + (hi - lo) * t);
   }
   return out;
 }
@@ -256,14 +249,11 @@ inline void expectError(const qor::Error& e, const std::string& className, const
 }
 
 /// Sets an environment variable for the lifetime of the object.
-class ScopedEnv {
- public:
+struct ScopedEnv {
   ScopedEnv(const char* name, const char* value) : m_name(name) { setenv(name, value, 1); }
   ~ScopedEnv() { unsetenv(m_name); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
-
- private:
   const char* m_name;
 };
 
@@ -296,14 +286,6 @@ inline std::vector<std::vector<std::string>> readCsv(const std::string& path) {
   return rows;
 }
 
-/// (axial, radius) CSV as ART points with theta 0.
-inline std::vector<P3> readAxialRadius(const std::string& path) {
-  std::vector<P3> out;
-  for (const auto& row : readCsv(path)) {
-    if (row.size() >= 2) out.emplace_back(std::stof(row[row.size() - 2]), std::stof(row.back()), 0.0f);
-  }
-  return out;
-}
 
 /// Machines of the data directory with hub, shroud, inlet and outlet curves.
 inline std::vector<std::string> dataCases() {
@@ -317,15 +299,19 @@ inline std::vector<std::string> dataCases() {
   return out;
 }
 
-/// A real machine in ART form: axis along x through the origin, as the data READMEs state.
+/// A real machine in ART form from its (axial, radius) CSV files: axis along x through the origin,
+/// as the data READMEs state.
 inline Passage loadCase(const std::string& name) {
-  const std::string base = dataDir() + "/" + name + "/";
+  auto read = [&](const char* curve) {
+    std::vector<P3> out;
+    for (const auto& row : readCsv(dataDir() + "/" + name + "/" + curve + ".csv")) {
+      if (row.size() >= 2) out.emplace_back(std::stof(row[row.size() - 2]), std::stof(row.back()), 0.0f);
+    }
+    return TripletQORVector(std::move(out));
+  };
   Passage p;
   p.name = name;
-  p.hub = readAxialRadius(base + "hub.csv");
-  p.shroud = readAxialRadius(base + "shroud.csv");
-  p.inlet = readAxialRadius(base + "inlet.csv");
-  p.outlet = readAxialRadius(base + "outlet.csv");
+  p.hub = read("hub"), p.shroud = read("shroud"), p.inlet = read("inlet"), p.outlet = read("outlet");
   p.axisDirection = P3(1, 0, 0);
   return p;
 }
@@ -357,8 +343,7 @@ inline double passageSize(const Passage& p) {
 }
 
 /// Switches the current directory to a fresh temporary directory for the object's lifetime.
-class ScopedTempDir {
- public:
+struct ScopedTempDir {
   ScopedTempDir() : m_previous(std::filesystem::current_path()) {
     std::string pattern = (std::filesystem::temp_directory_path() / "qor-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a temporary directory");
@@ -372,8 +357,6 @@ class ScopedTempDir {
   }
   ScopedTempDir(const ScopedTempDir&) = delete;
   ScopedTempDir& operator=(const ScopedTempDir&) = delete;
-
- private:
   std::filesystem::path m_previous, m_path;
 };
 

@@ -17,8 +17,7 @@ using Space = TurboTransform::space;
 
 namespace {
 
-const float kNaN = std::numeric_limits<float>::quiet_NaN();
-const float kInf = std::numeric_limits<float>::infinity();
+const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInf = std::numeric_limits<float>::infinity();
 
 // After a failed call the transform accepts a good passage and builds a good mesh.
 void expectStillUsable(TurboTransform& t) {
@@ -47,27 +46,21 @@ void expectCalls(const std::vector<Call>& table) {
 
 TEST(BadInput, unusableCurveIsRefusedNamingItAndProblemBeforeAnythingChanges) {
   const Passage good = qortest::annulus();
-  struct Bad {
-    const char* problem;
-    std::vector<P3> points;
-  };
-  const Bad bads[] = {{"empty", {}},
-                      {"too few", {P3(0.5f, 1.5f, 0)}},
-                      {"too few", std::vector<P3>(7, P3(0.5f, 1.5f, 0))},
-                      {"non-finite", {P3(0, 1, 0), P3(kNaN, 1.5f, 0), P3(1, 2, 0)}},
-                      {"non-finite", {P3(0, 1, 0), P3(1, kInf, 0), P3(1, 2, 0)}},
-                      {"non-finite", {P3(0, 1, 0), P3(-kInf, 1.5f, 0), P3(1, 2, 0)}}};
+  const std::pair<const char*, std::vector<P3>> bads[] = {
+      {"empty", {}},
+      {"too few", std::vector<P3>(7, P3(0.5f, 1.5f, 0))},
+      {"non-finite", {P3(0, 1, 0), P3(kNaN, 1.5f, 0), P3(1, kInf, 0), P3(1, 2, 0)}}};
   const char* names[4] = {"hub", "shroud", "inlet", "outlet"};
   for (int c = 0; c < 4; ++c) {
     TurboTransform t;
-    for (const Bad& bad : bads) {
-      SCOPED_TRACE(std::string(names[c]) + ": " + bad.problem);
+    for (const auto& [problem, points] : bads) {
+      SCOPED_TRACE(std::string(names[c]) + ": " + problem);
       TripletQORVector curves[4] = {good.hub, good.shroud, good.inlet, good.outlet};
-      curves[c] = TripletQORVector(bad.points);
+      curves[c] = TripletQORVector(points);
       const auto e = qortest::captureError<qor::data::invalid>(
           [&] { t.initializeFromXYZ(curves[0], curves[1], curves[2], curves[3], P3(1, 1, 1), P3(1, 0, 0)); });
       EXPECT_NE(e.getMessage().find(names[c]), std::string::npos) << e.getMessage();
-      EXPECT_NE(e.getMessage().find(bad.problem), std::string::npos) << e.getMessage();
+      EXPECT_NE(e.getMessage().find(problem), std::string::npos) << e.getMessage();
       EXPECT_EQ(e.getFunctionName(), "initializeFromXYZ");
       const auto e2 = qortest::captureError<qor::data::invalid>([&] {
         t.initializeFromART(curves[0], curves[1], curves[2], curves[3], P3(1, 1, 1), P3(1, 0, 0), -1, -1, -1, -1);
@@ -76,8 +69,7 @@ TEST(BadInput, unusableCurveIsRefusedNamingItAndProblemBeforeAnythingChanges) {
       EXPECT_EQ(e2.getFunctionName(), "initializeFromART");
       P3 point, direction;
       t.getAxis(point, direction);
-      EXPECT_EQ(point, P3(0, 0, 0));
-      EXPECT_EQ(direction, P3(0, 0, 1));
+      EXPECT_EQ(std::make_pair(point, direction), std::make_pair(P3(0, 0, 0), P3(0, 0, 1)));
       EXPECT_FALSE(t.isGeometryInitialized());
     }
     expectStillUsable(t);
@@ -103,14 +95,12 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
   t.getAxis(point, direction);
   EXPECT_EQ(direction, P3(0, 1, 0));
   EXPECT_FALSE(t.isGeometryInitialized());
-  // Sharing only the first or only the last point is enough.
-  for (bool first : {true, false}) {
-    std::vector<P3> shroud(p.shroud.points());
-    (first ? shroud.front() : shroud.back()) = first ? p.hub[0] : p.hub[p.hub.size() - 1];
-    EXPECT_THROW(t.initializeFromXYZ(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
-  }
-  // The ART check counts theta.
+  // Sharing only the last point is enough (the first: TurboTransformSetupTest.cpp).
   std::vector<P3> shroud(p.shroud.points());
+  shroud.back() = p.hub[p.hub.size() - 1];
+  EXPECT_THROW(t.initializeFromXYZ(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
+  // The ART check counts theta.
+  shroud = p.shroud.points();
   shroud.front() = P3(p.hub[0][0], p.hub[0][1], 0.5f);
   EXPECT_NO_THROW(t.initializeFromART(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1));
   expectStillUsable(t);
@@ -119,11 +109,8 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
 TEST(BadInput, swappedHubAndShroudMeasureSpanFromTheCurveGivenAsHub) {
   Passage q = qortest::annulus();
   std::swap(q.hub, q.shroud);
-  std::vector<P3> in(q.inlet.begin(), q.inlet.end()), out(q.outlet.begin(), q.outlet.end());
-  std::reverse(in.begin(), in.end());
-  std::reverse(out.begin(), out.end());
-  q.inlet = in;
-  q.outlet = out;
+  q.inlet = std::vector<P3>(q.inlet.points().rbegin(), q.inlet.points().rend());
+  q.outlet = std::vector<P3>(q.outlet.points().rbegin(), q.outlet.points().rend());
   TurboTransform t;
   qortest::initializeART(t, q);
   EXPECT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 600), 0);  // mirrored but valid
@@ -151,7 +138,7 @@ TEST(BadInput, reversedInletAndOutletOrReversedHubFoldTheMeshAndSaySo) {
   EXPECT_FLOAT_EQ(crossed.convertARTtoSpace(TurboTransform::nspan, nodes[std::size_t((ni / 2) * nj + nj - 1)]), 1.0f);
 }
 
-TEST(BadInput, curvesThatDoNotMeetOrCrossThemselvesNeverFail) {
+TEST(BadInput, curvesThatDoNotMeetOrCrossThemselvesAndAxesThroughThePassageNeverFail) {
   Passage p = qortest::annulus();
   p.inlet = qortest::line(-0.5, 0.5, -0.5, 2.5, 11);  // beyond hub and shroud, upstream
   TurboTransform t;
@@ -168,6 +155,12 @@ TEST(BadInput, curvesThatDoNotMeetOrCrossThemselvesNeverFail) {
     EXPECT_TRUE(quality == 0 || quality == 1);
     (void)u.convertARTtoSpace(TurboTransform::nm, P3(1.0f, 1.9f, 0.0f));  // any value, no failure
   }
+  // An axis through the passage gives radii about that axis.
+  const Passage x = qortest::toXYZ(qortest::annulus(), P3(0, 0, 0), P3(1, 0, 0));
+  TurboTransform v;
+  EXPECT_NO_THROW(v.initializeFromXYZ(x.hub, x.shroud, x.inlet, x.outlet, P3(0, 0, 0), P3(0, 1, 0)));
+  const int quality = v.createBackgroundMesh(TurboTransform::linear, 400);
+  EXPECT_TRUE(quality == 0 || quality == 1);
 }
 
 TEST(BadInput, hugeAndTinyCoordinatesAreRefusedAndOtherUnitsWork) {
@@ -185,33 +178,18 @@ TEST(BadInput, hugeAndTinyCoordinatesAreRefusedAndOtherUnitsWork) {
   expectStillUsable(t);
 }
 
-TEST(BadInput, axisThroughThePassageGivesRadiiAboutTheAxisWithoutFailing) {
-  const Passage p = qortest::toXYZ(qortest::annulus(), P3(0, 0, 0), P3(1, 0, 0));
-  TurboTransform u;
-  EXPECT_NO_THROW(u.initializeFromXYZ(p.hub, p.shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 1, 0)));
-  const int quality = u.createBackgroundMesh(TurboTransform::linear, 400);
-  EXPECT_TRUE(quality == 0 || quality == 1);
-}
-
 TEST(BadInput, badSizesLevelsAndMethodsAreRefusedKeepingTheOldMesh) {
   qortest::Built b;
   qortest::build(b, qortest::annulus(), TurboTransform::linear, 300);
   TurboTransform& t = b.transform;
-  for (int size : {3, 0, -5, -2000}) {
-    SCOPED_TRACE(size);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::linear, size), qor::data::invalid);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, size), qor::data::invalid);
-  }
-  for (int levels : {0, -1}) {
-    t.setNumberOfLevelsforBM(levels);
-    EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 300), qor::data::invalid);
-  }
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::linear, 3), qor::data::invalid);
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 3), qor::data::invalid);
+  t.setNumberOfLevelsforBM(0);
+  EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 300), qor::data::invalid);
   // An unknown method is refused after the requested size was stored.
-  for (int method : {2, -1}) {
-    const auto e = qortest::captureError<qor::internal::error>(
-        [&] { t.createBackgroundMesh(static_cast<TurboTransform::BMmethod>(method), 555); });
-    qortest::expectError(e, "TurboTransform", "createBackgroundMesh", "Unrecognised Method for creation of BM mesh.");
-  }
+  qortest::expectError(qortest::captureError<qor::internal::error>(
+                           [&] { t.createBackgroundMesh(static_cast<TurboTransform::BMmethod>(2), 555); }),
+                       "TurboTransform", "createBackgroundMesh", "Unrecognised Method for creation of BM mesh.");
   EXPECT_EQ(t.getBackgroundMeshSize(), 555);
   std::vector<P3> nodes;
   int ni = 0, nj = 0;
@@ -235,20 +213,13 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   auto sp = [](int s) { return static_cast<Space>(s); };
   const std::string forward = "not allowed for conversion here";
   expectCalls<qor::internal::error>({
-      {"8", [&] { (void)t.convertARTtoSpace(sp(8), p); }, "convertARTtoSpace", "Space (8) " + forward},
       {"-1", [&] { (void)t.convertARTtoSpace(sp(-1), p); }, "convertARTtoSpace", "Space (-1) " + forward},
       {"span", [&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); }, "convertARTtoSpaceTNs",
        "Space (1) " + forward},
-      {"nspan", [&] { t.convertARTtoSpaceTNs(TurboTransform::nspan, p, out); }, "convertARTtoSpaceTNs",
-       "Space (4) " + forward},
       {"9 double", [&] { t.convertARTtoSpaceTNs(sp(9), D3(0.5, 1.5, 0), outD); }, "convertARTtoSpaceTNs",
        "Space (9) " + forward},
-      {"inverse 1", [&] { t.convertSpaceTNsToART(sp(1), p, out); }, "convertSpaceTNsToART",
-       "Space (1) " + forward + "."},
       {"inverse 4", [&] { t.convertSpaceTNsToART(sp(4), p, out); }, "convertSpaceTNsToART",
        "Space (4) " + forward + "."},
-      {"inverse 8", [&] { t.convertSpaceTNsToART(sp(8), p, out); }, "convertSpaceTNsToART",
-       "Space (8) " + forward + "."},
       {"inverse -1", [&] { t.convertSpaceTNsToARTspanEQ0or1(sp(-1), D3(0.5, 0, 0), outD, true); },
        "convertSpaceTNsToART", "Space (-1) " + forward + "."},
       {"constant span", [&] { t.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, list, outList); },
@@ -258,9 +229,7 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   EXPECT_EQ(outD, D3(9, 9, 9));
   expectCalls<qor::data::invalid>(
       {{"constSpace 3", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, line); },
-        "getConstantSpace", "Constant space (3) does not exist"},
-       {"constSpace -1", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(-1), 0.5, line); }, nullptr,
-        ""}});
+        "getConstantSpace", "Constant space (3) does not exist"}});
   // The multi-space form skips unknown spaces silently: a pre-sized list is untouched, a new one
   // is sized to the points and left at zero.
   const TripletQORVector pts = {P3(0.5f, 1.5f, 0), P3(1.2f, 1.1f, 0)};
@@ -283,8 +252,6 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
   for (TurboTransform* t : {&fresh, &initialised}) {
     const P3 p(0.5f, 1.5f, 0.0f);
     P3 out;
-    D3 outD;
-    std::vector<D3> list(2), outList;
     std::vector<P3> nodes;
     QORVector<P3> none, line;
     QORVector<float> values;
@@ -296,23 +263,14 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
         {"ART point", [&] { (void)t->convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", topo},
         {"XYZ point", [&] { (void)t->convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", topo},
         {"TNs", [&] { t->convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs", topo},
-        {"ART list of one", [&] { t->convertARTtoSpace(TurboTransform::nm, QORVector<P3>{p}, values); },
-         "convertARTtoSpace", topo},
-        // The Cartesian and multi-space lists fail even for no points.
+        // The Cartesian and multi-space lists fail even for no points; the list and inverse forms
+        // report the point conversion.
         {"XYZ list", [&] { t->convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace", topo},
         {"ART multi", [&] { t->convertARTtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
-        {"XYZ multi", [&] { t->convertXYZtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
         {"inverse", [&] { t->convertSpaceTNsToART(TurboTransform::rnm, P3(0.5f, 0, 0.5f), out); }, "convertARTtoSpace",
          topo},
-        {"inverse 0 or 1", [&] { t->convertSpaceTNsToARTspanEQ0or1(TurboTransform::nm, D3(0.5, 0, 0), outD, true); },
-         "convertARTtoSpace", topo},
-        {"inverse on span", [&] { t->convertOnConstantSpanSpaceTNsToART(TurboTransform::nm, 0.5, list, outList); },
-         "convertARTtoSpace", topo},
         {"constant span", [&] { t->getConstantSpace(TurboTransform::nspanConst, 0.5, line); }, "getConstantSpace",
          topo},
-        {"extended", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, line, 0.1); }, nullptr, ""},
-        {"resampled", [&] { t->getConstantSpace(TurboTransform::rnmConst, 0.5, 4, line); }, nullptr, ""},
-        {"cut", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 0.1, 0.9, line); }, nullptr, ""},
         {"cut resampled", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, line); }, nullptr, ""},
         {"mesh", [&] { t->getBackgroundMesh(nodes, ni, nj); }, "getBackgroundMesh", topo},
         {"mesh size", [&] { t->getBackgroundMeshSize(ni, nj); }, "getBackgroundMeshSize", topo},
@@ -343,11 +301,10 @@ TEST(BadInput, malformedOrTruncatedPointFilesAreReportedWithFileAndLine) {
   qortest::ScopedTempDir dir;
   std::ofstream("badnumber") << "3\n1 2 3\n4 five 6\n7 8 9\n";
   std::ofstream("short") << "3\n1 2 3\n4 5 6\n";
-  std::ofstream("twoNumbers") << "1\n1 2\n";
   std::ofstream("nocount") << "x\n";
   TurboTransform t;
   for (const auto& c : std::vector<std::pair<std::string, std::string>>{
-           {"badnumber", "3"}, {"short", "4"}, {"twoNumbers", "2"}, {"nocount", "1"}}) {
+           {"badnumber", "3"}, {"short", "4"}, {"nocount", "1"}}) {
     SCOPED_TRACE(c.first);
     QORVector<P3> pts = {P3(9, 9, 9)};
     const auto e = qortest::captureError<qor::data::invalid>([&] { t.getVectorFromFile(c.first, pts); });

@@ -62,15 +62,11 @@ TEST(TurboTransformPointFiles, commasReadLikeBlanksAndACountBelowOneReadsNothing
 TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
   qortest::ScopedTempDir dir;
   // A square annulus (1 by 1) with 4 requested nodes gives 2 x 2 cells.
-  TurboTransform t;
-  qortest::initializeART(t, qortest::annulus(0.0, 1.0, 1.0, 2.0));
-  t.createBackgroundMesh(TurboTransform::linear, 4);
-  std::vector<P3> nodes;
-  int ni = 0, nj = 0;
-  t.getBackgroundMesh(nodes, ni, nj);
-  ASSERT_EQ(ni, 3);
-  ASSERT_EQ(nj, 3);
-  t.exportFinalMeshToPostSurface("mesh.msh");
+  qortest::Built b;
+  qortest::build(b, qortest::annulus(0.0, 1.0, 1.0, 2.0), TurboTransform::linear, 4);
+  const std::vector<P3>& nodes = b.nodes;
+  ASSERT_EQ(std::make_pair(b.ni, b.nj), std::make_pair(3, 3));
+  b.transform.exportFinalMeshToPostSurface("mesh.msh");
   const auto lines = readLines("mesh.msh");
   ASSERT_EQ(lines.size(), 9u + 2u + 4u);
   for (int k = 0; k < 9; ++k) {
@@ -83,12 +79,8 @@ TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
     EXPECT_NE(lines[k].back(), ' ');
     EXPECT_EQ(lines[k].find("  "), std::string::npos);
   }
-  EXPECT_EQ(lines[9], "");
-  EXPECT_EQ(lines[10], "# Faces");
-  EXPECT_EQ(lines[11], "4 1 0 3");
-  EXPECT_EQ(lines[12], "5 2 1 4");
-  EXPECT_EQ(lines[13], "7 4 3 6");
-  EXPECT_EQ(lines[14], "8 5 4 7");
+  EXPECT_EQ(std::vector<std::string>(lines.begin() + 9, lines.end()),
+            (std::vector<std::string>{"", "# Faces", "4 1 0 3", "5 2 1 4", "7 4 3 6", "8 5 4 7"}));
 }
 
 TEST(TurboTransformDebugFiles, exportInputWritesCurvesMeshAndConsoleLine) {
@@ -117,17 +109,16 @@ TEST(TurboTransformDebugFiles, setUpFromFilesMatchesSetUpFromCurves) {
   TurboTransform writer;
   for (const auto* p : {&art, &xyz}) {
     const std::string x = p == &xyz ? "X" : "";
-    writer.writeVectortoFile("hub" + x, p->hub, true);
-    writer.writeVectortoFile("shroud" + x, p->shroud, true);
-    writer.writeVectortoFile("inlet" + x, p->inlet, true);
-    writer.writeVectortoFile("outlet" + x, p->outlet, true);
+    for (const auto& [name, curve] : {std::pair<const char*, const qor::TripletQORVector*>{"hub", &p->hub},
+                                      {"shroud", &p->shroud}, {"inlet", &p->inlet}, {"outlet", &p->outlet}}) {
+      writer.writeVectortoFile(name + x, *curve, true);
+    }
   }
 
   TurboTransform direct, fromArt, fromXyz;
   qortest::initializeART(direct, art);
   fromArt.initializeDebugART("hub", "shroud", "inlet", "outlet", art.axisPoint, art.axisDirection);
-  fromXyz.initializeDebugXYZ("hubX", "shroudX", "inletX", "outletX", xyz.axisPoint,
-                             xyz.axisDirection);
+  fromXyz.initializeDebugXYZ("hubX", "shroudX", "inletX", "outletX", xyz.axisPoint, xyz.axisDirection);
   for (TurboTransform* t : {&direct, &fromArt, &fromXyz}) {
     EXPECT_TRUE(t->isGeometryInitialized());
     t->createBackgroundMesh(TurboTransform::linear, 300);
@@ -159,11 +150,8 @@ TEST(TurboTransformUnitVectors, emptyInputLeavesOutputsAndCartesianFormAgrees) {
   QORVector<P3> swx, spx;
   t.getUnitVectorsFromART(TripletQORVector{p}, sw, sp);
   t.getUnitVectorsFromXYZ(TripletQORVector{P3(float(c[0]), float(c[1]), float(c[2]))}, swx, spx);
-  const float r = std::sqrt(0.5f);
-  EXPECT_NEAR(sw[0][0], r, 0.02f);
-  EXPECT_NEAR(sw[0][1], r, 0.02f);
-  EXPECT_NEAR(sp[0][0], -r, 0.02f);
-  EXPECT_NEAR(sp[0][1], r, 0.02f);
+  const float r = std::sqrt(0.5f), expected[4] = {r, r, -r, r};
+  for (int k = 0; k < 4; ++k) EXPECT_NEAR((k < 2 ? sw : sp)[0][k % 2], expected[k], 0.02f) << k;
   EXPECT_EQ(swx[0], sw[0]);
   EXPECT_EQ(spx[0], sp[0]);
 }

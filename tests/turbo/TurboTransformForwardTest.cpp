@@ -41,13 +41,9 @@ TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
 }
 
 TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
-  // Annulus A in [0, 2], R in [1, 2]. The linear mesh is a uniform rectangular grid (cells dA by
-  // dR) and the bilinear map of a rectangle is exact, so (s, t) are the exact local coordinates.
-  // m = A, nm = rnm = A / 2, span = R - 1 and nspan = R - 1 are linear in (A, R): bilinear
-  // interpolation reproduces them up to float rounding (a few ulps of values <= 2: 1e-6).
-  // m' at the nodes is A_i / (R_j + 5e-7); between two j lines bilinear interpolation of 1/R
-  // errs by at most dR^2/8 * max|d2(1/R)/dR2| = dR^2/8 * 2/R^3, times A <= 2, plus the 5e-7 shift
-  // (A * 5e-7 / R^2 <= 1e-6): tolerance A dR^2 / (4 R^3) + 2e-6.
+  // Uniform rectangular grid: fields linear in (A, R) are reproduced up to float rounding (2e-6);
+  // m' = A / (R_j + 5e-7) at the nodes, and linear interpolation of 1/R across a cell errs by at most
+  // dR^2/8 * 2/R^3, so m' gets A dR^2 / (4 R^3) + 2e-6.
   Mesh mesh;
   build(mesh, qortest::annulus(), 400);
   const double dR = 1.0 / (mesh.nj - 1);
@@ -85,17 +81,9 @@ TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyon
 }
 
 TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
-  // 90-degree bend, linear mesh: i rows are radial lines through the centre at theta_i = i dth,
-  // j lines sit at rho_j, and a cell is an isosceles trapezoid with straight chords instead of
-  // arcs (half angle h = dth / 2).
-  // nm: for a point at angle theta the bilinear inverse gives s = (1 + tan(theta - mid) / tan h)/2,
-  // so s - (theta - theta_i) / dth = (atan(u tan h) - u h) / dth, at most 0.13 h^3 / dth in cell
-  // units (u = 2s - 1, series of atan and tan): an nm error <= 0.13 h^3 / (pi/2) plus rounding.
-  // nspan: on the bisector of a cell, the bilinear map reaches radius rho at t = (rho / cos h -
-  // rho_j) / drho, so a point lies off by rho (1 / cos h - 1) in radius. The hub and shroud are
-  // themselves polylines of nStream points (half angle hp = (pi/2) / (nStream - 1) / 2), so the
-  // nodes on them sit up to rho (1 - cos hp) inside the arcs. Both shifts over the passage height
-  // H = rhoHub - rhoShroud bound the nspan error, plus rounding.
+  // Cells are trapezoids with chords for arcs (half angle h): the bilinear s differs from the angle
+  // fraction by (atan(u tan h) - u h) / dth <= 0.13 h^3 / dth, and radii are off by rho (1/cos h - 1)
+  // plus the wall polylines' sag rho (1 - cos hp); both over the height bound nspan, plus rounding.
   qortest::Bend g;
   Mesh mesh;
   const int nStream = 121;
@@ -156,10 +144,8 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
       D3 tnsD;
       t.convertARTtoSpaceTNs(s, D3(pts[k][0], pts[k][1], 0.123456789012345), tnsD);
       EXPECT_EQ(tnsD[1], 0.123456789012345);
-      // Float against double evaluation of the same bilinear formula. Each of the four terms is
-      // rounded a few times in float (relative 3 ulps, 2e-7) and the corner values are narrowed;
-      // the terms add up to at most (1 + |s|)(1 + |t|) max|w| with max|w| <= 3 on this bend (m),
-      // which outside the mesh far exceeds the value itself: tolerance 1e-5 (1 + |s|)(1 + |t|).
+      // Float against double evaluation of the same bilinear formula: a few float roundings of terms
+      // summing to at most (1 + |s|)(1 + |t|) max|w|, max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
       int c0, c1, c2, c3;
       float ls, lt;
       t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
@@ -188,9 +174,8 @@ TEST(TurboTransformForward, listMultiSpaceAndTnsFormsAgreeWithThePointForm) {
 }
 
 TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
-  // Axis through (1, -2, 0.5) along (1, 1, 1): the Cartesian point is built from (A, R) at some
-  // angle; its conversion to (A, R) rounds to float once or twice (a few ulps of coordinates <= 3),
-  // and the fields have slopes of order 1, hence 1e-5.
+  // The Cartesian point goes back to (A, R) with a few float roundings of coordinates <= 3, and the
+  // fields have slopes of order 1: 1e-5.
   const P3 axisPoint(1.0f, -2.0f, 0.5f), axisDirection(1.0f, 1.0f, 1.0f);
   qortest::Passage art = qortest::bend();
   art.axisPoint = axisPoint;

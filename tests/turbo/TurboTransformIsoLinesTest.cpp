@@ -31,8 +31,7 @@ TEST_F(IsoLines, meshLinesComeBackAsTheirNodesAndValuesBeyondTheEndsAreClamped) 
   std::vector<double> nspan;
   m_t.getNSpanValues(nspan);
   ASSERT_EQ(nspan.size(), static_cast<std::size_t>(m_nj));
-  EXPECT_EQ(nspan.front(), 0.0);
-  EXPECT_EQ(nspan.back(), 1.0);
+  EXPECT_EQ(std::make_pair(nspan.front(), nspan.back()), std::make_pair(0.0, 1.0));
   const int jm = m_nj / 2;
   const auto hub = line(TurboTransform::nspanConst, 0.0), shroud = line(TurboTransform::nspanConst, 1.0);
   const auto middle = line(TurboTransform::nspanConst, nspan[std::size_t(jm)]);
@@ -80,18 +79,15 @@ TEST_F(IsoLines, resampledAndCutLinesKeepExactEndsAndTooFewPointsAreRejected) {
   for (const P3& p : piece) EXPECT_FLOAT_EQ(p[1], 2.0f);
   m_t.getConstantSpace(TurboTransform::nspanConst, 1.0, 5, 0.25, 0.75, sampled);
   ASSERT_EQ(sampled.size(), 5u);
-  EXPECT_EQ(sampled.front(), piece.front());
-  EXPECT_EQ(sampled.back(), piece.back());
+  EXPECT_EQ(std::make_pair(sampled.front(), sampled.back()), std::make_pair(piece.front(), piece.back()));
   EXPECT_NEAR(sampled[2][0], 1.0, kLineTol);
-  for (int n : {1, 0, -4}) {
-    const std::string message = "Number of points requested less than 2. Number requested = " + std::to_string(n);
-    for (const bool cut : {false, true}) {
-      qortest::expectError(qortest::captureError<qor::data::invalid>([&] {
-                             cut ? m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, 0.2, 0.8, c)
-                                 : m_t.getConstantSpace(TurboTransform::nmConst, 0.5, n, c);
-                           }),
-                           "TurboTransform", "getConstantSpaceSpan", message);
-    }
+  for (const bool cut : {false, true}) {
+    qortest::expectError(qortest::captureError<qor::data::invalid>([&] {
+                           cut ? m_t.getConstantSpace(TurboTransform::nmConst, 0.5, 1, 0.2, 0.8, c)
+                               : m_t.getConstantSpace(TurboTransform::nmConst, 0.5, 1, c);
+                         }),
+                         "TurboTransform", "getConstantSpaceSpan",
+                         "Number of points requested less than 2. Number requested = 1");
   }
 }
 

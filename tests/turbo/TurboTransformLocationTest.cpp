@@ -1,6 +1,6 @@
 // Point location in the background mesh: nearest node (quadtree and brute force), the cells around
-// it, the choice of the best cell with the local coordinates of the point, and the equivalence of
-// every result with and without QOR_NO_QUADTREE.
+// it, and the equivalence of every result with and without QOR_NO_QUADTREE. The best cell and its
+// local coordinates are checked bit for bit in TurboTransformRankingTest.cpp.
 
 #include "support/Passages.h"
 
@@ -9,20 +9,6 @@ namespace {
 using qor::TurboTransform;
 using qortest::Built;
 using qortest::P3;
-
-// Local coordinates of points exactly on a node or an edge come back snapped to 0 or 1; elsewhere
-// the solve converges to about 1e-7 of a cell, and single precision rounds s and t.
-constexpr float kLocalTol = 1e-5f;
-
-struct Quad {
-  int c[4];
-  float s, t;
-};
-
-Quad bestQuad(const TurboTransform& tr, const P3& p) {
-  Quad q{};
-  return tr.getBestQuad(p, q.c[0], q.c[1], q.c[2], q.c[3], q.s, q.t), q;
-}
 
 // A linear mesh on the annulus A in [0, 2], R in [1, 2]: a uniform rectangular grid.
 void buildAnnulus(Built& b, int size = 400) { qortest::build(b, qortest::annulus(), TurboTransform::linear, size); }
@@ -69,63 +55,6 @@ TEST(TurboTransformCellsAroundNode, cornersEdgesAndInteriorGiveOneTwoOrFourCells
     const int n = m.transform.findClosestElements(m.node(c.i, c.j), cells);
     ASSERT_EQ(n, static_cast<int>(c.cells.size()));
     for (int k = 0; k < n; ++k) EXPECT_EQ(std::make_pair(cells[k][0], cells[k][1]), c.cells[std::size_t(k)]);
-  }
-}
-
-TEST(TurboTransformBestQuad, nodesEdgesCornersAndPointsBeyondTheOutlet) {
-  Built m;
-  buildAnnulus(m);
-  // An interior node is corner 0 of the first candidate, corners in the order (i,j), (i+1,j),
-  // (i,j+1), (i+1,j+1).
-  Quad q = bestQuad(m.transform, m.node(3, 2));
-  EXPECT_EQ(std::vector<int>(q.c, q.c + 4),
-            (std::vector<int>{m.index(3, 2), m.index(4, 2), m.index(3, 3), m.index(4, 3)}));
-  EXPECT_EQ(q.s, 0.0f);
-  EXPECT_EQ(q.t, 0.0f);
-  // A quarter of the way from node (3, 2) to (4, 2): on the edge shared by cells (3, 2) and (3, 1),
-  // both with score 0; (3, 2) comes first in the candidate list.
-  const P3 a = m.node(3, 2), b = m.node(4, 2);
-  q = bestQuad(m.transform, P3(a[0] + 0.25f * (b[0] - a[0]), a[1], 0.0f));
-  EXPECT_EQ(q.c[0], m.index(3, 2));
-  EXPECT_EQ(q.t, 0.0f);
-  EXPECT_NEAR(q.s, 0.25f, kLocalTol);
-  // Outside next to the corner node (0, 0): cell (0, 0) with negative s and t.
-  q = bestQuad(m.transform, P3(-0.01f, 0.99f, 0.0f));
-  EXPECT_EQ(q.c[0], m.index(0, 0));
-  EXPECT_LT(q.s, 0.0f);
-  EXPECT_LT(q.t, 0.0f);
-  // A tenth of a cell beyond the outlet and a quarter of a cell above the j = 2 line.
-  const int I = m.ni - 1;
-  const P3 node = m.node(I, 2);
-  const float da = node[0] - m.node(I - 1, 2)[0];
-  q = bestQuad(m.transform, P3(node[0] + 0.1f * da, node[1] + 0.25f * (m.node(I, 3)[1] - node[1]), 0.0f));
-  EXPECT_EQ(q.c[0], m.index(I - 1, 2));
-  EXPECT_NEAR(q.s, 1.1f, kLocalTol);
-  EXPECT_NEAR(q.t, 0.25f, kLocalTol);
-}
-
-TEST(TurboTransformBestQuad, interiorPointsLieInTheirCellAndAreReproducedByIt) {
-  qortest::Bend geometry;
-  Built m;
-  qortest::build(m, qortest::bend(geometry), TurboTransform::linear, 600);
-  std::mt19937 rng(42);
-  std::uniform_real_distribution<double> th(0.01, qortest::kPi / 2 - 0.01), rho(1.01, 1.49);
-  for (int k = 0; k < 500; ++k) {
-    const auto x = geometry.at(th(rng), rho(rng));
-    const P3 p{float(x[0]), float(x[1]), 0.0f};
-    const Quad q = bestQuad(m.transform, p);
-    SCOPED_TRACE(testing::Message() << "seed 42, point " << k);
-    EXPECT_GE(q.s, 0.0f);
-    EXPECT_LE(q.s, 1.0f);
-    EXPECT_GE(q.t, 0.0f);
-    EXPECT_LE(q.t, 1.0f);
-    // The cells are about 0.03 wide: 1e-5 of a cell in (s, t) is below 1e-6 in position.
-    for (int c = 0; c < 2; ++c) {
-      const auto& n = m.nodes;
-      const float back = (1 - q.s) * (1 - q.t) * n[q.c[0]][c] + q.s * (1 - q.t) * n[q.c[1]][c] +
-                         (1 - q.s) * q.t * n[q.c[2]][c] + q.s * q.t * n[q.c[3]][c];
-      EXPECT_NEAR(back, p[c], 2e-6f);
-    }
   }
 }
 

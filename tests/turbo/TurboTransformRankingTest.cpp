@@ -1,15 +1,13 @@
-// The best mesh cell for a point, bit for bit against a plain reading of the ranking: every
-// candidate cell around the nearest node is solved (directly, then retried with the point pulled
-// onto a circle around the cell centre), ranked by its flags and its distance outside the cell, and
-// the best taken. Whatever shortcuts the library takes must give the same corners, s and t; the list
-// conversions, with a search of their own, must give the single-point values.
+// The best mesh cell for a point, bit for bit against a plain reading of the ranking: every candidate
+// cell around the nearest node is solved (directly, then retried with the point pulled onto a circle
+// around the cell centre), ranked by its flags and its distance outside the cell, and the best taken.
+// The list conversions, with a search of their own, must give the single-point values.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
 
-#include "qor/foundation/NumericalUtils.h"
 #include "support/Passages.h"
 
 namespace {
@@ -23,9 +21,15 @@ constexpr float kFloatMax = std::numeric_limits<float>::max();
 
 struct Quad {
   int c[4] = {0, 0, 0, 0};
-  float s = 0.0f;
-  float t = 0.0f;
+  float s = 0.0f, t = 0.0f;
 };
+
+// Cell (i, j) with its corners in the order (i, j), (i + 1, j), (i, j + 1), (i + 1, j + 1).
+Quad cellAt(const Built& m, int i, int j) {
+  Quad q;
+  for (int k = 0; k < 4; ++k) q.c[k] = m.index(i + k % 2, j + k / 2);
+  return q;
+}
 
 // What the reference met on the way, to show that the points reach every branch of the ranking.
 struct Paths {
@@ -65,11 +69,7 @@ struct Candidate {
 
 // One candidate cell: the direct solve, the retries when it does not stand, and the score.
 void solveCell(const Built& m, const P3& p, int i, int j, Candidate& out, Paths& paths) {
-  Quad& q = out.quad;
-  q.c[0] = m.index(i, j);
-  q.c[1] = m.index(i + 1, j);
-  q.c[2] = m.index(i, j + 1);
-  q.c[3] = m.index(i + 1, j + 1);
+  Quad& q = out.quad = cellAt(m, i, j);
   const P3 &a = m.nodes[std::size_t(q.c[0])], &b = m.nodes[std::size_t(q.c[1])],
            &c = m.nodes[std::size_t(q.c[2])], &d = m.nodes[std::size_t(q.c[3])];
   bool &flag1 = out.flag1, &flag2 = out.flag2, &flag3 = out.flag3;
@@ -80,15 +80,13 @@ void solveCell(const Built& m, const P3& p, int i, int j, Candidate& out, Paths&
     ++paths.direct;
   } else {
     const P3 centre = (a + b + c + d) * 0.25;
-    float sq[4];
-    int k = 0;
+    float largest = 0.0f, smallest = 0.0f;
+    bool first = true;
     for (const P3* corner : {&a, &b, &c, &d}) {
-      sq[k++] = squaredPlanar((*corner)[0] - centre[0], (*corner)[1] - centre[1]);
-    }
-    float largest = sq[0], smallest = sq[0];
-    for (k = 1; k < 4; ++k) {
-      if (sq[k] > largest) largest = sq[k];
-      if (sq[k] < smallest) smallest = sq[k];
+      const float sq = squaredPlanar((*corner)[0] - centre[0], (*corner)[1] - centre[1]);
+      if (first || sq > largest) largest = sq;
+      if (first || sq < smallest) smallest = sq;
+      first = false;
     }
     const float bigRadius = std::sqrt(largest);
     const P3 offset(p[0] - centre[0], p[1] - centre[1], 0.0f);
@@ -147,12 +145,7 @@ Quad referenceBestQuad(const Built& m, const P3& p, Paths& paths, bool laterWins
     if (bestSecond > 0) ++paths.laterChosen;
     return candidate[bestSecond].quad;
   }
-  Quad q;
-  q.c[0] = m.index(cells[0][0], cells[0][1]);
-  q.c[1] = m.index(cells[0][0] + 1, cells[0][1]);
-  q.c[2] = m.index(cells[0][0], cells[0][1] + 1);
-  q.c[3] = m.index(cells[0][0] + 1, cells[0][1] + 1);
-  return q;
+  return cellAt(m, cells[0][0], cells[0][1]);
 }
 
 std::uint32_t bits(float v) {

@@ -73,9 +73,7 @@ TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethodsAndBothS
   }
 }
 
-// Same derivation as for the analytic passages (the round trip is exact up to about ten float
-// roundings of the coordinates), with the coordinates' magnitude in place of the passage size:
-// machines given in millimetres or far from the origin carry larger absolute rounding.
+// As for the analytic passages, relative to the coordinates' magnitude (millimetres, offsets).
 constexpr double kRoundTripRelTol = 1e-5;
 
 double coordinateScale(const qortest::Passage& p) {
@@ -138,12 +136,9 @@ TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
 
 constexpr double kHubR = 0.25, kShroudR = 0.325, kInletZ = -0.15, kOutletZ = 0.20;
 
-// The node radii of the file deviate from the walls' by up to 1e-6 m (7 significant digits),
-// which is 1.3e-5 of the 0.075 m span; the conversion itself rounds to float (about 1e-7
-// relative). The normalised span of a node is therefore exact to 2e-5.
+// Node radii are written to 7 digits (1e-6 m = 1.3e-5 of the 0.075 m span), plus float rounding.
 constexpr double kSpanTol = 2e-5;
-// Axial positions are written to 16 digits; nm is linear in z on the annulus grid and bilinear
-// interpolation reproduces it up to float rounding: 1e-6 of the 0.35 m length, with margin 5e-6.
+// nm is linear in z on the annulus grid: float rounding, 1e-6 of the 0.35 m length, with margin.
 constexpr double kStreamTol = 5e-6;
 
 struct Node {
@@ -199,8 +194,7 @@ TEST_P(SolverMeshAnnulus, everyNodeConvertsToItsExactSpanAndStreamwisePosition) 
     const double a = n.z - kInletZ;
     worstSpan = std::max(worstSpan, std::fabs(values[0][k] - (n.r - kHubR) / (kShroudR - kHubR)));
     worstStream = std::max(worstStream, std::fabs(values[1][k] - a / (kOutletZ - kInletZ)));
-    // m' is a / (R_j + 5e-7) on the mesh's j lines and bilinear in between: the interpolation of
-    // 1/R errs by at most a dR^2 / (4 R^3); the shift adds a 5e-7 / R^2, rounding 1e-6.
+    // m' = a / (R_j + 5e-7) on the j lines: interpolation of 1/R errs by a dR^2 / (4 R^3).
     const double mprimeTol = a * dR * dR / (4 * std::pow(kHubR, 3)) + a * 5e-7 / (kHubR * kHubR) +
                              a * kSpanTol * (kShroudR - kHubR) / (kHubR * kHubR) + 1e-6;
     const double mprimeErr = std::fabs(values[2][k] - a / n.r);
