@@ -118,7 +118,7 @@ TEST(NumericalUtilsSearch, agreesWithClosedFormInverseInsideAndOutsideConvexCell
       const float us = local(rng), ut = local(rng);
       const float px = NumericalUtils::calculateValueInQuadFromST(us, ut, q.x[0], q.x[1], q.x[2], q.x[3]);
       const float py = NumericalUtils::calculateValueInQuadFromST(us, ut, q.y[0], q.y[1], q.y[2], q.y[3]);
-      double es, et;
+      double es = 0.0, et = 0.0;  // set by closedFormInverse
       ASSERT_TRUE(closedFormInverse(q, px, py, es, et));
       const Solve r = solve(q, px, py);
       ASSERT_FALSE(r.unusable);
