@@ -249,6 +249,8 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       const int b = static_cast<int>(std::min<std::size_t>(kBlock, m - r));
       if (order.large && !order.ordered) {
         // The list bounds of the points two blocks ahead, and the lists of the next block's.
+        // locateBlock requests its own block's again: leaving that out measured 2-3 % slower
+        // (the first blocks of a chunk, and lines evicted meanwhile), leaving this out 5 %.
         const turbo_detail::NodeGrid& grid = *mesh.grid;
         for (std::size_t k = r + 2 * kBlock; k < std::min(m, r + 3 * kBlock); ++k) {
           const int cell = grid.cellOf(point(k));
