@@ -2,6 +2,7 @@
 /// @file
 /// Umbrella header: the whole public API of libQORCoordTransform.
 
+#include "qor/Version.h"
 #include "qor/export.h"
 
 #include "qor/foundation/Error.h"

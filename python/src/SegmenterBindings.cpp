@@ -1,0 +1,237 @@
+// Python binding of `qor::TurboTransformSegmenter`.
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <string>
+#include <vector>
+
+#include "Arrays.h"
+#include "Bindings.h"
+#include "ListCalls.h"
+#include "qor/segmenter/TurboTransformSegmenter.h"
+
+namespace qorpy {
+
+namespace {
+
+using TT = qor::TurboTransform;
+using Seg = qor::TurboTransformSegmenter;
+
+const char* const kThreadsDoc =
+    "threads: 1 = the calling thread only, 0 = every hardware thread (the default), n = n threads.";
+
+// A forward or inverse segment conversion of a triplet (a tuple out) or a list (float32 (N, 3)).
+template <typename One, typename Many>
+py::object segmentCall(py::handle p, const char* name, int threads, One one, Many many) {
+  py::array a = numeric(p, name);
+  if (isTriplet(a, name)) return toTuple(one(triplet(a, name)));
+  F32 in = pointList(a, name);
+  const std::size_t n = rows(in);
+  F32 out = newF32({static_cast<py::ssize_t>(n), 3});
+  P* o = points(out);
+  const P* i = points(in);
+  threadCount(threads);
+  {
+    py::gil_scoped_release release;
+    many(i, n, o, threads);
+  }
+  return std::move(out);
+}
+
+}  // namespace
+
+void bindSegmenter(py::module_& m) {
+  py::class_<Seg> cls(m, "TurboTransformSegmenter", R"doc(
+Splits the passage of a finished TurboTransform into segments by internal boundaries (for example
+blade leading and trailing edges) and gives every segment its own coordinates (u, v, 0): u runs 0 on
+the segment's west boundary to 1 on its east boundary, measured in a space of the transform
+(spaceSeg); v is the normalised span, 0 at the hub and 1 at the shroud.
+
+With N internal boundaries there are N + 1 segments, 0 (from the inlet) to N (to the outlet). The
+segmenter keeps its transform alive; the transform must keep its background mesh.
+)doc");
+
+  py::enum_<Seg::segmentMethod>(cls, "segmentMethod", py::arithmetic(),
+                                "How boundary lines are sampled across the span.")
+      .value("mergedSpan", Seg::mergedSpan,
+             "boundary lines sampled at the union of the mesh's and the boundaries' span values")
+      .value("backgroundMeshSpan", Seg::backgroundMeshSpan,
+             "boundary lines sampled at the background mesh's span values")
+      .export_values();
+  py::enum_<Seg::spaceSeg>(cls, "spaceSeg", py::arithmetic(), "The space u is measured in.")
+      .value("m", Seg::m, "meridional length (length units)")
+      .value("nm", Seg::nm, "normalised meridional length")
+      .value("rnm", Seg::rnm, "averaged normalised meridional coordinate")
+      .value("mprime", Seg::mprime, "m' (dimensionless)")
+      .export_values();
+  py::implicitly_convertible<int, Seg::segmentMethod>();
+  py::implicitly_convertible<int, Seg::spaceSeg>();
+
+  cls.def(py::init<const TT*, Seg::segmentMethod>(), py::arg("transform"),
+          py::arg("method") = Seg::mergedSpan, py::keep_alive<1, 2>(),
+          "Attaches to a transform whose background mesh exists (kept alive by the segmenter).\n"
+          "Raises NullPointerError for None or a transform without a background mesh.")
+      .def("__copy__",
+           [](py::object self) {
+             const Seg& s = self.cast<const Seg&>();
+             py::object copy = py::cast(Seg(s));
+             py::object transform =
+                 py::cast(s.getTurboTransform(), py::return_value_policy::reference);
+             py::detail::keep_alive_impl(copy, transform);
+             return copy;
+           })
+      .def("__deepcopy__",
+           [](py::object self, py::dict) { return self.attr("__copy__")(); }, py::arg("memo"),
+           "A copy of the segmenter on the same transform (the transform is shared, not copied).")
+      .def("getTurboTransform", &Seg::getTurboTransform, py::return_value_policy::reference,
+           "The transform the segmenter is attached to.")
+      .def("setDebug", &Seg::setDebug, py::arg("on"),
+           "Debug mode: the set-up writes one file per step and boundary into the working directory.")
+      .def("setTurboTransform", &Seg::setTurboTransform, py::arg("transform"), py::arg("method"),
+           py::keep_alive<1, 2>(),
+           "Attaches another transform (boundaries must be set again afterwards).")
+      .def(
+          "setInternalBoundaries",
+          [](Seg& s, py::handle curves, py::object clean) {
+            std::vector<std::vector<P>> cs;
+            std::size_t k = 0;
+            for (py::handle c : py::iter(curves)) {
+              const std::string name = "curves[" + std::to_string(k++) + "]";
+              cs.push_back(toVector(pointList(c, name.c_str())));
+            }
+            std::vector<bool> cl;
+            if (py::isinstance<py::bool_>(clean)) {
+              cl.assign(cs.size(), clean.cast<bool>());
+            } else {
+              for (py::handle c : py::iter(clean)) cl.push_back(c.cast<bool>());
+            }
+            py::gil_scoped_release release;
+            s.setInternalBoundaries(cs, cl);
+          },
+          py::arg("curves"), py::arg("clean") = true,
+          R"doc(Installs N internal boundaries, each an (M, 3) list of (axial, radial, theta) running
+from hub to shroud (theta is set to 0; a curve short of or beyond the walls is extended or cut).
+clean: one bool per curve, or one for all: reorder the points and drop repeated ones.)doc")
+      .def(
+          "setInternalBoundaryWest",
+          [](Seg& s, int id, py::handle c, bool clean) {
+            s.setInternalBoundaryWest(id, toVector(pointList(c, "curve")), clean);
+          },
+          py::arg("segmentId"), py::arg("curve"), py::arg("clean") = true,
+          "Replaces the internal boundary on the west side of segment segmentId (1..N).")
+      .def(
+          "setInternalBoundaryEast",
+          [](Seg& s, int id, py::handle c, bool clean) {
+            s.setInternalBoundaryEast(id, toVector(pointList(c, "curve")), clean);
+          },
+          py::arg("segmentId"), py::arg("curve"), py::arg("clean") = true,
+          "Replaces the internal boundary on the east side of segment segmentId (0..N-1).")
+      .def("getLastSegmentID", &Seg::getLastSegmentID,
+           "Id of the last segment, N (-2 before boundaries are set).")
+      .def(
+          "getInternalBoundaryWest",
+          [](const Seg& s, int id) { return toArray(s.getInternalBoundaryWest(id)); },
+          py::arg("segmentId"), "West boundary line of a segment, float32 (M, 3), hub to shroud.")
+      .def(
+          "getInternalBoundaryEast",
+          [](const Seg& s, int id) { return toArray(s.getInternalBoundaryEast(id)); },
+          py::arg("segmentId"), "East boundary line of a segment, float32 (M, 3), hub to shroud.")
+      .def("getFirstSegmenInternalBoundaryWest",
+           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryWest()); })
+      .def("getFirstSegmenInternalBoundaryEast",
+           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryEast()); })
+      .def("getLastSegmenInternalBoundaryWest",
+           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryWest()); })
+      .def("getLastSegmenInternalBoundaryEast",
+           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryEast()); })
+      .def(
+          "getSegmentInternalBoundarySouth",
+          [](const Seg& s, int id) {
+            std::vector<P> out;
+            s.getSegmentInternalBoundarySouth(id, out);
+            return toArray(out);
+          },
+          py::arg("segmentId"), "The piece of the hub bounding a segment, float32 (M, 3), west to east.")
+      .def(
+          "getSegmentInternalBoundaryNorth",
+          [](const Seg& s, int id) {
+            std::vector<P> out;
+            s.getSegmentInternalBoundaryNorth(id, out);
+            return toArray(out);
+          },
+          py::arg("segmentId"), "The piece of the shroud bounding a segment, float32 (M, 3).");
+
+  const std::string forwardDoc =
+      std::string("(axial, radial, theta) to segment coordinates (u, v, 0) of segment `segment`, u in "
+                  "space k: a triplet gives a tuple, a list (N, 3) float32 (N, 3).\n") +
+      kThreadsDoc;
+  const std::string inverseDoc =
+      std::string("Segment coordinates (u, v, -) of segment `segment`, u in space k, to (axial, "
+                  "radial, theta): a triplet gives a tuple, a list (N, 3) float32 (N, 3); u and v are "
+                  "clamped to 0..1.\n") +
+      kThreadsDoc;
+  cls.def(
+         "convertARTtoSpaceNspan",
+         [](const Seg& s, int id, Seg::spaceSeg k, py::handle p, int threads) {
+           return segmentCall(
+               p, "p", threads,
+               [&](const P& q) {
+                 P uv;
+                 s.convertARTtoSpaceNspan(id, k, q, uv);
+                 return uv;
+               },
+               [&](const P* in, std::size_t n, P* out, int th) {
+                 segmentForwardList(s, id, k, in, n, out, th);
+               });
+         },
+         py::arg("segment"), py::arg("k"), py::arg("p"), py::arg("threads") = 0,
+         forwardDoc.c_str())
+      .def(
+          "convertSpaceNspanToART",
+          [](const Seg& s, int id, Seg::spaceSeg k, py::handle uv, int threads) {
+            return segmentCall(
+                uv, "uv", threads,
+                [&](const P& q) {
+                  P art;
+                  s.convertSpaceNspanToART(id, k, art, q);
+                  return art;
+                },
+                [&](const P* in, std::size_t n, P* out, int th) {
+                  segmentInverseList(s, id, k, in, n, out, th);
+                });
+          },
+          py::arg("segment"), py::arg("k"), py::arg("uv"), py::arg("threads") = 0,
+          inverseDoc.c_str())
+      .def(
+          "convertARTtoRnmNspan",
+          [](const Seg& s, int id, py::handle p, int threads) {
+            return py::cast(s).attr("convertARTtoSpaceNspan")(id, Seg::rnm, p, threads);
+          },
+          py::arg("segment"), py::arg("p"), py::arg("threads") = 0,
+          "convertARTtoSpaceNspan with k = rnm.")
+      .def(
+          "convertRnmNspanToART",
+          [](const Seg& s, int id, py::handle uv, int threads) {
+            return py::cast(s).attr("convertSpaceNspanToART")(id, Seg::rnm, uv, threads);
+          },
+          py::arg("segment"), py::arg("uv"), py::arg("threads") = 0,
+          "convertSpaceNspanToART with k = rnm.")
+      .def(
+          "getArcNdfromRnmNd",
+          [](const Seg& s, int id, float span, py::handle positions) {
+            F64 pos = values1d(positions, "positions");
+            const std::vector<double> p(pos.data(), pos.data() + pos.size());
+            std::vector<double> arc;
+            s.getArcNdfromRnmNd(id, span, p, arc);
+            F64 out = newF64({static_cast<py::ssize_t>(arc.size())});
+            std::copy(arc.begin(), arc.end(), out.mutable_data());
+            return out;
+          },
+          py::arg("segment"), py::arg("span"), py::arg("positions"),
+          "Normalised arc length (float64) along the line of normalised span `span` inside a segment\n"
+          "at normalised positions (0 west .. 1 east).");
+}
+
+}  // namespace qorpy

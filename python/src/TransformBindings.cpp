@@ -1,0 +1,505 @@
+// Python binding of `qor::TurboTransform`.
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Arrays.h"
+#include "Bindings.h"
+#include "ListCalls.h"
+#include "qor/turbo/TurboTransform.h"
+
+namespace qorpy {
+
+namespace {
+
+using TT = qor::TurboTransform;
+
+qor::TripletQORVector curve(py::handle obj, const char* name) {
+  return qor::TripletQORVector(toVector(pointList(obj, name)));
+}
+
+const char* const kThreadsDoc =
+    "threads: 1 = the calling thread only, 0 = every hardware thread (the default), n = n threads; "
+    "lists shorter than a few thousand points per thread stay on the calling thread. Results do "
+    "not depend on it.";
+
+std::vector<TT::space> spaceList(const py::handle& obj) {
+  if (py::isinstance<py::str>(obj)) {
+    throw py::type_error("spaces must be a list of TurboTransform.space values, got str");
+  }
+  std::vector<TT::space> out;
+  for (py::handle h : py::iter(obj)) {
+    const auto s = h.cast<TT::space>();
+    // The C++ multi-space form skips such a space and leaves its list as it was: from Python that
+    // would be a column of zeros, so it is refused.
+    if (static_cast<unsigned>(s) > static_cast<unsigned>(TT::mprimeScaled)) {
+      throw py::value_error("spaces holds " + std::to_string(static_cast<int>(s)) +
+                            ", which is not a TurboTransform.space");
+    }
+    out.push_back(s);
+  }
+  return out;
+}
+
+}  // namespace
+
+void bindTransform(py::module_& m) {
+  py::class_<TT> cls(m, "TurboTransform", R"doc(
+A coordinate system fitted to the meridional flow passage of a turbomachine.
+
+Set it up from four boundary curves (hub, shroud, inlet, outlet) and the machine axis with
+initializeFromART or initializeFromXYZ, build the background mesh with createBackgroundMesh, then
+convert points between Cartesian (x, y, z) or ART (axial, radial, theta in radians) coordinates and
+the normalised meridional coordinates ("spaces").
+
+Points: a triplet is any sequence of three numbers and gives a triplet (tuple) or a float; a list is
+an array of shape (N, 3), float32 or float64 in any memory order (converted once; a C-ordered
+float32 array is used without a copy) and gives a float32 array. Lengths are in the units of the
+curves; angles in radians; normalised spaces run 0..1 inside the passage.
+
+One transform must not be used from several Python threads at once (the inverse conversions keep a
+one-entry cache); copy.copy gives a cheap copy that shares the mesh search structures.
+)doc");
+
+  py::enum_<TT::space>(cls, "space", py::arithmetic(), "The coordinate fields of the mesh.")
+      .value("mprime", TT::mprime, "m': cumulative integral of dm / r from the inlet (dimensionless)")
+      .value("span", TT::span, "distance from the hub along the hub-to-shroud mesh line (length)")
+      .value("m", TT::m, "meridional length from the inlet (length)")
+      .value("nmprime", TT::nmprime, "m' normalised to 0 at the inlet and 1 at the outlet")
+      .value("nspan", TT::nspan, "normalised span, 0 at the hub and 1 at the shroud")
+      .value("nm", TT::nm, "m normalised to 0 at the inlet and 1 at the outlet")
+      .value("rnm", TT::rnm, "normalised meridional coordinate averaged over the hub-to-shroud line")
+      .value("mprimeScaled", TT::mprimeScaled, "m' with every streamwise line scaled to the hub's total")
+      .export_values();
+  py::enum_<TT::constSpace>(cls, "constSpace", py::arithmetic(), "Lines of constant space.")
+      .value("nspanConst", TT::nspanConst)
+      .value("nmConst", TT::nmConst)
+      .value("rnmConst", TT::rnmConst)
+      .export_values();
+  py::enum_<TT::BMmethod>(cls, "BMmethod", py::arithmetic(), "Background-mesh methods.")
+      .value("linear", TT::linear, "straight spanwise mesh lines")
+      .value("nonLinear", TT::nonLinear, "smoothed mesh (the usual choice)")
+      .export_values();
+  py::enum_<TT::BMsize>(cls, "BMsize", py::arithmetic(), "Named background-mesh sizes (nodes).")
+      .value("BMcoarse", TT::BMcoarse)
+      .value("BMmedium", TT::BMmedium)
+      .value("BMfine", TT::BMfine)
+      .value("BMveryFine", TT::BMveryFine)
+      .export_values();
+  // Plain numbers are accepted where an enumerator is, as in C++; the library checks the range.
+  py::implicitly_convertible<int, TT::space>();
+  py::implicitly_convertible<int, TT::constSpace>();
+  py::implicitly_convertible<int, TT::BMmethod>();
+
+  cls.def(py::init<>(), "An empty transform (axis through the origin along z).")
+      .def("__copy__", [](const TT& t) { return TT(t); })
+      .def("__deepcopy__", [](const TT& t, py::dict) { return TT(t); }, py::arg("memo"),
+           "A copy: curves, fields and settings copied; the immutable mesh search structures shared.");
+
+  // ---- set-up -------------------------------------------------------------------------------
+  cls.def(
+         "initializeFromART",
+         [](TT& t, py::handle hub, py::handle shroud, py::handle inlet, py::handle outlet,
+            py::handle axisPoint, py::handle axisDirection, int hubStart, int shroudStart,
+            int inletStart, int outletStart) {
+           const auto h = curve(hub, "hub"), s = curve(shroud, "shroud"), i = curve(inlet, "inlet"),
+                      o = curve(outlet, "outlet");
+           const P ap = triplet(axisPoint, "axisPoint"), ad = triplet(axisDirection, "axisDirection");
+           return t.initializeFromART(h, s, i, o, ap, ad, hubStart, shroudStart, inletStart,
+                                      outletStart);
+         },
+         py::arg("hub"), py::arg("shroud"), py::arg("inlet"), py::arg("outlet"),
+         py::arg("axisPoint"), py::arg("axisDirection"), py::arg("hubStart") = -1,
+         py::arg("shroudStart") = -1, py::arg("inletStart") = -1, py::arg("outletStart") = -1,
+         R"doc(Sets up the passage from (axial, radial, theta) curves, each an (M, 3) list.
+
+Hub and shroud run inlet to outlet, inlet and outlet hub to shroud. A start index < 0 means the
+curve's points are ordered; >= 0 means an unordered cloud whose curve starts at that point.
+axisPoint, axisDirection: the machine axis (a point and a direction, Cartesian). Returns 0.
+Raises InvalidDataError for a bad curve or axis, InternalError when hub and shroud coincide.)doc")
+      .def(
+          "initializeFromXYZ",
+          [](TT& t, py::handle hub, py::handle shroud, py::handle inlet, py::handle outlet,
+             py::handle axisPoint, py::handle axisDirection) {
+            const auto h = curve(hub, "hub"), s = curve(shroud, "shroud"),
+                       i = curve(inlet, "inlet"), o = curve(outlet, "outlet");
+            const P ap = triplet(axisPoint, "axisPoint"),
+                    ad = triplet(axisDirection, "axisDirection");
+            return t.initializeFromXYZ(h, s, i, o, ap, ad);
+          },
+          py::arg("hub"), py::arg("shroud"), py::arg("inlet"), py::arg("outlet"),
+          py::arg("axisPoint"), py::arg("axisDirection"),
+          R"doc(Sets up the passage from Cartesian (x, y, z) curves, each an (M, 3) list, taken to
+(axial, radial) about the axis. Directions and errors as initializeFromART. Returns 0.)doc")
+      .def("isGeometryInitialized", &TT::isGeometryInitialized,
+           "Whether a set-up has succeeded.")
+      .def(
+          "getAxis",
+          [](const TT& t) {
+            P point, direction;
+            t.getAxis(point, direction);
+            return py::make_tuple(toTuple(point), toTuple(direction));
+          },
+          "The axis as (point, unit direction), Cartesian.")
+      .def("setCurveOptimizedSize", &TT::setCurveOptimizedSize, py::arg("size"),
+           "Number of points each boundary curve is reduced to at set-up (default 300).")
+      .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize)
+      .def("setNumberOfLevelsforBM", &TT::setNumberOfLevelsforBM, py::arg("levels"),
+           "Smoothing levels of the nonLinear background mesh (default 3; lowered for small meshes).")
+      .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM)
+      .def("setBackgroundMeshSize", py::overload_cast<int>(&TT::setBackgroundMeshSize),
+           py::arg("size"), "Requested number of background-mesh nodes (default 2000).")
+      .def("getRequestedBackgroundMeshSize",
+           py::overload_cast<>(&TT::getBackgroundMeshSize, py::const_),
+           "The requested number of background-mesh nodes (C++: int getBackgroundMeshSize()).")
+      .def(
+          "getBackgroundMeshSize",
+          [](const TT& t) {
+            int ni = 0, nj = 0;
+            t.getBackgroundMeshSize(ni, nj);
+            return py::make_tuple(ni, nj);
+          },
+          "Point counts (ni, nj) of the background mesh: i inlet to outlet, j hub to shroud.\n"
+          "Raises NullPointerError before createBackgroundMesh.")
+      .def("stripstValue", &TT::stripstValue, py::arg("v"),
+           "How far v lies outside [0, 1] (0 inside and for NaN).")
+      .def("getAverageLengthInM", &TT::getAverageLengthInM,
+           "Mean meridional length of the passage over the outlet mesh row (length).");
+
+  // ---- background mesh ----------------------------------------------------------------------
+  cls.def(
+         "createBackgroundMesh",
+         [](TT& t, TT::BMmethod method, int size) {
+           py::gil_scoped_release release;
+           return t.createBackgroundMesh(method, size);
+         },
+         py::arg("method") = TT::nonLinear, py::arg("size") = static_cast<int>(TT::BMmedium),
+         R"doc(Builds the background mesh with about `size` nodes and computes the fields.
+
+method: TurboTransform.nonLinear (smoothed) or TurboTransform.linear. size: requested nodes, a
+number or one of BMcoarse (500), BMmedium (2000), BMfine (8000), BMveryFine (20000).
+Returns 0 for a good mesh, 1 for a folded one (kept and used either way).)doc")
+      .def(
+          "getBackgroundMesh",
+          [](const TT& t) {
+            std::vector<P> pts;
+            int ni = 0, nj = 0;
+            t.getBackgroundMesh(pts, ni, nj);
+            F32 out = toArray(pts);
+            return out.reshape({static_cast<py::ssize_t>(ni), static_cast<py::ssize_t>(nj),
+                                py::ssize_t(3)});
+          },
+          "The mesh nodes as a float32 array (ni, nj, 3) of (axial, radial, 0).");
+
+  // ---- point location -----------------------------------------------------------------------
+  cls.def(
+         "getClosestIndex",
+         [](const TT& t, py::handle p) { return t.getClosestIndex(triplet(p, "p")); },
+         py::arg("p"), "Global index of the mesh node nearest to the (axial, radial) of p.")
+      .def(
+          "getClosestIndexBruteForce",
+          [](const TT& t, py::handle p) { return t.getClosestIndexBruteForce(triplet(p, "p")); },
+          py::arg("p"), "getClosestIndex by a scan of every node (same answer).")
+      .def(
+          "findClosestElements",
+          [](const TT& t, py::handle p) {
+            int cells[4][2] = {};
+            const int n = t.findClosestElements(triplet(p, "p"), cells);
+            py::list out;
+            for (int k = 0; k < n && k < 4; ++k) out.append(py::make_tuple(cells[k][0], cells[k][1]));
+            return out;
+          },
+          py::arg("p"), "The (i, j) of the cells around the nearest node (lower-left corners).")
+      .def(
+          "getBestQuad",
+          [](const TT& t, py::handle p) {
+            int c0 = 0, c1 = 0, c2 = 0, c3 = 0;
+            float s = 0, tt = 0;
+            t.getBestQuad(triplet(p, "p"), c0, c1, c2, c3, s, tt);
+            return py::make_tuple(c0, c1, c2, c3, s, tt);
+          },
+          py::arg("p"),
+          "Cell holding p: (c0, c1, c2, c3, s, t), corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as\n"
+          "global node indices and local coordinates s along i, t along j (outside [0, 1] outside).");
+
+  // ---- forward conversions ------------------------------------------------------------------
+  auto forward = [](const TT& t, py::handle first, py::handle second, bool withDirections,
+                    int threads, bool xyz) -> py::object {
+    // One space (an enumerator or an integer) first: the single-space forms.
+    if (py::isinstance<TT::space>(first) ||
+        (!py::isinstance<py::array>(first) && PyIndex_Check(first.ptr()))) {
+      const auto s = first.cast<TT::space>();
+      py::array a = numeric(second, "p");
+      if (isTriplet(a, "p")) {
+        const P p = triplet(a, "p");
+        return py::float_(xyz ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p));
+      }
+      F32 in = pointList(a, "p");
+      const std::size_t n = rows(in);
+      F32 values = newF32({static_cast<py::ssize_t>(n)});
+      const TT::space spaces[1] = {s};
+      float* out = values.mutable_data();
+      {
+        py::gil_scoped_release release;
+        forwardList(t, points(in), n, xyz, spaces, 1, out, nullptr, nullptr, nullptr,
+                    threadCount(threads), true);
+      }
+      return std::move(values);
+    }
+    F32 in = pointList(first, "points");
+    const std::vector<TT::space> spaces = spaceList(second);
+    const std::size_t n = rows(in);
+    F32 values = newF32({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(spaces.size())});
+    F32 streamwise = newF32({withDirections ? static_cast<py::ssize_t>(n) : 0, 3});
+    F32 spanwise = newF32({withDirections ? static_cast<py::ssize_t>(n) : 0, 3});
+    float* out = values.mutable_data();
+    P* sw = withDirections ? points(streamwise) : nullptr;
+    P* sp = withDirections ? points(spanwise) : nullptr;
+    {
+      py::gil_scoped_release release;
+      forwardList(t, points(in), n, xyz, spaces.data(), spaces.size(), out, sw, sp, nullptr,
+                  threadCount(threads), false);
+    }
+    if (withDirections) return py::make_tuple(values, streamwise, spanwise);
+    return std::move(values);
+  };
+  const std::string forwardDoc = std::string(R"doc(
+convert{FRAME}toSpace(space, p, threads=0) -> float or float32 (N,)
+convert{FRAME}toSpace(points, spaces, withDirections=False, threads=0)
+    -> float32 (N, len(spaces)), or (values, streamwise (N, 3), spanwise (N, 3))
+
+Values of spaces at points given in {FRAMEDOC}. The first form converts one point (a triplet, giving
+a float) or a list (N, 3) (giving float32 (N,)); the second converts a list into several spaces at
+once, one row per point and one column per space, locating each point once; withDirections adds the
+unit streamwise (increasing nm) and spanwise (towards the shroud) directions of the mesh cell in the
+(axial, radial) plane. Points outside the passage are extrapolated from the nearest cell.
+Raises NullPointerError before createBackgroundMesh, InternalError for a space out of range.
+)doc") + kThreadsDoc;
+  auto docFor = [&](const char* frame, const char* frameDoc) {
+    std::string d = forwardDoc;
+    for (std::string::size_type k; (k = d.find("{FRAME}")) != std::string::npos;) d.replace(k, 7, frame);
+    for (std::string::size_type k; (k = d.find("{FRAMEDOC}")) != std::string::npos;) d.replace(k, 10, frameDoc);
+    return d;
+  };
+  cls.def(
+         "convertARTtoSpace",
+         [forward](const TT& t, py::handle a, py::handle b, bool withDirections, int threads) {
+           return forward(t, a, b, withDirections, threads, false);
+         },
+         py::arg("a"), py::arg("b"), py::arg("withDirections") = false, py::arg("threads") = 0,
+         docFor("ART", "(axial, radial, theta in radians); theta does not change the value").c_str())
+      .def(
+          "convertXYZtoSpace",
+          [forward](const TT& t, py::handle a, py::handle b, bool withDirections, int threads) {
+            return forward(t, a, b, withDirections, threads, true);
+          },
+          py::arg("a"), py::arg("b"), py::arg("withDirections") = false, py::arg("threads") = 0,
+          docFor("XYZ", "Cartesian (x, y, z), taken to (axial, radial) about the axis").c_str());
+
+  cls.def(
+      "convertARTtoSpaceTNs",
+      [](const TT& t, TT::space s, py::handle p, int threads) -> py::object {
+        py::array a = numeric(p, "p");
+        if (isTriplet(a, "p")) {
+          P out;
+          t.convertARTtoSpaceTNs(s, triplet(a, "p"), out);
+          return toTuple(out);
+        }
+        F32 in = pointList(a, "p");
+        const std::size_t n = rows(in);
+        F32 out = newF32({static_cast<py::ssize_t>(n), 3});
+        P* o = points(out);
+        {
+          py::gil_scoped_release release;
+          forwardTNsList(t, s, points(in), n, o, threadCount(threads));
+        }
+        return std::move(out);
+      },
+      py::arg("space"), py::arg("p"), py::arg("threads") = 0,
+      (std::string(R"doc(
+(axial, radial, theta) to (value of `space`, theta unchanged, nspan): a triplet gives a tuple, a
+list (N, 3) gives float32 (N, 3). space: mprime, m, nmprime, nm, mprimeScaled or rnm (span and nspan
+raise InternalError).
+)doc") + kThreadsDoc).c_str());
+
+  // ---- inverse conversions ------------------------------------------------------------------
+  cls.def(
+         "convertSpaceTNsToART",
+         [](const TT& t, TT::space s, py::handle p, int threads) -> py::object {
+           py::array a = numeric(p, "p");
+           if (isTriplet(a, "p")) {
+             P out;
+             t.convertSpaceTNsToART(s, triplet(a, "p"), out);
+             return toTuple(out);
+           }
+           F32 in = pointList(a, "p");
+           const std::size_t n = rows(in);
+           F32 out = newF32({static_cast<py::ssize_t>(n), 3});
+           P* o = points(out);
+           {
+             py::gil_scoped_release release;
+             inverseList(t, s, points(in), n, o, threadCount(threads));
+           }
+           return std::move(out);
+         },
+         py::arg("space"), py::arg("p"), py::arg("threads") = 0,
+         (std::string(R"doc(
+(value of `space`, theta, nspan) to (axial, radial, theta): a triplet gives a tuple, a list (N, 3)
+gives float32 (N, 3). Values outside the passage are clamped to it. space: mprime, m, nmprime, nm,
+mprimeScaled or rnm. Raises NullPointerError before createBackgroundMesh.
+)doc") + kThreadsDoc).c_str())
+      .def(
+          "convertSpaceTNsToARTspanEQ0or1",
+          [](const TT& t, TT::space s, py::handle p, bool onHub) {
+            PD out;
+            t.convertSpaceTNsToARTspanEQ0or1(s, tripletD(p, "p"), out, onHub);
+            return toTuple(out);
+          },
+          py::arg("space"), py::arg("p"), py::arg("onHub"),
+          "(value, theta, -) to (axial, radial, theta) on the hub (onHub) or the shroud, in double\n"
+          "precision; the span of p is not used.")
+      .def(
+          "convertOnConstantSpanSpaceTNsToART",
+          [](const TT& t, TT::space s, double spanValue, py::handle p) {
+            F64 in = pointListD(p, "points");
+            const PD* first = reinterpret_cast<const PD*>(in.data());
+            const std::vector<PD> pts(first, first + rows(in));
+            std::vector<PD> out;
+            {
+              py::gil_scoped_release release;
+              t.convertOnConstantSpanSpaceTNsToART(s, spanValue, pts, out);
+            }
+            return toArray(out);
+          },
+          py::arg("space"), py::arg("spanValue"), py::arg("points"),
+          "Many points at one normalised span: rows (value, theta, unused) to float64 (N, 3) of\n"
+          "(axial, radial, theta). The library works in double here, so the result is float64.")
+      .def(
+          "interpolateOnDouble",
+          [](const TT& t, py::handle values, double x) {
+            F64 v = values1d(values, "values");
+            const std::vector<double> vs(v.data(), v.data() + v.size());
+            int lo = 0, hi = 0;
+            double w = 0;
+            t.interpolateOnDouble(vs, x, lo, hi, w);
+            return py::make_tuple(lo, hi, w);
+          },
+          py::arg("values"), py::arg("x"),
+          "Bracket of x in ascending values: (lo, hi, w) with values[lo] + w (values[hi] - values[lo])\n"
+          "= x, clamped.")
+      .def(
+          "getNSpanValues",
+          [](const TT& t) {
+            std::vector<double> v;
+            t.getNSpanValues(v);
+            F64 out = newF64({static_cast<py::ssize_t>(v.size())});
+            std::copy(v.begin(), v.end(), out.mutable_data());
+            return out;
+          },
+          "Normalised span of each hub-to-shroud mesh line (float64, 0 .. 1).");
+
+  // ---- lines of constant space ------------------------------------------------------------------
+  cls.def(
+      "getConstantSpace",
+      [](const TT& t, TT::constSpace c, double value, py::object n, py::object range,
+         py::object extension) {
+        qor::QORVector<P> pts;
+        if (!extension.is_none()) {
+          if (!n.is_none() || !range.is_none()) {
+            throw py::value_error("extension cannot be combined with n or range");
+          }
+          t.getConstantSpace(c, value, pts, extension.cast<double>());
+        } else if (!range.is_none()) {
+          const auto r = range.cast<std::pair<double, double>>();
+          if (n.is_none()) {
+            t.getConstantSpace(c, value, r.first, r.second, pts);
+          } else {
+            t.getConstantSpace(c, value, n.cast<int>(), r.first, r.second, pts);
+          }
+        } else if (!n.is_none()) {
+          t.getConstantSpace(c, value, n.cast<int>(), pts);
+        } else {
+          t.getConstantSpace(c, value, pts);
+        }
+        return toArray(pts);
+      },
+      py::arg("constSpace"), py::arg("value"), py::arg("n") = py::none(),
+      py::arg("range") = py::none(), py::arg("extension") = py::none(),
+      R"doc(The line of constant space as float32 (M, 3) of (axial, radial, 0).
+
+constSpace: nspanConst (hub to shroud = 0 .. 1; the line runs inlet to outlet), nmConst or rnmConst
+(the line runs hub to shroud). n: resample to n points; range=(from, to): the piece between those
+parameters (0 .. 1 along the line); extension: extend both ends by that fraction (not combined with
+n or range).)doc");
+
+  // ---- unit vectors and files ---------------------------------------------------------------
+  auto unitVectors = [](const TT& t, py::handle p, bool xyz) {
+    F32 in = pointList(p, "points");
+    const qor::TripletQORVector pts(toVector(in));
+    qor::QORVector<P> sw, sp;
+    {
+      py::gil_scoped_release release;
+      if (xyz) {
+        t.getUnitVectorsFromXYZ(pts, sw, sp);
+      } else {
+        t.getUnitVectorsFromART(pts, sw, sp);
+      }
+    }
+    return py::make_tuple(toArray(sw), toArray(sp));
+  };
+  cls.def(
+         "getUnitVectorsFromART",
+         [unitVectors](const TT& t, py::handle p) { return unitVectors(t, p, false); },
+         py::arg("points"),
+         "Unit streamwise and spanwise directions at (axial, radial, theta) points: two float32\n"
+         "(N, 3) arrays in the (axial, radial) plane.")
+      .def(
+          "getUnitVectorsFromXYZ",
+          [unitVectors](const TT& t, py::handle p) { return unitVectors(t, p, true); },
+          py::arg("points"), "As getUnitVectorsFromART for Cartesian points.")
+      .def(
+          "writeVectortoFile",
+          [](const TT& t, const std::string& name, py::handle p, bool withCount) {
+            const qor::TripletQORVector pts(toVector(pointList(p, "points")));
+            t.writeVectortoFile(name, pts, withCount);
+          },
+          py::arg("name"), py::arg("points"), py::arg("withCount"),
+          "Writes points to the library's point-list file `name` (with the count line when asked).")
+      .def(
+          "getVectorFromFile",
+          [](const TT& t, const std::string& name) {
+            qor::QORVector<P> pts;
+            t.getVectorFromFile(name, pts);
+            return toArray(pts);
+          },
+          py::arg("name"), "Reads a point-list file as float32 (N, 3).")
+      .def("exportInput", &TT::exportInput,
+           "Writes the cleaned boundary curves into the working directory (debug files).")
+      .def(
+          "initializeDebugXYZ",
+          [](TT& t, const std::string& h, const std::string& s, const std::string& i,
+             const std::string& o, py::handle ap, py::handle ad) {
+            t.initializeDebugXYZ(h, s, i, o, triplet(ap, "axisPoint"), triplet(ad, "axisDirection"));
+          },
+          py::arg("hubFile"), py::arg("shroudFile"), py::arg("inletFile"), py::arg("outletFile"),
+          py::arg("axisPoint"), py::arg("axisDirection"),
+          "initializeFromXYZ from four point-list files.")
+      .def(
+          "initializeDebugART",
+          [](TT& t, const std::string& h, const std::string& s, const std::string& i,
+             const std::string& o, py::handle ap, py::handle ad) {
+            t.initializeDebugART(h, s, i, o, triplet(ap, "axisPoint"), triplet(ad, "axisDirection"));
+          },
+          py::arg("hubFile"), py::arg("shroudFile"), py::arg("inletFile"), py::arg("outletFile"),
+          py::arg("axisPoint"), py::arg("axisDirection"),
+          "initializeFromART from four point-list files.")
+      .def("exportFinalMeshToPostSurface", &TT::exportFinalMeshToPostSurface, py::arg("name"),
+           "Writes the mesh with its fields as the library's surface file `name`.");
+}
+
+}  // namespace qorpy
