@@ -1,0 +1,134 @@
+"""Shared fixtures of the Python tests: analytic passages, the real machines under QOR_DATA_DIR and
+the C++ reference program (QOR_PYTHON_REFERENCE) that runs the library's own list operations."""
+
+import os
+import subprocess
+from dataclasses import dataclass, field
+
+import numpy as np
+import pytest
+
+import qor
+
+T = qor.TurboTransform
+
+
+@dataclass
+class Passage:
+    name: str
+    hub: np.ndarray
+    shroud: np.ndarray
+    inlet: np.ndarray
+    outlet: np.ndarray
+    axisPoint: tuple = (0.0, 0.0, 0.0)
+    axisDirection: tuple = (0.0, 0.0, 1.0)
+    boundaries: list = field(default_factory=list)
+
+    def curves(self):
+        return self.hub, self.shroud, self.inlet, self.outlet
+
+    def build(self, method=T.nonLinear, size=2000):
+        t = T()
+        t.initializeFromART(*self.curves(), self.axisPoint, self.axisDirection)
+        t.createBackgroundMesh(method, size)
+        return t
+
+    def samples(self, n, seed=1, margin=0.1):
+        """n points scattered over the bounding box of the passage widened by `margin` of its size
+        (some outside), with theta in [-1, 1]."""
+        pts = np.concatenate(self.curves())[:, :2]
+        lo, hi = pts.min(axis=0), pts.max(axis=0)
+        pad = margin * (hi - lo).max()
+        rng = np.random.default_rng(seed)
+        ar = rng.uniform(lo - pad, hi + pad, (n, 2))
+        return np.c_[ar, rng.uniform(-1, 1, n)].astype(np.float32)
+
+
+def line(a0, r0, a1, r1, n):
+    f = np.linspace(0.0, 1.0, n)
+    return np.c_[a0 + f * (a1 - a0), r0 + f * (r1 - r0), np.zeros(n)].astype(np.float32)
+
+
+def annulus(length=2.0, r1=1.0, r2=2.0):
+    """Annular duct: nm = axial / length and nspan = (radius - r1) / (r2 - r1) exactly."""
+    return Passage("annulus", line(0, r1, length, r1, 41), line(0, r2, length, r2, 41),
+                   line(0, r1, 0, r2, 11), line(length, r1, length, r2, 11),
+                   boundaries=[line(0.7, r1, 0.8, r2, 5), line(1.4, r1, 1.3, r2, 7)])
+
+
+def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0):
+    """90-degree bend from axial to radial, the meridional passage of a centrifugal impeller."""
+    th = np.linspace(0.0, np.pi / 2, 121)
+    arc = lambda rho: np.c_[rho * np.sin(th), rc - rho * np.cos(th), 0 * th].astype(np.float32)
+    at = lambda t, rho: (rho * np.sin(t), rc - rho * np.cos(t))
+    return Passage("bend", arc(rhoHub), arc(rhoShroud),
+                   line(*at(0, rhoHub), *at(0, rhoShroud), 11),
+                   line(*at(np.pi / 2, rhoHub), *at(np.pi / 2, rhoShroud), 11),
+                   boundaries=[line(*at(0.6, rhoHub), *at(0.5, rhoShroud), 9)])
+
+
+def dataDir():
+    return os.environ.get("QOR_DATA_DIR", "")
+
+
+MACHINES = ["nasa-rotor37", "centrifugal-compressor-highspeed", "radial-inflow-turbine-huntsman",
+            "four-stage-axial-turbine", "two-stage-lp-steam-turbine"]
+
+
+def machine(name):
+    """A real machine in ART form: (axial, radius) CSV files, axis along x; skipped without data."""
+    folder = os.path.join(dataDir(), name)
+    if not dataDir() or not os.path.isdir(folder):
+        pytest.skip("QOR_DATA_DIR does not hold " + name)
+
+    def read(curve):
+        a = np.loadtxt(os.path.join(folder, curve + ".csv"), delimiter=",", skiprows=1,
+                       dtype=np.float32)
+        return np.c_[a, np.zeros(len(a), np.float32)]
+
+    boundaries = []
+    edges = os.path.join(folder, "internal_boundaries.csv")
+    if os.path.exists(edges):
+        names = np.loadtxt(edges, delimiter=",", skiprows=1, usecols=0, dtype=str)
+        ar = np.loadtxt(edges, delimiter=",", skiprows=1, usecols=(2, 3), dtype=np.float32)
+        for b in dict.fromkeys(names):
+            rows = ar[names == b]
+            boundaries.append(np.c_[rows, np.zeros(len(rows), np.float32)])
+    return Passage(name, read("hub"), read("shroud"), read("inlet"), read("outlet"),
+                   axisDirection=(1.0, 0.0, 0.0), boundaries=boundaries)
+
+
+def runReference(tmp_path, passage, points, frame="art", method=1, size=2000, uv=None):
+    """Runs the C++ reference program on the same input; returns a reader of its results."""
+    exe = os.environ.get("QOR_PYTHON_REFERENCE")
+    if not exe:
+        pytest.fail("QOR_PYTHON_REFERENCE is not set (run the Python tests through ctest)")
+    for name, a in zip(("hub", "shroud", "inlet", "outlet"), passage.curves()):
+        np.ascontiguousarray(a, np.float32).tofile(tmp_path / (name + ".f32"))
+    np.ascontiguousarray(points, np.float32).tofile(tmp_path / "points.f32")
+    for k, b in enumerate(passage.boundaries):
+        np.ascontiguousarray(b, np.float32).tofile(tmp_path / f"boundary{k}.f32")
+    if uv is not None:
+        np.ascontiguousarray(uv, np.float32).tofile(tmp_path / "uv.f32")
+    axis = " ".join(str(v) for v in (*passage.axisPoint, *passage.axisDirection))
+    (tmp_path / "setup.txt").write_text(
+        f"frame {frame}\nmethod {int(method)}\nsize {size}\naxis {axis}\n"
+        f"boundaries {len(passage.boundaries) if uv is not None else 0}\n")
+    run = subprocess.run([exe, str(tmp_path)], capture_output=True, text=True, timeout=300)
+    assert run.returncode == 0, run.stderr
+
+    def result(name, width=3, dtype=np.float32):
+        a = np.fromfile(tmp_path / name, dtype=dtype)
+        return a.reshape(-1, width) if width > 1 else a
+
+    return result
+
+
+def assertBitwise(actual, expected):
+    """Equal bit for bit (NaN included), same shape and dtype."""
+    actual, expected = np.ascontiguousarray(actual), np.ascontiguousarray(expected)
+    assert actual.shape == expected.shape and actual.dtype == expected.dtype
+    bits = f"u{actual.itemsize}"
+    differ = np.flatnonzero(actual.view(bits).ravel() != expected.view(bits).ravel())
+    assert differ.size == 0, (f"{differ.size} values differ, first at {differ[:5]}: "
+                              f"{actual.ravel()[differ[:5]]} vs {expected.ravel()[differ[:5]]}")
