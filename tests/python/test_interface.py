@@ -1,0 +1,126 @@
+"""The package's own behaviour: exceptions, argument shapes, copies, object lifetimes and the GIL."""
+
+import copy
+import gc
+import threading
+import time
+
+import numpy as np
+import pytest
+
+import qor
+from conftest import T, annulus, bend
+
+S = qor.TurboTransformSegmenter
+
+
+@pytest.fixture(scope="module")
+def duct():
+    return annulus().build(T.nonLinear, 2000)
+
+
+def test_library_failures_raise_the_class_of_their_branch(duct):
+    assert issubclass(qor.InvalidDataError, qor.DataError) and issubclass(qor.DataError, qor.Error)
+    assert issubclass(qor.NullPointerError, qor.InternalError)
+    assert issubclass(qor.InternalError, qor.Error) and issubclass(qor.Error, Exception)
+    with pytest.raises(qor.NullPointerError) as e:
+        T().convertARTtoSpace(T.nm, (1, 1.5, 0))
+    assert (str(e.value), e.value.className, e.value.functionName, e.value.errorType) == (
+        "Null pointer to m_topo.", "TurboTransform", "convertARTtoSpace", 4)
+    with pytest.raises(qor.InternalError, match=r"Space \(9\) not allowed"):
+        duct.convertARTtoSpace(9, (1, 1.5, 0))
+    with pytest.raises(qor.InternalError):  # the TNs form refuses nspan
+        duct.convertARTtoSpaceTNs(T.nspan, np.zeros((5, 3)))
+    p = annulus()
+    nan = p.hub.copy()
+    nan[3, 0] = np.nan
+    with pytest.raises(qor.InvalidDataError):
+        T().initializeFromART(nan, p.shroud, p.inlet, p.outlet, (0, 0, 0), (0, 0, 1))
+    with pytest.raises(qor.InternalError, match="same"):
+        T().initializeFromART(p.hub, p.hub, p.inlet, p.outlet, (0, 0, 0), (0, 0, 1))
+    with pytest.raises(qor.NullPointerError):
+        S(None, S.mergedSpan)
+    with pytest.raises(qor.NullPointerError):
+        T().getBackgroundMeshSize()
+
+
+@pytest.mark.parametrize("bad, error, text", [
+    (np.zeros((4, 4)), ValueError, r"p must be .* shape \(N, 3\), got an array of shape \(4, 4\)"),
+    (np.zeros((2, 3, 3)), ValueError, r"shape \(2, 3, 3\)"),
+    (np.zeros(4), ValueError, r"shape \(4,\)"),
+    ("abc", TypeError, "p must hold numbers"),
+    (np.array([1 + 2j, 0, 0]), TypeError, "complex"),
+    (None, TypeError, "p must"),
+])
+def test_wrongly_shaped_points_are_refused_naming_the_argument(duct, bad, error, text):
+    with pytest.raises(error, match=text):
+        duct.convertARTtoSpace(T.nm, bad)
+
+
+def test_every_layout_of_a_list_converts_like_float32(duct):
+    pts = annulus().samples(1000)
+    ref = duct.convertARTtoSpace(pts, [T.nm, T.nspan])
+    assert ref.dtype == np.float32 and ref.shape == (1000, 2)
+    wide = np.zeros((1000, 6))
+    wide[:, ::2] = pts
+    for layout in (pts.astype(np.float64), np.asfortranarray(pts), wide[:, ::2], pts.tolist()):
+        np.testing.assert_array_equal(duct.convertARTtoSpace(layout, [T.nm, T.nspan]), ref)
+    assert duct.convertARTtoSpace(np.zeros((0, 3)), [T.nm]).shape == (0, 1)
+    # spaces are class attributes with the library's numbers, and plain numbers are accepted
+    assert (int(T.nspan), int(T.nm), int(T.BMfine), int(S.rnm)) == (4, 5, 8000, 2)
+    np.testing.assert_array_equal(duct.convertARTtoSpace(pts, [5, 4]), ref)
+    with pytest.raises(ValueError, match="spaces holds 9"):
+        duct.convertARTtoSpace(pts, [T.nm, 9])
+    # exact values of the duct: nm = axial / 2, nspan = radius - 1
+    assert duct.convertARTtoSpace(T.nm, [1, 1.5, 0.3]) == pytest.approx(0.5, abs=1e-5)
+    assert duct.convertARTtoSpaceTNs(T.nm, (1, 1.5, 0.3)) == pytest.approx((0.5, 0.3, 0.5), abs=1e-5)
+
+
+def test_a_copy_is_independent_of_its_source():
+    t = bend().build(T.nonLinear, 2000)
+    pts = bend().samples(500)
+    before = t.convertARTtoSpace(pts, list(range(8)))
+    for c in (copy.copy(t), copy.deepcopy(t)):
+        np.testing.assert_array_equal(c.convertARTtoSpace(pts, list(range(8))), before)
+        c.createBackgroundMesh(T.linear, 500)
+        assert c.getBackgroundMeshSize() != t.getBackgroundMeshSize()
+    np.testing.assert_array_equal(t.convertARTtoSpace(pts, list(range(8))), before)
+
+
+def test_a_segmenter_keeps_its_transform_alive():
+    p = annulus()
+    seg = S(p.build(), S.mergedSpan)
+    seg.setInternalBoundaries(p.boundaries, [True, True])
+    gc.collect()  # the last Python reference to the transform is gone
+    u = seg.convertARTtoSpaceNspan(1, S.nm, (1.05, 1.5, 0))
+    assert u == pytest.approx((0.5, 0.5, 0.0), abs=1e-3)
+    twin = copy.copy(seg)
+    del seg
+    gc.collect()
+    assert twin.convertARTtoSpaceNspan(1, S.nm, (1.05, 1.5, 0)) == u
+    assert isinstance(twin.getTurboTransform(), T)
+    back = twin.convertSpaceNspanToART(1, S.nm, np.array([u], np.float32))
+    assert back[0, :2] == pytest.approx((1.05, 1.5), abs=2e-3)
+
+
+def test_list_conversions_release_the_gil():
+    """While one thread converts a long list, another keeps running Python code."""
+    t = bend().build(T.nonLinear, 2000)
+    pts = np.tile(bend().samples(50000), (4, 1))
+
+    def spin(stop, before=lambda: None):
+        ticks, start = 0, time.perf_counter()
+        before()
+        while not stop():
+            ticks += 1
+        return ticks / (time.perf_counter() - start)
+
+    alone = spin(lambda s=time.perf_counter() + 0.2: time.perf_counter() > s)
+    done = threading.Event()
+    worker = threading.Thread(
+        target=lambda: (t.convertARTtoSpace(pts, [T.nm, T.nspan, T.rnm], threads=1), done.set()))
+    during = spin(done.is_set, worker.start)
+    worker.join()
+    # Holding the GIL for the call would leave this thread a few switch intervals of a call that
+    # takes over a second in a debug build: a rate near 0 instead of near its own.
+    assert during > 0.25 * alone, (during, alone)
