@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <random>
@@ -170,6 +171,51 @@ void ConversionShortLists(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kLength));
 }
 
+// The array form of three spaces with the statuses, on `threads` threads (real time: the work is
+// spread over threads). Arguments: mesh nodes, sorted (1) or random (0), threads.
+void ConversionArrayThreads(benchmark::State& state) {
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const std::vector<P3>& pts = queryPoints(state.range(1) != 0).points();
+  const TurboTransform::space spaces[] = {TurboTransform::nm, TurboTransform::nspan,
+                                          TurboTransform::mprime};
+  TurboTransform::ListOptions options;
+  options.threads = static_cast<int>(state.range(2));
+  std::vector<float> values(pts.size() * 3);
+  std::vector<std::int8_t> status(pts.size());
+  for (auto _ : state) {
+    t.convertARTtoSpace(pts.data(), pts.size(), spaces, 3, values.data(), nullptr, nullptr,
+                        status.data(), options);
+    benchmark::DoNotOptimize(values.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(pts.size()));
+}
+
+// The same from Cartesian points (the random list turned about the axis at random angles).
+void ConversionArrayXYZThreads(benchmark::State& state) {
+  static std::vector<P3> xyz;
+  if (xyz.empty()) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> phi(0.0, 2 * kPi);
+    for (const P3& p : queryPoints(false).points()) {
+      const double angle = phi(rng);
+      xyz.emplace_back(static_cast<float>(p[1] * std::cos(angle)),
+                       static_cast<float>(p[1] * std::sin(angle)), p[0]);
+    }
+  }
+  const TurboTransform& t = bendTransform(static_cast<int>(state.range(0)));
+  const TurboTransform::space spaces[] = {TurboTransform::nm, TurboTransform::nspan,
+                                          TurboTransform::mprime};
+  TurboTransform::ListOptions options;
+  options.threads = static_cast<int>(state.range(1));
+  std::vector<float> values(xyz.size() * 3);
+  for (auto _ : state) {
+    t.convertXYZtoSpace(xyz.data(), xyz.size(), spaces, 3, values.data(), nullptr, nullptr,
+                        nullptr, options);
+    benchmark::DoNotOptimize(values.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(xyz.size()));
+}
+
 void meshesAndOrders(benchmark::internal::Benchmark* b) {
   b->ArgNames({"nodes", "sorted"});
   for (int nodes : {2000, 200000}) {
@@ -180,6 +226,16 @@ void meshesAndOrders(benchmark::internal::Benchmark* b) {
 
 BENCHMARK(ConversionOneSpace)->Apply(meshesAndOrders);
 BENCHMARK(ConversionThreeSpaces)->Apply(meshesAndOrders);
+BENCHMARK(ConversionArrayThreads)
+    ->ArgNames({"nodes", "sorted", "threads"})
+    ->ArgsProduct({{2000, 200000}, {0, 1}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ConversionArrayXYZThreads)
+    ->ArgNames({"nodes", "threads"})
+    ->ArgsProduct({{2000, 200000}, {1, 2}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(ConversionBoundingBox)->ArgName("nodes")->Arg(2000)->Arg(200000)->Unit(benchmark::kMillisecond);
 BENCHMARK(ConversionRepeatedPoint)->ArgName("nodes")->Arg(2000)->Arg(200000)->Unit(benchmark::kMillisecond);
 BENCHMARK(ConversionShortLists)->ArgName("nodes")->Arg(2000)->Arg(200000);

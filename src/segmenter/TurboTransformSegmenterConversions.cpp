@@ -3,6 +3,7 @@
 /// boundary accessors and normalised arc length along a span line.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "qor/foundation/Message.h"
 #include "qor/foundation/QORVector.h"
 #include "qor/segmenter/TurboTransformSegmenter.h"
+#include "foundation/ParallelFor.h"
 
 namespace qor {
 
@@ -220,7 +222,8 @@ void TurboTransformSegmenter::convertARTtoSpaceNspan(int s, spaceSeg k,
   uv.swap(result);
 }
 
-void TurboTransformSegmenter::convertSpaceNspanToARTimpl(int s, spaceSeg k, TripletBase<float>& art,
+void TurboTransformSegmenter::convertSpaceNspanToARTimpl(const TurboTransform& transform, int s,
+                                                         spaceSeg k, TripletBase<float>& art,
                                                          const TripletBase<float>& uv) const {
   const auto ks = static_cast<std::size_t>(k);
   const auto is = static_cast<std::size_t>(s);
@@ -250,14 +253,14 @@ void TurboTransformSegmenter::convertSpaceNspanToARTimpl(int s, spaceSeg k, Trip
     e = E.at(0);
   }
   const double x = w + u * (e - w);
-  m_turboTransform->convertSpaceTNsToART(
+  transform.convertSpaceTNsToART(
       space, TripletBase<float>(static_cast<float>(x), 0.0f, static_cast<float>(eta)), art);
 }
 
 void TurboTransformSegmenter::convertSpaceNspanToART(int s, spaceSeg k, TripletBase<float>& art,
                                                      const TripletBase<float>& uv) const {
   requireInternalSet("convertSpaceNspanToART");
-  convertSpaceNspanToARTimpl(s, k, art, uv);
+  convertSpaceNspanToARTimpl(*m_turboTransform, s, k, art, uv);
 }
 
 void TurboTransformSegmenter::convertSpaceNspanToART(
@@ -266,8 +269,68 @@ void TurboTransformSegmenter::convertSpaceNspanToART(
   requireInternalSet("convertSpaceNspanToART");
   PointList result(uv.size(), TripletBase<float>());
   for (std::size_t p = 0; p < result.size(); ++p)
-    convertSpaceNspanToARTimpl(s, k, result[p], uv[p]);
+    convertSpaceNspanToARTimpl(*m_turboTransform, s, k, result[p], uv[p]);
   art.swap(result);
+}
+
+// ---- array forms -------------------------------------------------------------------------------
+
+void TurboTransformSegmenter::checkArrays(const char* function, int s, spaceSeg k,
+                                          const TripletBase<float>* in,
+                                          const TripletBase<float>* out, std::size_t n) const {
+  requireInternalSet(function);
+  const int last = getLastSegmentID();
+  if (s < 0 || s > last) throw outOfBounds(function, last, s);
+  if (static_cast<unsigned>(k) > static_cast<unsigned>(mprime)) {
+    throw data::invalid(kClassName, function, SystemMsg("Segment space (%1) unknown.") << int(k),
+                        errorType::fatal);
+  }
+  if (n == 0) return;
+  if (in == nullptr || out == nullptr) {
+    throw data::invalid(kClassName, function, SystemMsg("Null array of points."),
+                        errorType::fatal);
+  }
+  const auto a = reinterpret_cast<std::uintptr_t>(in), b = reinterpret_cast<std::uintptr_t>(out);
+  const std::uintptr_t bytes = n * sizeof(TripletBase<float>);
+  if (a < b + bytes && b < a + bytes) {
+    throw data::invalid(kClassName, function,
+                        SystemMsg("The output array overlaps the input points."),
+                        errorType::fatal);
+  }
+}
+
+void TurboTransformSegmenter::convertARTtoSpaceNspan(
+    int s, spaceSeg k, const TripletBase<float>* art, std::size_t n, TripletBase<float>* uv,
+    const TurboTransform::ListOptions& options) const {
+  const unsigned parts =
+      detail::resolveThreads(options.threads, n, kClassName, "convertARTtoSpaceNspan");
+  checkArrays("convertARTtoSpaceNspan", s, k, art, uv, n);
+  if (n == 0) return;
+  const TurboTransform::space space = m_segSpaces.at(static_cast<std::size_t>(k));
+  // The forward conversions of the transform keep no state: the chunks share it.
+  const TurboTransform::ListOptions one;
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    m_turboTransform->convertARTtoSpaceTNs(space, art + begin, end - begin, uv + begin, one);
+    for (std::size_t p = begin; p < end; ++p) {
+      const TripletBase<float> sts = uv[p];
+      convertSpaceThetaNspanToUV(s, k, sts, uv[p]);
+    }
+  });
+}
+
+void TurboTransformSegmenter::convertSpaceNspanToART(
+    int s, spaceSeg k, TripletBase<float>* art, const TripletBase<float>* uv, std::size_t n,
+    const TurboTransform::ListOptions& options) const {
+  const unsigned parts =
+      detail::resolveThreads(options.threads, n, kClassName, "convertSpaceNspanToART");
+  checkArrays("convertSpaceNspanToART", s, k, uv, art, n);
+  if (n == 0) return;
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    // The inverse conversions of the transform keep a cache: each chunk has its own transform.
+    // The cache only remembers a search line, so the results do not depend on its history.
+    const TurboTransform own(*m_turboTransform);
+    for (std::size_t p = begin; p < end; ++p) convertSpaceNspanToARTimpl(own, s, k, art[p], uv[p]);
+  });
 }
 
 void TurboTransformSegmenter::convertARTtoRnmNspan(int s, const TripletBase<float>& art,
@@ -286,7 +349,7 @@ void TurboTransformSegmenter::convertARTtoRnmNspan(int s,
 void TurboTransformSegmenter::convertRnmNspanToART(int s, TripletBase<float>& art,
                                                    const TripletBase<float>& uv) const {
   requireInternalSet("convertRnmNspanToART");
-  convertSpaceNspanToARTimpl(s, rnm, art, uv);
+  convertSpaceNspanToARTimpl(*m_turboTransform, s, rnm, art, uv);
 }
 
 void TurboTransformSegmenter::convertRnmNspanToART(

@@ -3,8 +3,11 @@
 /// by locating each point in a background-mesh cell and interpolating the corner values.
 
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "qor/foundation/Error.h"
@@ -14,6 +17,7 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "foundation/ParallelFor.h"
 #include "turbo/TurboTransformLocate.h"
 
 namespace qor {
@@ -205,37 +209,103 @@ struct SpatialOrder {
   }
 };
 
+// The distance of p from the line through the boundary nodes a and b (from a alone when they
+// coincide), in double.
+double distanceFromEdge(const TripletBase<float>& p, const TripletBase<float>& a,
+                        const TripletBase<float>& b) {
+  const double ex = double(b[0]) - double(a[0]), ey = double(b[1]) - double(a[1]);
+  const double px = double(p[0]) - double(a[0]), py = double(p[1]) - double(a[1]);
+  const double length = std::hypot(ex, ey);
+  if (!(length > 0.0)) return std::hypot(px, py);
+  return std::fabs(px * ey - py * ex) / length;
+}
+
+// The location status of p placed in the cell `loc` (see the header for the tolerance): a side is
+// a candidate when the cell lies on it and the local coordinate across it leaves [0, 1]; the
+// candidate whose edge line p lies furthest from, beyond the tolerance, wins.
+std::int8_t statusOf(const MeshView& mesh, const Location& loc, const TripletBase<float>& p) {
+  if (loc.s >= 0.0f && loc.s <= 1.0f && loc.t >= 0.0f && loc.t <= 1.0f) {
+    return TurboTransform::inside;
+  }
+  const TripletBase<float>* P = mesh.points;
+  double magnitude = std::max(std::fabs(double(p[0])), std::fabs(double(p[1])));
+  for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) {
+    magnitude = std::max(magnitude, std::max(std::fabs(double(P[c][0])), std::fabs(double(P[c][1]))));
+  }
+  double furthest = 16.0 * double(FLT_EPSILON) * magnitude;
+  std::int8_t status = TurboTransform::inside;
+  auto side = [&](bool candidate, int a, int b, TurboTransform::location which) {
+    if (!candidate) return;
+    const double d = distanceFromEdge(p, P[a], P[b]);
+    if (d > furthest) {
+      furthest = d;
+      status = which;
+    }
+  };
+  side(loc.j == 0 && loc.t < 0.0f, loc.c0, loc.c1, TurboTransform::beyondHub);
+  side(loc.j == mesh.jcv - 1 && loc.t > 1.0f, loc.c2, loc.c3, TurboTransform::beyondShroud);
+  side(loc.i == 0 && loc.s < 0.0f, loc.c0, loc.c2, TurboTransform::beforeInlet);
+  side(loc.i == mesh.icv - 1 && loc.s > 1.0f, loc.c1, loc.c3, TurboTransform::afterOutlet);
+  return status;
+}
+
+// Where the conversion of a list writes: value q of point k at values[q][k * stride]; the unit
+// directions and the status of point k at streamwise[k], spanwise[k] and status[k] (each null
+// when not wanted).
+struct Outputs {
+  std::vector<float*> values;
+  std::size_t stride = 1;
+  TripletBase<float>* streamwise = nullptr;
+  TripletBase<float>* spanwise = nullptr;
+  std::int8_t* status = nullptr;
+
+  // The outputs of the list from point `first` on.
+  Outputs from(std::size_t first) const {
+    Outputs o(*this);
+    for (float*& v : o.values) v += first * stride;
+    if (o.streamwise != nullptr) o.streamwise += first;
+    if (o.spanwise != nullptr) o.spanwise += first;
+    if (o.status != nullptr) o.status += first;
+    return o;
+  }
+};
+
 // Several spaces over a list of points: each point is located once. `pointAt(k)` yields point k
-// in (axial, radial, theta).
+// in (axial, radial, theta). The fields are packed (or not) by the caller.
 template <typename PointAt>
-void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
-                   const std::vector<float*>& outs, std::size_t n, TripletBase<float>* streamwise,
-                   TripletBase<float>* spanwise, PointAt pointAt) {
-  std::vector<float> store;
-  packNodeFields(mesh, n, fields, store);
+void convertSpaces(const MeshView& mesh, const std::vector<Field>& fields, const Outputs& outs,
+                   std::size_t n, PointAt pointAt) {
   const std::size_t count = fields.size();
-  // The values of the `b` located points `loc` of a block, field by field, to list positions
-  // at(0) .. at(b - 1).
-  auto emitBlock = [&](int b, auto at, const Location* loc) {
+  const std::size_t stride = outs.stride;
+  // The values of the `b` located points `loc` (at `pts`) of a block, field by field, to list
+  // positions at(0) .. at(b - 1).
+  auto emitBlock = [&](int b, auto at, const Location* loc, const TripletBase<float>* const* pts) {
     std::size_t dest[turbo_detail::kLocateBlock];
     for (int l = 0; l < b; ++l) dest[l] = at(l);
     for (std::size_t q = 0; q < count; ++q) {
       const Field& f = fields[q];
-      float* const out = outs[q];
-      for (int l = 0; l < b; ++l) out[dest[l]] = valueOf(f, loc[l]);
+      float* const out = outs.values[q];
+      for (int l = 0; l < b; ++l) out[dest[l] * stride] = valueOf(f, loc[l]);
     }
-    if (streamwise != nullptr) {
+    if (outs.streamwise != nullptr || outs.spanwise != nullptr) {
       for (int l = 0; l < b; ++l) {
-        turbo_detail::cellDirections(mesh.points, loc[l], streamwise[dest[l]], spanwise[dest[l]]);
+        TripletBase<float> along, across;
+        turbo_detail::cellDirections(mesh.points, loc[l], along, across);
+        if (outs.streamwise != nullptr) outs.streamwise[dest[l]] = along;
+        if (outs.spanwise != nullptr) outs.spanwise[dest[l]] = across;
       }
+    }
+    if (outs.status != nullptr) {
+      for (int l = 0; l < b; ++l) outs.status[dest[l]] = statusOf(mesh, loc[l], *pts[l]);
     }
   };
   if (mesh.grid == nullptr) {  // no node grid: one point after the other, each search from the last
     Location loc;
     unsigned int hint = 0;
     for (std::size_t k = 0; k < n; ++k) {
-      turbo_detail::locateNext(mesh, pointAt(k), loc, hint);
-      emitBlock(1, [k](int) { return k; }, &loc);
+      const TripletBase<float>* point = &pointAt(k);
+      turbo_detail::locateNext(mesh, *point, loc, hint);
+      emitBlock(1, [k](int) { return k; }, &loc, &point);
     }
     return;
   }
@@ -266,7 +336,7 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       if (order.large) {  // the corner values too
         for (int l = 0; l < b; ++l) prefetchCorners(fields, loc[l]);
       }
-      emitBlock(b, [&](int l) { return at(r + static_cast<std::size_t>(l)); }, loc);
+      emitBlock(b, [&](int l) { return at(r + static_cast<std::size_t>(l)); }, loc, block);
     }
   };
   const bool large = mesh.count >= kLargeMesh;
@@ -292,13 +362,68 @@ void convertSpaces(const MeshView& mesh, std::vector<Field>& fields,
       [&](std::size_t r) -> const TripletBase<float>& { return pointAt(r); });
 }
 
-// One space over a list of points.
-template <typename PointAt>
+// The list `points` (n, in (axial, radial, theta)) in `parts` contiguous chunks, one per thread,
+// with the node fields packed once for all of them.
+void convertList(const MeshView& mesh, std::vector<Field> fields, const Outputs& outs,
+                 std::size_t n, const TripletBase<float>* points, unsigned parts) {
+  std::vector<float> store;
+  packNodeFields(mesh, n, fields, store);
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    const TripletBase<float>* const chunk = points + begin;
+    convertSpaces(mesh, fields, outs.from(begin), end - begin,
+                  [chunk](std::size_t k) -> const TripletBase<float>& { return chunk[k]; });
+  });
+}
+
+// One space over a list of points, on the calling thread.
 void convertOneSpace(const MeshView& mesh, const Field& field, std::size_t n, float* out,
-                     PointAt pointAt) {
-  std::vector<Field> fields(1, field);
-  const std::vector<float*> outs(1, out);
-  convertSpaces(mesh, fields, outs, n, nullptr, nullptr, pointAt);
+                     const TripletBase<float>* points) {
+  Outputs outs;
+  outs.values.assign(1, out);
+  convertList(mesh, std::vector<Field>(1, field), outs, n, points, 1);
+}
+
+// True when the byte ranges [a, a + na) and [b, b + nb) share a byte.
+bool overlaps(const void* a, std::size_t na, const void* b, std::size_t nb) {
+  if (a == nullptr || b == nullptr || na == 0 || nb == 0) return false;
+  const auto x = reinterpret_cast<std::uintptr_t>(a), y = reinterpret_cast<std::uintptr_t>(b);
+  return x < y + nb && y < x + na;
+}
+
+[[noreturn]] void throwArray(const char* function, const char* what) {
+  throw data::invalid(kClass, function, SystemMsg("%1") << what, errorType::fatal);
+}
+
+// The checks of the array forms, all made before anything is written.
+void checkArrays(const char* function, const TripletBase<float>* points, std::size_t n,
+                 const TurboTransform::space* spaces, std::size_t spaceCount, const float* values,
+                 const TripletBase<float>* streamwise, const TripletBase<float>* spanwise,
+                 const std::int8_t* status) {
+  if (n == 0) return;
+  if (points == nullptr) throwArray(function, "Null array of points.");
+  if (spaceCount > 0 && spaces == nullptr) throwArray(function, "Null array of spaces.");
+  for (std::size_t q = 0; q < spaceCount; ++q) {
+    if (!isSpace(spaces[q])) throwSpace(function, spaces[q]);
+  }
+  if (spaceCount > 0 && values == nullptr) throwArray(function, "Null array of values.");
+  const std::size_t bytes = n * sizeof(TripletBase<float>);
+  if (overlaps(points, bytes, values, n * spaceCount * sizeof(float)) ||
+      overlaps(points, bytes, streamwise, bytes) || overlaps(points, bytes, spanwise, bytes) ||
+      overlaps(points, bytes, status, n)) {
+    throwArray(function, "An output array overlaps the input points.");
+  }
+}
+
+// The outputs of the array forms.
+Outputs arrayOutputs(std::size_t spaceCount, float* values, TripletBase<float>* streamwise,
+                     TripletBase<float>* spanwise, std::int8_t* status) {
+  Outputs outs;
+  outs.stride = spaceCount;
+  for (std::size_t q = 0; q < spaceCount; ++q) outs.values.push_back(values + q);
+  outs.streamwise = streamwise;
+  outs.spanwise = spanwise;
+  outs.status = status;
+  return outs;
 }
 
 }  // namespace
@@ -324,10 +449,7 @@ void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<floa
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
   MeshView mesh = meshView();
   const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
-  const TripletBase<float>* points = art.data();
-  convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
-    return points[k];
-  });
+  convertOneSpace(mesh, f, n, values.data(), art.data());
 }
 
 void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>& art,
@@ -342,10 +464,7 @@ void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>&
   if (n == 0) return;
   MeshView mesh = meshView();
   const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
-  const TripletBase<float>* points = art.data();
-  convertOneSpace(mesh, f, n, values.data(), [points](std::size_t k) -> const TripletBase<float>& {
-    return points[k];
-  });
+  convertOneSpace(mesh, f, n, values.data(), art.data());
 }
 
 void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVector<space>& spaces,
@@ -371,20 +490,21 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
   }
   MeshView mesh = meshView();
   std::vector<Field> fields;
-  std::vector<float*> outs;
+  Outputs outs;
   fields.reserve(spaces.size());
-  outs.reserve(spaces.size());
+  outs.values.reserve(spaces.size());
   for (std::size_t q = 0; q < spaces.size(); ++q) {
     const int s = spaces[q];
     if (!isSpace(s)) continue;  // skipped silently: its list keeps its contents
     fields.push_back(fieldOf(m_spaceValues.at(s), s, mesh));
-    outs.push_back(values[q].data());
+    outs.values.push_back(values[q].data());
   }
   if (n == 0 || (fields.empty() && !withDirections)) return;
-  const TripletBase<float>* points = art.data();
-  convertSpaces(mesh, fields, outs, n, withDirections ? streamwise.data() : nullptr,
-                withDirections ? spanwise.data() : nullptr,
-                [points](std::size_t k) -> const TripletBase<float>& { return points[k]; });
+  if (withDirections) {
+    outs.streamwise = streamwise.data();
+    outs.spanwise = spanwise.data();
+  }
+  convertList(mesh, std::move(fields), outs, n, art.data(), 1);
 }
 
 // ---- (value, theta, nspan) -------------------------------------------------------------------
@@ -479,6 +599,113 @@ void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVec
   for (std::size_t k = 0; k < art.size(); ++k) transformToART(xyz[k], art[k]);
   convertARTtoSpace(TripletQORVector(std::move(art)), spaces, values, streamwise, spanwise,
                     withDirections);
+}
+
+// ---- array forms -------------------------------------------------------------------------------
+
+TurboTransform::location TurboTransform::locationStatus(const TripletBase<float>& art) const {
+  requireMesh("locationStatus");
+  const MeshView mesh = turbo_detail::singlePointView(meshView());
+  Location loc;
+  turbo_detail::locate(mesh, art, loc);
+  return static_cast<location>(statusOf(mesh, loc, art));
+}
+
+void TurboTransform::locationStatus(const TripletBase<float>* art, std::size_t n,
+                                    std::int8_t* status, const ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "locationStatus");
+  requireMesh("locationStatus");
+  checkArrays("locationStatus", art, n, nullptr, 0, nullptr, nullptr, nullptr, status);
+  if (n > 0 && status == nullptr) throwArray("locationStatus", "Null array of statuses.");
+  if (n == 0) return;
+  convertList(meshView(), {}, arrayOutputs(0, nullptr, nullptr, nullptr, status), n, art, parts);
+}
+
+void TurboTransform::locationStatus(const TripletBase<float>* art, std::size_t n,
+                                    std::int8_t* status) const {
+  locationStatus(art, n, status, ListOptions());
+}
+
+void TurboTransform::convertARTtoSpace(const TripletBase<float>* art, std::size_t n,
+                                       const space* spaces, std::size_t spaceCount, float* values,
+                                       TripletBase<float>* streamwise,
+                                       TripletBase<float>* spanwise, std::int8_t* status,
+                                       const ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "convertARTtoSpace");
+  requireMesh("convertARTtoSpace");
+  checkArrays("convertARTtoSpace", art, n, spaces, spaceCount, values, streamwise, spanwise,
+              status);
+  if (n == 0) return;
+  const MeshView mesh = meshView();
+  std::vector<Field> fields;
+  for (std::size_t q = 0; q < spaceCount; ++q) {
+    fields.push_back(fieldOf(m_spaceValues.at(spaces[q]), spaces[q], mesh));
+  }
+  convertList(mesh, std::move(fields),
+              arrayOutputs(spaceCount, values, streamwise, spanwise, status), n, art, parts);
+}
+
+void TurboTransform::convertXYZtoSpace(const TripletBase<float>* xyz, std::size_t n,
+                                       const space* spaces, std::size_t spaceCount, float* values,
+                                       TripletBase<float>* streamwise,
+                                       TripletBase<float>* spanwise, std::int8_t* status,
+                                       const ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "convertXYZtoSpace");
+  requireMesh("convertXYZtoSpace");
+  checkArrays("convertXYZtoSpace", xyz, n, spaces, spaceCount, values, streamwise, spanwise,
+              status);
+  if (n == 0) return;
+  const MeshView mesh = meshView();
+  std::vector<Field> fields;
+  for (std::size_t q = 0; q < spaceCount; ++q) {
+    fields.push_back(fieldOf(m_spaceValues.at(spaces[q]), spaces[q], mesh));
+  }
+  std::vector<float> store;
+  packNodeFields(mesh, n, fields, store);
+  const Outputs outs = arrayOutputs(spaceCount, values, streamwise, spanwise, status);
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    // Each chunk converts its points to (axial, radial, 0) a bounded piece at a time: the order of
+    // a long list's processing works on pieces of this length anyway.
+    std::vector<TripletBase<float>> art(std::min(end - begin, kOrderChunk));
+    for (std::size_t first = begin; first < end; first += art.size()) {
+      const std::size_t count = std::min(art.size(), end - first);
+      for (std::size_t k = 0; k < count; ++k) transformToART(xyz[first + k], art[k]);
+      const TripletBase<float>* const piece = art.data();
+      convertSpaces(mesh, fields, outs.from(first), count,
+                    [piece](std::size_t k) -> const TripletBase<float>& { return piece[k]; });
+    }
+  });
+}
+
+void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>* art, std::size_t n,
+                                          TripletBase<float>* out,
+                                          const ListOptions& options) const {
+  static_assert(std::is_standard_layout<TripletBase<float>>::value &&
+                    sizeof(TripletBase<float>) == 3 * sizeof(float),
+                "a triplet is three consecutive floats");
+  const unsigned parts =
+      detail::resolveThreads(options.threads, n, kClass, "convertARTtoSpaceTNs");
+  requireMesh("convertARTtoSpaceTNs");
+  if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
+  checkArrays("convertARTtoSpaceTNs", art, n, nullptr, 0, nullptr, out, nullptr, nullptr);
+  if (n > 0 && out == nullptr) throwArray("convertARTtoSpaceTNs", "Null array of results.");
+  if (n == 0) return;
+  const MeshView mesh = meshView();
+  std::vector<Field> fields{fieldOf(m_spaceValues.at(s), s, mesh),
+                            fieldOf(m_spaceValues.at(nspan), nspan, mesh)};
+  std::vector<float> store;
+  packNodeFields(mesh, n, fields, store);
+  // The value and the span go to components 0 and 2 of each output triplet.
+  Outputs outs;
+  outs.stride = 3;
+  float* const first = &out[0][0];
+  outs.values = {first, first + 2};
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    const TripletBase<float>* const chunk = art + begin;
+    convertSpaces(mesh, fields, outs.from(begin), end - begin,
+                  [chunk](std::size_t k) -> const TripletBase<float>& { return chunk[k]; });
+    for (std::size_t k = begin; k < end; ++k) out[k][1] = art[k][2];
+  });
 }
 
 }  // namespace qor

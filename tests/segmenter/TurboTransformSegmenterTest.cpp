@@ -1,7 +1,9 @@
 // Segmenter on analytic passages: set-up, internal boundaries, per-segment (u, v) coordinates,
 // errors and debug output.
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <tuple>
 
 #include "support/Passages.h"
@@ -402,6 +404,73 @@ TEST(TurboTransformSegmenterDebug, writesStepFilesAndReportsThem) {
   for (const char* name : {"clEnd1", "clEndBM1", "final1", "ibound1", "s_mp"}) {
     EXPECT_TRUE(std::ifstream(name).good()) << name;
   }
+}
+
+TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAlsoFromTwoCallers) {
+  const qortest::Built& b = built(true);
+  Seg seg(&b.transform, Seg::mergedSpan);
+  seg.setInternalBoundaries(bendBoundaries(2), {false, false});
+  // Long enough for three threads of two minimum chunks each; points around segment 1 and beyond
+  // the passage. The inverse points come in runs of one span (as along mesh lines), which the
+  // transform's cache serves; chunk boundaries fall inside runs.
+  const std::size_t n = 6 * 4096 + 77;
+  std::mt19937 rng(11);
+  SCOPED_TRACE("seed 11");
+  std::uniform_real_distribution<float> a(-0.2f, 1.7f), r(1.3f, 3.2f), unit(-0.1f, 1.1f);
+  std::vector<P3> art(n), uv(n);
+  for (std::size_t k = 0; k < n; ++k) {
+    art[k] = P3(a(rng), r(rng), 0.3f);
+    uv[k] = P3(unit(rng), float((k / 300) % 9) / 8.0f + 0.01f, 0.0f);
+  }
+  using Out = std::vector<P3>;
+  auto forward = [&](Seg::spaceSeg k, int threads) {
+    Out out(n);
+    TurboTransform::ListOptions o;
+    o.threads = threads;
+    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), o);
+    return out;
+  };
+  auto inverse = [&](Seg::spaceSeg k, int threads) {
+    Out out(n);
+    TurboTransform::ListOptions o;
+    o.threads = threads;
+    seg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, o);
+    return out;
+  };
+  auto same = [](const Out& x, const Out& y) {
+    return x.size() == y.size() && std::memcmp(x.data(), y.data(), x.size() * sizeof(P3)) == 0;
+  };
+  for (Seg::spaceSeg k : {Seg::m, Seg::rnm}) {
+    Out listForward, listInverse;
+    seg.convertARTtoSpaceNspan(1, k, art, listForward);
+    seg.convertSpaceNspanToART(1, k, listInverse, uv);
+    for (int threads : {1, 2, 3, 0}) {
+      EXPECT_TRUE(same(forward(k, threads), listForward)) << k << " " << threads;
+      EXPECT_TRUE(same(inverse(k, threads), listInverse)) << k << " " << threads;
+    }
+    // Two callers at once on one segmenter and transform.
+    Out fromThread;
+    std::thread other([&] { fromThread = inverse(k, 2); });
+    const Out here = inverse(k, 2);
+    other.join();
+    EXPECT_TRUE(same(fromThread, listInverse));
+    EXPECT_TRUE(same(here, listInverse));
+  }
+  // Errors come before any write.
+  Out out(4, P3(9, 9, 9));
+  TurboTransform::ListOptions bad;
+  bad.threads = -1;
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, art.data(), 4, out.data(), bad), qor::data::invalid);
+  EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, out.data(), uv.data(), 4, bad), qor::data::invalid);
+  const TurboTransform::ListOptions one;
+  EXPECT_THROW(seg.convertSpaceNspanToART(3, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(1, static_cast<Seg::spaceSeg>(4), art.data(), 4, out.data(), one),
+               qor::data::invalid);
+  EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, out.data(), 4, out.data() + 2, one), qor::data::invalid);
+  EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, nullptr, uv.data(), 4, one), qor::data::invalid);
+  EXPECT_TRUE(same(out, Out(4, P3(9, 9, 9))));
+  Seg unset(&b.transform, Seg::mergedSpan);
+  EXPECT_THROW(unset.convertSpaceNspanToART(0, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);
 }
 
 }  // namespace

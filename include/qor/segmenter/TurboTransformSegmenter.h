@@ -16,7 +16,12 @@
 /// Ownership and threads: the segmenter holds a non-owning pointer to its transform, which must
 /// outlive it (and keep its background mesh). A segmenter only reads the transform, but the
 /// transform's inverse conversions use a cache, so one segmenter (and its transform) must be used
-/// from one thread at a time.
+/// from one thread at a time. The array forms (taking `TurboTransform::ListOptions`) are the
+/// exception: they change no state of the segmenter or the transform (the inverse one works on
+/// private copies of the transform, one per chunk, with their own caches), so several threads may
+/// call them on one segmenter at the same time, alongside the transform's array forms and other
+/// operations that change nothing. Not alongside the one-point or vector inverse conversions of
+/// the same transform (they write the cache the copies read) or any set-up.
 ///
 /// Failure modes worth knowing:
 /// - Every conversion called before `setInternalBoundaries` (or after a later `setTurboTransform`)
@@ -30,6 +35,7 @@
 ///   (kept for compatibility). Conversions in the other segments may then be misaligned or throw
 ///   `std::out_of_range`; call `setInternalBoundaries` again after single replacements.
 
+#include <cstddef>
 #include <vector>
 
 #include "qor/export.h"
@@ -163,7 +169,24 @@ class QOR_API TurboTransformSegmenter {
                               const TripletBase<float>& uv) const;
   void convertSpaceNspanToART(int s, spaceSeg k, std::vector<TripletBase<float>>& art,
                               const std::vector<TripletBase<float>>& uv) const;
-  /// `convertARTtoSpaceNspan` with k = `rnm`.
+  /// Array form: art[k] for uv[k], k < n, the same values as the list form for every thread
+  /// count. Each chunk converts with its own copy of the transform (a copy of its mesh and fields:
+  /// a pass over the mesh per chunk, which long lists amortise). Threads and errors as the array
+  /// form of `convertARTtoSpaceNspan`.
+  void convertSpaceNspanToART(int s, spaceSeg k, TripletBase<float>* art,
+                              const TripletBase<float>* uv, std::size_t n,
+                              const TurboTransform::ListOptions& options) const;
+  /// Array form: uv[k] for art[k], k < n, the same values as the list form for every thread count
+  /// (`options.threads`: 1 the calling thread, 0 every hardware thread; contiguous chunks; lists
+  /// shorter than 4096 points per thread use fewer threads). `uv` must not overlap `art`.
+  /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
+  /// @throws internal::error "Segment id out of bounds, ..." for s outside 0..N
+  /// @throws data::invalid for k outside `spaceSeg`, a null array with n > 0, overlapping arrays
+  ///         or a negative thread count; all before anything is written
+  void convertARTtoSpaceNspan(int s, spaceSeg k, const TripletBase<float>* art, std::size_t n,
+                              TripletBase<float>* uv,
+                              const TurboTransform::ListOptions& options) const;
+  /// `convertARTtoRnmNspan` with k = `rnm`.
   void convertARTtoRnmNspan(int s, const TripletBase<float>& art, TripletBase<float>& uv) const;
   void convertARTtoRnmNspan(int s, const std::vector<TripletBase<float>>& art,
                             std::vector<TripletBase<float>>& uv) const;
@@ -201,8 +224,10 @@ class QOR_API TurboTransformSegmenter {
   void updateCurveTransformedSpaces(unsigned int record);
   void convertSpaceThetaNspanToUV(int s, spaceSeg k, const TripletBase<float>& sts,
                                   TripletBase<float>& uv) const;
-  void convertSpaceNspanToARTimpl(int s, spaceSeg k, TripletBase<float>& art,
-                                  const TripletBase<float>& uv) const;
+  void convertSpaceNspanToARTimpl(const TurboTransform& transform, int s, spaceSeg k,
+                                  TripletBase<float>& art, const TripletBase<float>& uv) const;
+  void checkArrays(const char* function, int s, spaceSeg k, const TripletBase<float>* in,
+                   const TripletBase<float>* out, std::size_t n) const;
   void requireInternalSet(const char* function) const;
 
   bool m_attached = false;

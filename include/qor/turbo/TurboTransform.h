@@ -9,8 +9,11 @@
 /// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
 /// operations, so one transform must not be used from several threads at once. Give each thread its
 /// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
-/// Distinct transforms are independent.
+/// Distinct transforms are independent. The array forms (those taking `ListOptions`) are the
+/// exception: they read the transform without touching the cache, see "Array forms" below.
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,6 +54,20 @@ class QOR_API TurboTransform {
   enum BMmethod : int { linear = 0, nonLinear = 1 };
   /// Named background-mesh sizes (requested numbers of nodes).
   enum BMsize : int { BMcoarse = 500, BMmedium = 2000, BMfine = 8000, BMveryFine = 20000 };
+  /// Options of the list operations on arrays.
+  struct ListOptions {
+    /// Threads: 1 = the calling thread only (default), 0 = every hardware thread, n = n.
+    /// Lists shorter than a few thousand points per thread stay on the calling thread.
+    int threads = 1;
+  };
+  /// Where a point lies relative to the passage (values fixed: Python exposes them as int8).
+  enum location : std::int8_t {
+    inside = 0,        ///< in the background mesh or on its boundary lines
+    beyondHub = 1,     ///< outside the hub line of the mesh (j = 0)
+    beyondShroud = 2,  ///< outside the shroud line (j = last)
+    beforeInlet = 3,   ///< upstream of the inlet line (i = 0)
+    afterOutlet = 4    ///< downstream of the outlet line (i = last)
+  };
 
   TurboTransform();
   /// Copies the curves, fields and settings; the projection database, topology and the search
@@ -145,6 +162,66 @@ class QOR_API TurboTransform {
                          QORVector<std::vector<float>>& values,
                          QORVector<TripletBase<float>>& streamwise,
                          QORVector<TripletBase<float>>& spanwise, bool withDirections) const;
+
+  // ---- array forms: statuses, several spaces, threads ------------------------------------------
+  // Arrays of `n` points: (axial, radial, theta in radians) or Cartesian (x, y, z) triplets, as an
+  // (n, 3) C-ordered float32 array. Every point is located once, exactly as by the list forms
+  // above, and its values, directions and status are bit for bit those of the list forms and of
+  // the single-point forms, for every thread count.
+  //
+  // Threads (`ListOptions::threads`): the list is cut into contiguous chunks, one per thread, each
+  // writing only its own slots; nothing is allocated per point. Lists shorter than 4096 points per
+  // thread use fewer threads. A negative count throws data::invalid.
+  //
+  // Thread safety: the array forms change nothing in the transform (they neither read nor write
+  // the cache of the inverse conversions), so any number of threads may call them on one
+  // transform at the same time, also alongside the other const operations; not while the
+  // transform is being set up, rebuilt or assigned.
+  //
+  // Errors, raised before anything is written: internal::nullPointer without a background mesh
+  // (also for n = 0); data::invalid for a null array that is needed, outputs overlapping the
+  // input points, or a negative thread count; internal::error "Space (%1) not allowed for
+  // conversion here" for a space that is not one of `space`.
+  //
+  // Location status: a point is inside when it lies in a cell of the background mesh or within a
+  // tolerance of the mesh's boundary lines (the straight edges between boundary nodes; a point on
+  // a curved boundary curve between two nodes can lie outside the chord). Otherwise it is beyond
+  // the side whose line it lies outside of, and in a corner beyond the side it is furthest from
+  // (distance to the side's edge line; a tie goes to hub, shroud, inlet, outlet in that order).
+  // The tolerance is 16 float epsilons (1.2e-7) of the largest |axial| or |radial| coordinate of
+  // the point and of its cell's corners, M: a point computed on an edge in float arithmetic lies
+  // off it by at most about 3 eps M, and the cell solve that gives the local coordinates (s, t)
+  // converges to about 1e-10 and then snaps values within 4 eps of 0 or 1 onto the edge, which
+  // moves a point by at most 4 eps times the cell's extent (<= 2.9 M): 16 eps M covers both. A
+  // point with a NaN coordinate gets the status of the cell it is placed in, as for its values.
+
+  /// The status of one (axial, radial, theta) point.
+  /// @throws internal::nullPointer without a background mesh
+  location locationStatus(const TripletBase<float>& art) const;
+  /// The statuses of an array of (axial, radial, theta) points (values of `location`).
+  void locationStatus(const TripletBase<float>* art, std::size_t n, std::int8_t* status,
+                      const ListOptions& options) const;
+  /// The same on the calling thread (an overload rather than a default argument: the options'
+  /// defaults are not usable inside the class's own declaration).
+  void locationStatus(const TripletBase<float>* art, std::size_t n, std::int8_t* status) const;
+  /// Several spaces over an array of (axial, radial, theta) points: values row-major n x spaceCount
+  /// (values[k * spaceCount + q] is spaces[q] at point k). `streamwise`, `spanwise` (unit mesh
+  /// directions of increasing i and j, n triplets each) and `status` (n) are optional: nullptr to
+  /// skip. Asking for values and statuses costs one location per point.
+  void convertARTtoSpace(const TripletBase<float>* art, std::size_t n, const space* spaces,
+                         std::size_t spaceCount, float* values, TripletBase<float>* streamwise,
+                         TripletBase<float>* spanwise, std::int8_t* status,
+                         const ListOptions& options) const;
+  /// The same for Cartesian points, converted to (axial, radial, theta) about the axis exactly as
+  /// the Cartesian list forms do, chunk by chunk (no copy of the whole list).
+  void convertXYZtoSpace(const TripletBase<float>* xyz, std::size_t n, const space* spaces,
+                         std::size_t spaceCount, float* values, TripletBase<float>* streamwise,
+                         TripletBase<float>* spanwise, std::int8_t* status,
+                         const ListOptions& options) const;
+  /// out[k] = (value of space s, theta of art[k], nspan) as the vector form; s must not be
+  /// `span` or `nspan` (internal::error "Space (%1) not allowed for conversion here").
+  void convertARTtoSpaceTNs(space s, const TripletBase<float>* art, std::size_t n,
+                            TripletBase<float>* out, const ListOptions& options) const;
 
   // ---- inverse conversions: (space value, theta, nspan) to (axial, radial, theta) -------------
   void convertSpaceTNsToART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
