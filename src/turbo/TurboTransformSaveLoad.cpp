@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <istream>
 #include <limits>
 #include <memory>
@@ -324,7 +325,7 @@ SavedState readState(std::istream& in, const std::string& source) {
                                " cells; at least 1 x 1 needed");
     }
     const std::uint64_t nodes = (std::uint64_t(s.icv) + 1) * (std::uint64_t(s.jcv) + 1);
-    if (nodes * 12 > r.remaining() || nodes > std::uint64_t(std::numeric_limits<int>::max())) {
+    if (nodes > std::uint64_t(std::numeric_limits<int>::max()) || nodes * 12 > r.remaining()) {
       fail("load", source, "mesh of " + std::to_string(s.icv) + " x " + std::to_string(s.jcv) +
                                " cells needs more bytes than remain");
     }
@@ -409,11 +410,15 @@ void TurboTransform::saveTo(std::ostream& out, const std::string& target) const 
   header.u32(kFormatVersion);
   header.u64(w.bytes().size());
   header.u64(fnv1a64(w.bytes().data(), w.bytes().size()));
-  out.write(reinterpret_cast<const char*>(header.bytes().data()),
-            static_cast<std::streamsize>(header.bytes().size()));
-  out.write(reinterpret_cast<const char*>(w.bytes().data()),
-            static_cast<std::streamsize>(w.bytes().size()));
-  out.flush();
+  try {
+    out.write(reinterpret_cast<const char*>(header.bytes().data()),
+              static_cast<std::streamsize>(header.bytes().size()));
+    out.write(reinterpret_cast<const char*>(w.bytes().data()),
+              static_cast<std::streamsize>(w.bytes().size()));
+    out.flush();
+  } catch (const std::ios_base::failure& e) {
+    fail("save", target, std::string("writing failed (") + e.what() + ")");
+  }
   if (!out) fail("save", target, "writing failed");
 }
 
@@ -451,39 +456,47 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   SavedState s;
   try {
     s = readState(in, source);
+    if (wholeInput && in.peek() != std::char_traits<char>::eof()) {
+      fail("load", source, "bytes follow the saved transform");
+    }
   } catch (const std::bad_alloc&) {
     fail("load", source, "not enough memory for the saved transform");
-  }
-  if (wholeInput && in.peek() != std::char_traits<char>::eof()) {
-    fail("load", source, "bytes follow the saved transform");
+  } catch (const std::ios_base::failure& e) {
+    fail("load", source, std::string("read error (") + e.what() + ")");
   }
 
   // Everything derived is built aside; nothing after the swaps below can throw.
   std::shared_ptr<Topo2dMultiLevel> topo;
   std::shared_ptr<QuadtreeBucket> quadtree;
   std::shared_ptr<const turbo_detail::NodeGrid> grid;
-  if (s.mesh) {
-    topo = std::make_shared<Topo2dMultiLevel>(1, s.icv, s.jcv);
-    if (!m_noQuadtree) {
-      auto tree = std::make_shared<QuadtreeBucket>();
-      tree->construct(s.nodes);
-      quadtree = std::move(tree);
-      auto g = std::make_shared<turbo_detail::NodeGrid>();
-      g->build(s.nodes.data(), s.nodes.size());
-      g->buildCellTests(turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr));
-      grid = std::move(g);
-    }
-  }
   std::shared_ptr<ParametricDBInterface> db;
   std::vector<std::string> names;
-  if (s.geometry) {
-    // As the set-up builds it, in a database of this object's own (copies keep theirs).
-    db = std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
-    db->createCurve("w_mp", inMeridionalPlane(s.curves[2]), ParametricCurve::curve2d);
-    db->createCurve("e_mp", inMeridionalPlane(s.curves[3]), ParametricCurve::curve2d);
-    db->createCurve("s_mp", inMeridionalPlane(s.curves[0]), ParametricCurve::curve2d);
-    db->createCurve("n_mp", inMeridionalPlane(s.curves[1]), ParametricCurve::curve2d);
-    names = {"w_mp", "e_mp", "s_mp", "n_mp"};
+  try {
+    if (s.mesh) {
+      topo = std::make_shared<Topo2dMultiLevel>(1, s.icv, s.jcv);
+      if (!m_noQuadtree) {
+        auto tree = std::make_shared<QuadtreeBucket>();
+        tree->construct(s.nodes);
+        quadtree = std::move(tree);
+        auto g = std::make_shared<turbo_detail::NodeGrid>();
+        g->build(s.nodes.data(), s.nodes.size());
+        g->buildCellTests(turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr));
+        grid = std::move(g);
+      }
+    }
+    if (s.geometry) {
+      // As the set-up builds it, in a database of this object's own (copies keep theirs).
+      db = std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
+      db->createCurve("w_mp", inMeridionalPlane(s.curves[2]), ParametricCurve::curve2d);
+      db->createCurve("e_mp", inMeridionalPlane(s.curves[3]), ParametricCurve::curve2d);
+      db->createCurve("s_mp", inMeridionalPlane(s.curves[0]), ParametricCurve::curve2d);
+      db->createCurve("n_mp", inMeridionalPlane(s.curves[1]), ParametricCurve::curve2d);
+      names = {"w_mp", "e_mp", "s_mp", "n_mp"};
+    }
+  } catch (const Error& e) {
+    fail("load", source, "the saved passage cannot be rebuilt: " + e.getMessage());
+  } catch (const std::bad_alloc&) {
+    fail("load", source, "not enough memory for the saved transform");
   }
   std::vector<bool> computed(kSpaces);
   for (int k = 0; k < kSpaces; ++k) {
