@@ -179,6 +179,7 @@ class Reader {
   void triplets(std::size_t n, QORVector<TripletBase<float>>& out, const char* what) {
     need(n * 12, what);
     out.resize(n);
+    if (n == 0) return;  // an empty list may have no storage to copy to
     if (littleEndianHost()) {
       std::memcpy(static_cast<void*>(out.data()), m_data + m_pos, n * 12);
       m_pos += n * 12;
@@ -189,6 +190,7 @@ class Reader {
   void doubles(std::size_t n, std::vector<double>& out, const char* what) {
     need(n * 8, what);
     out.resize(n);
+    if (n == 0) return;
     if (littleEndianHost()) {
       std::memcpy(out.data(), m_data + m_pos, n * 8);
       m_pos += n * 8;
