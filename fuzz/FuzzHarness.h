@@ -16,5 +16,8 @@ int pointFile(const std::uint8_t* data, std::size_t size);
 int transform(const std::uint8_t* data, std::size_t size);
 /// Bytes as internal boundaries of a fixed passage handed to the segmenter, then conversions.
 int segmenter(const std::uint8_t* data, std::size_t size);
+/// Bytes as a saved transform (TurboTransform::load), as given and with the header's length and
+/// checksum made consistent; what loads must save back to the same bytes and convert.
+int savedTransform(const std::uint8_t* data, std::size_t size);
 
 }  // namespace qorfuzz

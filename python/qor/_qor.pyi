@@ -41,6 +41,12 @@ class TurboTransform:
     class BMmethod(int):
         linear: "TurboTransform.BMmethod"
         nonLinear: "TurboTransform.BMmethod"
+    class location(int):
+        inside: "TurboTransform.location"
+        beyondHub: "TurboTransform.location"
+        beyondShroud: "TurboTransform.location"
+        beforeInlet: "TurboTransform.location"
+        afterOutlet: "TurboTransform.location"
     class BMsize(int):
         BMcoarse: "TurboTransform.BMsize"
         BMmedium: "TurboTransform.BMsize"
@@ -59,6 +65,11 @@ class TurboTransform:
     rnmConst: constSpace
     linear: BMmethod
     nonLinear: BMmethod
+    inside: location
+    beyondHub: location
+    beyondShroud: location
+    beforeInlet: location
+    afterOutlet: location
     BMcoarse: BMsize
     BMmedium: BMsize
     BMfine: BMsize
@@ -93,25 +104,30 @@ class TurboTransform:
     def getClosestIndexBruteForce(self, p: Triplet) -> int: ...
     def findClosestElements(self, p: Triplet) -> list[Tuple[int, int]]: ...
     def getBestQuad(self, p: Triplet) -> Tuple[int, int, int, int, float, float]: ...
+    # location
+    @overload
+    def locationStatus(self, p: Triplet, threads: int = 0) -> "TurboTransform.location": ...
+    @overload
+    def locationStatus(self, p: PointList, threads: int = 0) -> npt.NDArray[np.int8]: ...
     # forward
     @overload
     def convertARTtoSpace(self, a: int, b: Triplet, withDirections: bool = False,
-                          threads: int = 0) -> float: ...
+                          withStatus: bool = False, threads: int = 0) -> float: ...
     @overload
     def convertARTtoSpace(self, a: int, b: PointList, withDirections: bool = False,
-                          threads: int = 0) -> F32: ...
+                          withStatus: bool = False, threads: int = 0) -> Union[F32, Tuple[Any, ...]]: ...
     @overload
     def convertARTtoSpace(self, a: PointList, b: Sequence[int], withDirections: bool = False,
-                          threads: int = 0) -> Union[F32, Tuple[F32, F32, F32]]: ...
+                          withStatus: bool = False, threads: int = 0) -> Union[F32, Tuple[Any, ...]]: ...
     @overload
     def convertXYZtoSpace(self, a: int, b: Triplet, withDirections: bool = False,
-                          threads: int = 0) -> float: ...
+                          withStatus: bool = False, threads: int = 0) -> float: ...
     @overload
     def convertXYZtoSpace(self, a: int, b: PointList, withDirections: bool = False,
-                          threads: int = 0) -> F32: ...
+                          withStatus: bool = False, threads: int = 0) -> Union[F32, Tuple[Any, ...]]: ...
     @overload
     def convertXYZtoSpace(self, a: PointList, b: Sequence[int], withDirections: bool = False,
-                          threads: int = 0) -> Union[F32, Tuple[F32, F32, F32]]: ...
+                          withStatus: bool = False, threads: int = 0) -> Union[F32, Tuple[Any, ...]]: ...
     @overload
     def convertARTtoSpaceTNs(self, space: int, p: Triplet, threads: int = 0) -> Tuple3: ...
     @overload

@@ -4,18 +4,22 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "qor/segmenter/TurboTransformSegmenter.h"
 #include "qor/turbo/TurboTransform.h"
 
 namespace qorpy {
 
-/// Several spaces (values row-major n x spaceCount, or one value per point when `single`), with
-/// optional unit directions and location statuses (nullptr to skip).
+/// Several spaces (values row-major n x spaceCount), with optional unit directions and location
+/// statuses (nullptr to skip).
 void forwardList(const qor::TurboTransform& t, const qor::TripletBase<float>* pts, std::size_t n,
                  bool xyz, const qor::TurboTransform::space* spaces, std::size_t spaceCount,
                  float* values, qor::TripletBase<float>* streamwise,
-                 qor::TripletBase<float>* spanwise, std::int8_t* status, int threads, bool single);
+                 qor::TripletBase<float>* spanwise, std::int8_t* status, int threads);
+
+void statusList(const qor::TurboTransform& t, const qor::TripletBase<float>* pts, std::size_t n,
+                std::int8_t* status, int threads);
 
 void forwardTNsList(const qor::TurboTransform& t, qor::TurboTransform::space s,
                     const qor::TripletBase<float>* pts, std::size_t n,

@@ -91,6 +91,14 @@ one-entry cache); copy.copy gives a cheap copy that shares the mesh search struc
       .value("BMfine", TT::BMfine)
       .value("BMveryFine", TT::BMveryFine)
       .export_values();
+  py::enum_<TT::location>(cls, "location", py::arithmetic(),
+                          "Where a point lies relative to the passage (int8 in arrays).")
+      .value("inside", TT::inside, "in the background mesh or on its boundary lines")
+      .value("beyondHub", TT::beyondHub, "outside the hub line of the mesh")
+      .value("beyondShroud", TT::beyondShroud, "outside the shroud line")
+      .value("beforeInlet", TT::beforeInlet, "upstream of the inlet line")
+      .value("afterOutlet", TT::afterOutlet, "downstream of the outlet line")
+      .export_values();
   // Plain numbers are accepted where an enumerator is, as in C++; the library checks the range.
   py::implicitly_convertible<int, TT::space>();
   py::implicitly_convertible<int, TT::constSpace>();
@@ -227,57 +235,93 @@ Returns 0 for a good mesh, 1 for a folded one (kept and used either way).)doc")
           "Cell holding p: (c0, c1, c2, c3, s, t), corners (i,j), (i+1,j), (i,j+1), (i+1,j+1) as\n"
           "global node indices and local coordinates s along i, t along j (outside [0, 1] outside).");
 
+  cls.def(
+      "locationStatus",
+      [](const TT& t, py::handle p, int threads) -> py::object {
+        const int th = threadCount(threads);
+        py::array a = numeric(p, "p");
+        if (isTriplet(a, "p")) return py::cast(t.locationStatus(triplet(a, "p")));
+        F32 in = pointList(a, "p");
+        const std::size_t n = rows(in);
+        py::array_t<std::int8_t> out(static_cast<py::ssize_t>(n));
+        std::int8_t* o = out.mutable_data();
+        {
+          py::gil_scoped_release release;
+          statusList(t, points(in), n, o, th);
+        }
+        return std::move(out);
+      },
+      py::arg("p"), py::arg("threads") = 0,
+      (std::string(R"doc(
+Where (axial, radial, theta) points lie: a triplet gives a TurboTransform.location, a list (N, 3)
+an int8 array of its values (inside 0, beyondHub 1, beyondShroud 2, beforeInlet 3, afterOutlet 4).
+Points on the mesh's boundary lines are inside (within 16 float epsilons of the coordinates); a point
+outside two sides gets the one it is furthest out of. For Cartesian points use
+convertXYZtoSpace(..., withStatus=True).
+)doc") + kThreadsDoc).c_str());
+
   // ---- forward conversions ------------------------------------------------------------------
   auto forward = [](const TT& t, py::handle first, py::handle second, bool withDirections,
-                    int threads, bool xyz) -> py::object {
+                    bool withStatus, int threads, bool xyz) -> py::object {
+    const int th = threadCount(threads);
     // One space (an enumerator or an integer) first: the single-space forms.
-    if (py::isinstance<TT::space>(first) ||
-        (!py::isinstance<py::array>(first) && PyIndex_Check(first.ptr()))) {
-      const auto s = first.cast<TT::space>();
+    const bool single = py::isinstance<TT::space>(first) ||
+                        (!py::isinstance<py::array>(first) && PyIndex_Check(first.ptr()));
+    std::vector<TT::space> spaces;
+    F32 in;
+    if (single) {
+      spaces.push_back(first.cast<TT::space>());
       py::array a = numeric(second, "p");
-      if (isTriplet(a, "p")) {
+      if (isTriplet(a, "p") && !withDirections && !withStatus) {
         const P p = triplet(a, "p");
-        return py::float_(xyz ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p));
+        return py::float_(xyz ? t.convertXYZtoSpace(spaces[0], p) : t.convertARTtoSpace(spaces[0], p));
       }
-      F32 in = pointList(a, "p");
-      const std::size_t n = rows(in);
-      F32 values = newF32({static_cast<py::ssize_t>(n)});
-      const TT::space spaces[1] = {s};
-      float* out = values.mutable_data();
-      {
-        py::gil_scoped_release release;
-        forwardList(t, points(in), n, xyz, spaces, 1, out, nullptr, nullptr, nullptr,
-                    threadCount(threads), true);
-      }
-      return std::move(values);
+      if (isTriplet(a, "p")) throw py::value_error("withDirections and withStatus need a list p");
+      in = pointList(a, "p");
+    } else {
+      in = pointList(first, "points");
+      spaces = spaceList(second);
     }
-    F32 in = pointList(first, "points");
-    const std::vector<TT::space> spaces = spaceList(second);
     const std::size_t n = rows(in);
-    F32 values = newF32({static_cast<py::ssize_t>(n), static_cast<py::ssize_t>(spaces.size())});
-    F32 streamwise = newF32({withDirections ? static_cast<py::ssize_t>(n) : 0, 3});
-    F32 spanwise = newF32({withDirections ? static_cast<py::ssize_t>(n) : 0, 3});
+    const auto rowsOut = static_cast<py::ssize_t>(n);
+    F32 values = single ? newF32({rowsOut})
+                        : newF32({rowsOut, static_cast<py::ssize_t>(spaces.size())});
+    F32 streamwise = newF32({withDirections ? rowsOut : 0, 3});
+    F32 spanwise = newF32({withDirections ? rowsOut : 0, 3});
+    py::array_t<std::int8_t> status(withStatus ? rowsOut : 0);
     float* out = values.mutable_data();
     P* sw = withDirections ? points(streamwise) : nullptr;
     P* sp = withDirections ? points(spanwise) : nullptr;
+    std::int8_t* st = withStatus ? status.mutable_data() : nullptr;
     {
       py::gil_scoped_release release;
-      forwardList(t, points(in), n, xyz, spaces.data(), spaces.size(), out, sw, sp, nullptr,
-                  threadCount(threads), false);
+      forwardList(t, points(in), n, xyz, spaces.data(), spaces.size(), out, sw, sp, st, th);
     }
-    if (withDirections) return py::make_tuple(values, streamwise, spanwise);
-    return std::move(values);
+    py::list result;
+    result.append(values);
+    if (withDirections) {
+      result.append(streamwise);
+      result.append(spanwise);
+    }
+    if (withStatus) result.append(status);
+    if (result.size() == 1) return std::move(values);
+    return py::tuple(result);
   };
   const std::string forwardDoc = std::string(R"doc(
-convert{FRAME}toSpace(space, p, threads=0) -> float or float32 (N,)
-convert{FRAME}toSpace(points, spaces, withDirections=False, threads=0)
-    -> float32 (N, len(spaces)), or (values, streamwise (N, 3), spanwise (N, 3))
+convert{FRAME}toSpace(space, p, withDirections=False, withStatus=False, threads=0)
+    -> float, or float32 (N,)
+convert{FRAME}toSpace(points, spaces, withDirections=False, withStatus=False, threads=0)
+    -> float32 (N, len(spaces))
+With directions or statuses a list gives the tuple (values[, streamwise (N, 3), spanwise (N, 3)]
+[, status int8 (N,)]).
 
 Values of spaces at points given in {FRAMEDOC}. The first form converts one point (a triplet, giving
 a float) or a list (N, 3) (giving float32 (N,)); the second converts a list into several spaces at
 once, one row per point and one column per space, locating each point once; withDirections adds the
 unit streamwise (increasing nm) and spanwise (towards the shroud) directions of the mesh cell in the
-(axial, radial) plane. Points outside the passage are extrapolated from the nearest cell.
+(axial, radial) plane; withStatus adds where each point lies (TurboTransform.location values, from
+the same location: no second search). Points outside the passage are extrapolated from the nearest
+cell.
 Raises NullPointerError before createBackgroundMesh, InternalError for a space out of range.
 )doc") + kThreadsDoc;
   auto docFor = [&](const char* frame, const char* frameDoc) {
@@ -288,17 +332,17 @@ Raises NullPointerError before createBackgroundMesh, InternalError for a space o
   };
   cls.def(
          "convertARTtoSpace",
-         [forward](const TT& t, py::handle a, py::handle b, bool withDirections, int threads) {
-           return forward(t, a, b, withDirections, threads, false);
-         },
-         py::arg("a"), py::arg("b"), py::arg("withDirections") = false, py::arg("threads") = 0,
+         [forward](const TT& t, py::handle a, py::handle b, bool withDirections, bool withStatus,
+                   int threads) { return forward(t, a, b, withDirections, withStatus, threads, false); },
+         py::arg("a"), py::arg("b"), py::arg("withDirections") = false,
+         py::arg("withStatus") = false, py::arg("threads") = 0,
          docFor("ART", "(axial, radial, theta in radians); theta does not change the value").c_str())
       .def(
           "convertXYZtoSpace",
-          [forward](const TT& t, py::handle a, py::handle b, bool withDirections, int threads) {
-            return forward(t, a, b, withDirections, threads, true);
-          },
-          py::arg("a"), py::arg("b"), py::arg("withDirections") = false, py::arg("threads") = 0,
+          [forward](const TT& t, py::handle a, py::handle b, bool withDirections, bool withStatus,
+                    int threads) { return forward(t, a, b, withDirections, withStatus, threads, true); },
+          py::arg("a"), py::arg("b"), py::arg("withDirections") = false,
+          py::arg("withStatus") = false, py::arg("threads") = 0,
           docFor("XYZ", "Cartesian (x, y, z), taken to (axial, radial) about the axis").c_str());
 
   cls.def(
@@ -314,9 +358,10 @@ Raises NullPointerError before createBackgroundMesh, InternalError for a space o
         const std::size_t n = rows(in);
         F32 out = newF32({static_cast<py::ssize_t>(n), 3});
         P* o = points(out);
+        const int th = threadCount(threads);
         {
           py::gil_scoped_release release;
-          forwardTNsList(t, s, points(in), n, o, threadCount(threads));
+          forwardTNsList(t, s, points(in), n, o, th);
         }
         return std::move(out);
       },
@@ -341,9 +386,10 @@ raise InternalError).
            const std::size_t n = rows(in);
            F32 out = newF32({static_cast<py::ssize_t>(n), 3});
            P* o = points(out);
+           const int th = threadCount(threads);
            {
              py::gil_scoped_release release;
-             inverseList(t, s, points(in), n, o, threadCount(threads));
+             inverseList(t, s, points(in), n, o, th);
            }
            return std::move(out);
          },

@@ -43,3 +43,6 @@ void replay(const std::string& target, int (*harness)(const std::uint8_t*, std::
 TEST(FuzzCorpus, pointFileInputsNeverCrashTheReader) { replay("pointfile", qorfuzz::pointFile); }
 TEST(FuzzCorpus, transformInputsNeverCrashSetUpMeshOrConversions) { replay("transform", qorfuzz::transform); }
 TEST(FuzzCorpus, segmenterInputsNeverCrashSetUpOrConversions) { replay("segmenter", qorfuzz::segmenter); }
+TEST(FuzzCorpus, savedTransformInputsNeverCrashTheLoaderOrWhatItLoads) {
+  replay("savedtransform", qorfuzz::savedTransform);
+}

@@ -76,6 +76,33 @@ def test_every_layout_of_a_list_converts_like_float32(duct):
     assert duct.convertARTtoSpaceTNs(T.nm, (1, 1.5, 0.3)) == pytest.approx((0.5, 0.3, 0.5), abs=1e-5)
 
 
+def test_threads_and_statuses_of_the_list_forms(duct):
+    """Every list form gives the same numbers for every thread count; statuses say which side."""
+    pts = np.tile(annulus().samples(9000, margin=0.3), (2, 1))
+    for convert in (lambda th: duct.convertARTtoSpace(pts, list(range(8)), True, True, threads=th),
+                    lambda th: duct.convertXYZtoSpace(T.nm, pts, withStatus=True, threads=th),
+                    lambda th: duct.convertARTtoSpaceTNs(T.nm, pts, threads=th),
+                    lambda th: duct.convertSpaceTNsToART(T.nm, pts[:, [0, 2, 1]] / 2, threads=th),
+                    lambda th: duct.locationStatus(pts, threads=th)):
+        one = convert(1)
+        for th in (2, 3, 0):
+            for a, b in zip(*(x if isinstance(x, tuple) else (x,) for x in (convert(th), one))):
+                np.testing.assert_array_equal(a, b)
+    with pytest.raises(ValueError, match="threads must be 0"):
+        duct.convertARTtoSpace(pts, [T.nm], threads=-1)
+    values, status = duct.convertARTtoSpace(pts, [T.nm, T.nspan], withStatus=True)
+    assert status.dtype == np.int8
+    np.testing.assert_array_equal(status, duct.locationStatus(pts))
+    # the duct: axial 0..2, radius 1..2; a corner point goes to the side it is furthest out of
+    cases = {(1, 1.5): T.inside, (1, 1): T.inside, (2, 2): T.inside, (1, 0.9): T.beyondHub,
+             (1, 2.1): T.beyondShroud, (-0.1, 1.5): T.beforeInlet, (2.1, 1.5): T.afterOutlet,
+             (-0.5, 2.1): T.beforeInlet, (2.1, 0.5): T.beyondHub}
+    for (a, r), where in cases.items():
+        assert duct.locationStatus((a, r, 0.3)) == where, (a, r)
+    inside = status == T.inside
+    assert ((values[inside] >= 0) & (values[inside] <= 1)).all() and 0 < inside.mean() < 1
+
+
 def test_a_copy_is_independent_of_its_source():
     t = bend().build(T.nonLinear, 2000)
     pts = bend().samples(500)

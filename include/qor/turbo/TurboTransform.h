@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -272,6 +273,53 @@ class QOR_API TurboTransform {
                           const TripletBase<float>& axisDirection);
   void exportFinalMeshToPostSurface(const std::string& name) const;
 
+  // ---- save and load -------------------------------------------------------------------------
+  /// Writes the whole state of the transform (settings, axis, boundary curves, background mesh and
+  /// fields) to a binary file, so that `load` restores a transform converting bit for bit like this
+  /// one. A transform never set up, or set up without a background mesh, is saved too. The file is
+  /// written beside its final name under a temporary name and renamed when complete: the named file
+  /// is either left as it was or holds the complete new contents.
+  ///
+  /// File format, version 1 (every field little-endian and of fixed width; f32/f64 are IEEE 754):
+  ///
+  ///     offset size  header
+  ///          0    8  magic: bytes 89 51 4F 52 54 54 0D 0A ("\x89QORTT\r\n")
+  ///          8    4  u32 file-format version (1); independent of the library version
+  ///         12    8  u64 payload length P in bytes
+  ///         20    8  u64 FNV-1a 64 hash of the P payload bytes
+  ///         28    P  payload:
+  ///     u8  geometry initialised (0 or 1)
+  ///     u8  mesh present (0 or 1)
+  ///     u8  fields marked computed: bit k for space k
+  ///     u8  reserved, 0
+  ///     i32 x 5   levels of the smoothed mesh, requested mesh size, curve point budget, and two
+  ///               settings carried for compatibility
+  ///     f32 x 9   axis point, axis direction, axial unit vector (XYZ)
+  ///     4 curves in the order hub, shroud, inlet, outlet, each: u32 n, then n x 3 f32 (A, R, theta)
+  ///     mesh, only when present: i32 icv, i32 jcv (cells in i and j, each >= 1), then
+  ///               (icv + 1) (jcv + 1) x 3 f32 nodes (axial, radial, 0), i-major with j fast
+  ///     8 fields in `space` order, each: u32 n, then n x f64; without a mesh n = 0, with one n is
+  ///               jcv + 1 for nspan (one per j line), icv + 1 for rnm (one per i row) and the
+  ///               node count for the others (i-major, j fast)
+  ///
+  /// The payload ends with the last field. The nearest-node search structures are not stored:
+  /// `load` rebuilds them from the nodes. The inverse cache is not stored either.
+  /// @throws data::invalid naming the file when it cannot be written (nothing is left behind)
+  void save(const std::string& fileName) const;
+  /// The same bytes written to `out` (which must be in binary mode).
+  /// @throws data::invalid naming "stream" when writing fails
+  void save(std::ostream& out) const;
+  /// Replaces the whole state of this transform by the one saved in `fileName` (see `save`).
+  /// The environment switch QOR_NO_QUADTREE of this object applies, not the saving one's.
+  /// @throws data::invalid naming the file and the fault when it cannot be opened, is truncated
+  ///         or has bytes after the payload, has a wrong magic or an unsupported version, fails its
+  ///         checksum or holds inconsistent sizes or flags; the transform is then unchanged.
+  void load(const std::string& fileName);
+  /// The same from a binary stream positioned at the start of a saved transform; reads exactly the
+  /// saved bytes, so further data may follow.
+  /// @throws data::invalid naming "stream", as for the file form; the transform is then unchanged.
+  void load(std::istream& in);
+
  private:
   // set-up (TurboTransformSetup.cpp)
   void setAxis(const TripletBase<float>& point, const TripletBase<float>& direction);
@@ -342,6 +390,10 @@ class QOR_API TurboTransform {
                                  double& best, int& bestIndex, bool& noneFound) const;
   void distanceFromFirstXY(const std::vector<TripletBase<float>>::iterator& first,
                            const std::vector<TripletBase<float>>::iterator& last) const;
+
+  // save and load (TurboTransformSaveLoad.cpp); `source` names the file or "stream" in errors.
+  void saveTo(std::ostream& out, const std::string& target) const;
+  void loadFrom(std::istream& in, const std::string& source, bool wholeInput);
 
   bool m_geometryInitialized = false;
   std::vector<std::string> m_curveNames;
