@@ -485,6 +485,10 @@ def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method
     if folded:
         raise InputError("the background mesh folds: the curves do not bound a passage about this "
                          "axis (check --axis-point and --axis-dir)")
+    s = meshSummary(t)
+    if not s["area"] > 1e-6 * float(((s["hi"] - s["lo"]) ** 2).sum()):
+        raise InputError("the passage has no area in the meridional plane of this axis (check "
+                         "--axis-point and --axis-dir)")
     return t
 
 
@@ -504,7 +508,7 @@ def meshSummary(t):
     edges = np.stack([np.linalg.norm(q - p, axis=-1) for p, q in ((a, b), (b, c), (c, d), (d, a))])
     with np.errstate(divide="ignore"):
         ratio = float((edges.max(0) / edges.min(0)).max())
-    return dict(ni=m.shape[0], nj=m.shape[1], hub=length(m[:, 0]), shroud=length(m[:, -1]),
+    return dict(ni=m.shape[0], nj=m.shape[1], area=float(np.abs(cross).sum()), hub=length(m[:, 0]), shroud=length(m[:, -1]),
                 inlet=length(m[0]), outlet=length(m[-1]), inverted=int(min((cross >= 0).sum(), (cross < 0).sum())),
                 minAngle=float(min(angle(a, b, d).min(), angle(b, c, a).min(), angle(c, d, b).min(),
                                    angle(d, a, c).min())),
