@@ -191,19 +191,25 @@ def outputExtension(data):
                      "structured and polygonal data)")
 
 
+def checkOutput(data, path):
+    """@throws InputError unless `path` has the extension of the data and its directory exists."""
+    ext = outputExtension(data)
+    if os.path.splitext(path)[1].lower() != ext:
+        raise InputError(f"{path}: the output of this input must be a {ext} file")
+    folder = os.path.dirname(os.path.abspath(path))
+    if not os.path.isdir(folder):
+        raise InputError(f"{path}: the directory {folder} does not exist")
+
+
 def writeMesh(data, path, progress=None):
     """Writes `data` as binary, compressed VTK XML to `path`, whose extension must match
     (`outputExtension`). The file (for .vtm also its directory of pieces, named after the file) is
     written under a temporary name and moved in place only when complete: on failure nothing is
     left behind and an existing output is untouched.
     @throws InputError for a mismatching extension, OSError when writing fails."""
-    ext = outputExtension(data)
-    if os.path.splitext(path)[1].lower() != ext:
-        raise InputError(f"{path}: the output of this input must be a {ext} file")
+    checkOutput(data, path)
     folder = os.path.dirname(os.path.abspath(path))
     stem, name = os.path.splitext(os.path.basename(path))[0], os.path.basename(path)
-    if not os.path.isdir(folder):
-        raise InputError(f"{path}: the directory {folder} does not exist")
     scratch = tempfile.mkdtemp(prefix="." + stem + ".", dir=folder)
     try:
         writer = next(w for cls, _, w in WRITERS if isinstance(data, cls))()
@@ -688,9 +694,9 @@ def annotateMain(argv):
         a = _options(argv)
         phases.begin("read")
         data = readMesh(a.input, phases.progress)
-        outputExtension(data)
-        if os.path.splitext(a.output)[1].lower() != outputExtension(data):
-            raise InputError(f"{a.output}: the output of this input must be a {outputExtension(data)} file")
+        checkOutput(data, a.output)
+        for _, ds in leaves(data):
+            points(ds)
         phases.end()
         phases.begin("passage")
         if a.passage:

@@ -13,7 +13,10 @@ from vtkmodules.util.numpy_support import numpy_to_vtk, numpy_to_vtkIdTypeArray,
 from vtkmodules.vtkCommonCore import vtkPoints
 from vtkmodules.vtkCommonDataModel import (vtkCellArray, vtkCompositeDataSet, vtkMultiBlockDataSet,
                                            vtkStructuredGrid, vtkUnstructuredGrid)
-from vtkmodules.vtkIOXML import vtkXMLMultiBlockDataWriter, vtkXMLUnstructuredGridWriter
+from vtkmodules.vtkFiltersGeometry import vtkGeometryFilter
+from vtkmodules.vtkIOLegacy import vtkUnstructuredGridWriter
+from vtkmodules.vtkIOXML import (vtkXMLMultiBlockDataWriter, vtkXMLPolyDataWriter,
+                                 vtkXMLUnstructuredGridWriter)
 
 import qor
 from qor import io
@@ -234,10 +237,32 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
                       ("SHROUD", edge(ids[:, -1])), ("INLET", edge(ids[0])),
                       ("OUTLET", edge(ids[-1])), ("EMPTY", grid(nodes, quads[:0], 9))]),
           tmp_path / "duct.vtm")
-    status, err = annotate(tmp_path / "duct.vtm", tmp_path / "good.vtm", *PATCHES)
-    assert status == 0, err
-    good = arrays(io.readMesh(str(tmp_path / "good.vtm")).GetBlock(0))
-    np.testing.assert_allclose(good["nspan"], r.ravel() - 1, atol=2e-5)
+    # Good runs: patches of a .vtm; legacy .vtk to .vtu and polygons .vtp to .vtp with curve files.
+    legacy = vtkUnstructuredGridWriter()
+    legacy.SetFileName(str(tmp_path / "duct.vtk"))
+    legacy.SetInputData(grid(nodes, quads, 9))
+    legacy.Write()
+    surface = vtkGeometryFilter()
+    surface.SetInputData(grid(nodes, quads, 9))
+    polygons = vtkXMLPolyDataWriter()
+    polygons.SetFileName(str(tmp_path / "duct.vtp"))
+    polygons.SetInputConnection(surface.GetOutputPort())
+    polygons.Write()
+    (tmp_path / "curves").mkdir()
+    for name, pts in (("hub", "0 1\n2 1\n"), ("shroud", "0 2\n2 2\n"), ("inlet", "0 1\n0 2\n"),
+                      ("outlet", "2 1\n2 2\n")):
+        (tmp_path / "curves" / (name + ".txt")).write_text(pts)
+    curves = ["--passage", tmp_path / "curves"]
+    for source, target, options, kind in (
+            ("duct.vtm", "good.vtm", PATCHES, "vtkUnstructuredGrid"),
+            ("duct.vtk", "good.vtu", curves, "vtkUnstructuredGrid"),
+            ("duct.vtp", "good.vtp", curves, "vtkPolyData")):
+        status, err = annotate(tmp_path / source, tmp_path / target, *options)
+        assert status == 0, err
+        out = next(ds for _, ds in io.leaves(io.readMesh(str(tmp_path / target))))
+        assert out.GetClassName() == kind
+        np.testing.assert_allclose(arrays(out)["nspan"], np.hypot(*io.points(out)[:, :2].T) - 1,
+                                   atol=2e-5)
     (tmp_path / "junk.vtu").write_text("not a mesh")
     (tmp_path / "junk.cgns").write_bytes(b"junk\0\1\2")
     (tmp_path / "mesh.stl").write_text("solid")
