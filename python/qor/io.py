@@ -533,18 +533,17 @@ def spaceIds(names):
     return ids
 
 
-def _toCartesian(vectors, xyz, axisPoint, u):
-    """(axial, radial, 0) components at Cartesian points to Cartesian vectors: radial along the
-    node's direction away from the axis (0 on the axis)."""
-    d = np.asarray(xyz, np.float64) - np.asarray(axisPoint, np.float64)
-    radial = d - (d @ u)[:, None] * u
-    norm = np.linalg.norm(radial, axis=1)
-    radial /= np.where(norm > 0, norm, 1.0)[:, None]
-    return (vectors[:, :1] * u + vectors[:, 1:2] * radial).astype(np.float32)
+def _radialUnit(xyz, axisPoint, u):
+    """Unit vectors (float32 (N, 3)) from the axis towards the points, 0 on the axis."""
+    d = np.asarray(xyz, np.float32) - np.asarray(axisPoint, np.float32)
+    d -= (d @ u)[:, None] * u
+    norm = np.sqrt(np.einsum("ij,ij->i", d, d))
+    d /= np.where(norm > 0, norm, 1)[:, None]
+    return d
 
 
 def _setArray(ds, name, values):
-    a = numpy_to_vtk(np.ascontiguousarray(values), deep=1)
+    a = numpy_to_vtk(np.ascontiguousarray(values), deep=0)  # keeps a reference to the numpy array
     a.SetName(name)
     pd = ds.GetPointData()
     pd.RemoveArray(name)
@@ -555,12 +554,14 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
              axisDirection=(0, 0, 1), progress=None, chunk=1 << 20):
     """Adds to every dataset of `data` the point arrays named after `spaces`, `location` (int8) and,
     with `directions`, the unit `streamwise` and `spanwise` vectors in (x, y, z). Existing arrays of
-    the same names are replaced. Returns (nodes, nodes outside the passage)."""
+    the same names are replaced. Returns (nodes, nodes outside the passage, seconds spent in the
+    library's conversions)."""
     ids = spaceIds(spaces)
-    u = unitAxis(axisDirection)
+    u = unitAxis(axisDirection).astype(np.float32)
     blocks = [(ds, points(ds)) for _, ds in leaves(data)]
     total = sum(len(p) for _, p in blocks)
     done = outside = 0
+    inLibrary = 0.0
     for ds, xyz in blocks:
         n = len(xyz)
         values = np.empty((n, len(ids)), np.float32)
@@ -569,12 +570,16 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
         sp = np.empty((n, 3), np.float32) if directions else None
         for s in range(0, n, chunk):
             part = xyz[s:s + chunk]
+            start = time.perf_counter()
             out = t.convertXYZtoSpace(part, ids, withDirections=directions, threads=threads,
                                       withStatus=True)
+            inLibrary += time.perf_counter() - start
             values[s:s + len(part)], status[s:s + len(part)] = out[0], out[-1]
-            if directions:
-                sw[s:s + len(part)] = _toCartesian(out[1], part, axisPoint, u)
-                sp[s:s + len(part)] = _toCartesian(out[2], part, axisPoint, u)
+            if directions:  # (axial, radial) components to (x, y, z) at each node
+                radial = _radialUnit(part, axisPoint, u)
+                for vectors, target in ((out[1], sw), (out[2], sp)):
+                    np.multiply(vectors[:, :1], u, out=target[s:s + len(part)])
+                    target[s:s + len(part)] += vectors[:, 1:2] * radial
             done += len(part)
             if progress is not None:
                 progress(done / max(total, 1))
@@ -584,8 +589,8 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
         if directions:
             _setArray(ds, "streamwise", sw)
             _setArray(ds, "spanwise", sp)
-        outside += int(np.count_nonzero(status != T.location.inside))
-    return total, outside
+        outside += int(np.count_nonzero(status != int(T.location.inside)))
+    return total, outside, inLibrary
 
 
 # ---- command line -----------------------------------------------------------------------------
@@ -723,10 +728,12 @@ def annotateMain(argv):
           f"  background mesh: {s['ni']} x {s['nj']} nodes ({a.method}, {a.meshSize} requested), "
           f"{s['inverted']} inverted cells, min angle {s['minAngle']:.1f} deg, "
           f"max edge ratio {s['maxRatio']:.1f}", file=err)
-    phases.begin("convert")
-    total, outside = annotate(data, t, a.spaceList, a.directions, a.threads, a.axisPoint,
-                              a.axisDirection, phases.progress)
+    phases.begin("coordinates")
+    total, outside, inLibrary = annotate(data, t, a.spaceList, a.directions, a.threads,
+                                         a.axisPoint, a.axisDirection, phases.progress)
     phases.end()
+    phases.times[-1:] = [("coordinates (library)", inLibrary),
+                         ("arrays", phases.times[-1][1] - inLibrary)]
     print(f"nodes outside the passage: {outside} of {total} ({100.0 * outside / max(total, 1):.2f} %)",
           file=err)
     phases.begin("write")
