@@ -109,6 +109,32 @@ def _fileKind(path):
     raise InputError(f"{path}: unknown file type '{ext}' (known: {known})")
 
 
+def _probeCGNS(path, head):
+    """The CGNS library ends the process when it cannot open a file: open it first in a child
+    process. @throws InputError with the library's message when that fails."""
+    if not (head.startswith(b"\x89HDF\r\n\x1a\n") or b"ADF" in head):
+        raise InputError(f"{path}: not a CGNS file (neither HDF5 nor ADF)")
+    read, write = os.pipe()
+    sys.stderr.flush()
+    child = os.fork()
+    if child == 0:  # pragma: no cover - runs in the child
+        try:
+            os.dup2(write, 1)
+            os.dup2(write, 2)
+            reader = vtkCGNSReader()
+            reader.SetFileName(path)
+            reader.UpdateInformation()
+        finally:
+            os._exit(0)
+    os.close(write)
+    with os.fdopen(read, "rb") as f:
+        text = f.read().decode(errors="replace")
+    _, status = os.waitpid(child, 0)
+    if status != 0:
+        lines = [s.strip() for s in text.splitlines() if s.strip()]
+        raise InputError(f"{path}: cannot read: {lines[-1] if lines else 'the CGNS library failed'}")
+
+
 def readMesh(path, progress=None):
     """Reads a mesh file through VTK's reader for its extension; returns a vtkDataObject (a
     vtkMultiBlockDataSet for .vtm, CGNS and Plot3D, with CGNS boundary patches loaded).
@@ -121,9 +147,8 @@ def readMesh(path, progress=None):
         raise InputError(f"{path}: cannot read: {e.strerror}") from None
     if not head:
         raise InputError(f"{path}: the file is empty")
-    if ext == ".cgns" and not (head.startswith(b"\x89HDF\r\n\x1a\n") or b"ADF" in head):
-        # The CGNS library ends the process on some malformed files: let only CGNS files through.
-        raise InputError(f"{path}: not a CGNS file (neither HDF5 nor ADF)")
+    if ext == ".cgns":
+        _probeCGNS(path, head)
     if ext in PLOT3D:
         reader = vtkMultiBlockPLOT3DReader()
         reader.SetXYZFileName(path)
@@ -710,7 +735,13 @@ def annotateMain(argv):
             if not isinstance(data, vtkMultiBlockDataSet):
                 raise InputError(f"{a.input}: a single dataset has no boundary patches: use --passage "
                                  "or a multiblock / CGNS input")
-            passage = passageFromPatches(data, a.patches, a.axisPoint, a.axisDirection)
+            try:
+                passage = passageFromPatches(data, a.patches, a.axisPoint, a.axisDirection)
+            except InputError as e:
+                if a.input.lower().endswith(".cgns") and str(e).startswith("no patch named"):
+                    raise InputError(f"{e} (VTK's CGNS reader loads family-specified boundary "
+                                     "conditions only)") from None
+                raise
         phases.end()
         phases.begin("mesh")
         t = buildTransform(passage, a.axisPoint, a.axisDirection,

@@ -265,12 +265,14 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
                                    atol=2e-5)
     (tmp_path / "junk.vtu").write_text("not a mesh")
     (tmp_path / "junk.cgns").write_bytes(b"junk\0\1\2")
+    (tmp_path / "broken.cgns").write_bytes(b"\x89HDF\r\n\x1a\n" + bytes(100))  # the CGNS library exits
     (tmp_path / "mesh.stl").write_text("solid")
     folding = PATCHES[:2] + ["--shroud", "INLET", "--inlet", "SHROUD"] + PATCHES[6:]
     cases = [
         (["missing.vtu", "out.vtu", "--passage", "."], "missing.vtu"),
         (["junk.vtu", "out.vtu", "--passage", "."], "cannot read"),
         (["junk.cgns", "out.vtm", *PATCHES], "not a CGNS file"),
+        (["broken.cgns", "out.vtm", *PATCHES], "broken.cgns: cannot read: cgio_file_open"),
         (["mesh.stl", "out.vtu", *PATCHES], "unknown file type"),
         (["duct.vtm", "out.vtm", *PATCHES[:2], "--shroud", "CASING", *PATCHES[4:]],
          "no patch named 'CASING'; the input has: EMPTY, HUB, INLET, OUTLET, SHROUD, duct"),
