@@ -30,7 +30,7 @@ py::object segmentCall(py::handle p, const char* name, int threads, One one, Man
   F32 in = pointList(a, name);
   const std::size_t n = rows(in);
   F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-  P* o = points(out);
+  P* o = outPoints(out);
   const P* i = points(in);
   threadCount(threads);
   {
