@@ -120,7 +120,8 @@ one-entry cache); copy.copy gives a cheap copy that shares the mesh search struc
   py::implicitly_convertible<int, TT::BMmethod>();
 
   cls.def(py::init<>(), "An empty transform (axis through the origin along z).")
-      .def("__copy__", [](const TT& t) { return TT(t); })
+      .def("__copy__", [](const TT& t) { return TT(t); },
+           "A copy: curves, fields and settings copied; the immutable mesh search structures shared.")
       .def("__deepcopy__", [](const TT& t, py::dict) { return TT(t); }, py::arg("memo"),
            "A copy: curves, fields and settings copied; the immutable mesh search structures shared.");
 
@@ -218,10 +219,12 @@ Raises InvalidDataError for a bad curve or axis, InternalError when hub and shro
           "The axis as (point, unit direction), Cartesian.")
       .def("setCurveOptimizedSize", &TT::setCurveOptimizedSize, py::arg("size"),
            "Number of points each boundary curve is reduced to at set-up (default 300).")
-      .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize)
+      .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize,
+           "Number of points each boundary curve is reduced to.")
       .def("setNumberOfLevelsforBM", &TT::setNumberOfLevelsforBM, py::arg("levels"),
            "Smoothing levels of the nonLinear background mesh (default 3; lowered for small meshes).")
-      .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM)
+      .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM,
+           "Smoothing levels of the nonLinear background mesh.")
       .def("setBackgroundMeshSize", py::overload_cast<int>(&TT::setBackgroundMeshSize),
            py::arg("size"), "Requested number of background-mesh nodes (default 2000).")
       .def("getRequestedBackgroundMeshSize",
