@@ -94,7 +94,7 @@ F64 newF64(std::vector<py::ssize_t> shape) { return F64(std::move(shape)); }
 
 F32 toArray(const std::vector<P>& pts) {
   F32 out = newF32({static_cast<py::ssize_t>(pts.size()), 3});
-  if (!pts.empty()) std::copy(pts.begin(), pts.end(), points(out));
+  if (!pts.empty()) std::copy(pts.begin(), pts.end(), outPoints(out));
   return out;
 }
 

@@ -56,7 +56,7 @@ inline std::size_t rows(const py::array& a) { return static_cast<std::size_t>(a.
 /// New C-ordered arrays of the given shape (made with the GIL held).
 F32 newF32(std::vector<py::ssize_t> shape);
 F64 newF64(std::vector<py::ssize_t> shape);
-inline P* points(F32& a) { return reinterpret_cast<P*>(a.mutable_data()); }
+inline P* outPoints(F32& a) { return reinterpret_cast<P*>(a.mutable_data()); }
 
 /// A triplet out as a tuple of three Python floats.
 template <typename T>

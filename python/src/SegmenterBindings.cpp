@@ -30,7 +30,7 @@ py::object segmentCall(py::handle p, const char* name, int threads, One one, Man
   F32 in = pointList(a, name);
   const std::size_t n = rows(in);
   F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-  P* o = points(out);
+  P* o = outPoints(out);
   const P* i = points(in);
   threadCount(threads);
   {
@@ -74,14 +74,15 @@ segmenter keeps its transform alive; the transform must keep its background mesh
           "Attaches to a transform whose background mesh exists (kept alive by the segmenter).\n"
           "Raises NullPointerError for None or a transform without a background mesh.")
       .def("__copy__",
-           [](py::object self) {
+           [](py::object self) -> py::object {
              const Seg& s = self.cast<const Seg&>();
              py::object copy = py::cast(Seg(s));
              py::object transform =
                  py::cast(s.getTurboTransform(), py::return_value_policy::reference);
              py::detail::keep_alive_impl(copy, transform);
              return copy;
-           })
+           },
+           "A copy of the segmenter on the same transform (the transform is shared, not copied).")
       .def("__deepcopy__",
            [](py::object self, py::dict) { return self.attr("__copy__")(); }, py::arg("memo"),
            "A copy of the segmenter on the same transform (the transform is shared, not copied).")
@@ -139,13 +140,17 @@ clean: one bool per curve, or one for all: reorder the points and drop repeated 
           [](const Seg& s, int id) { return toArray(s.getInternalBoundaryEast(id)); },
           py::arg("segmentId"), "East boundary line of a segment, float32 (M, 3), hub to shroud.")
       .def("getFirstSegmenInternalBoundaryWest",
-           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryWest()); })
+           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryWest()); },
+           "West boundary line of the first segment, float32 (M, 3) of (axial, radial, 0).")
       .def("getFirstSegmenInternalBoundaryEast",
-           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryEast()); })
+           [](const Seg& s) { return toArray(s.getFirstSegmenInternalBoundaryEast()); },
+           "East boundary line of the first segment, float32 (M, 3) of (axial, radial, 0).")
       .def("getLastSegmenInternalBoundaryWest",
-           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryWest()); })
+           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryWest()); },
+           "West boundary line of the last segment, float32 (M, 3) of (axial, radial, 0).")
       .def("getLastSegmenInternalBoundaryEast",
-           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryEast()); })
+           [](const Seg& s) { return toArray(s.getLastSegmenInternalBoundaryEast()); },
+           "East boundary line of the last segment, float32 (M, 3) of (axial, radial, 0).")
       .def(
           "getSegmentInternalBoundarySouth",
           [](const Seg& s, int id) {

@@ -5,6 +5,7 @@
 #include <pybind11/stl.h>
 
 #include <cstdint>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,20 @@ const char* const kThreadsDoc =
     "threads: 1 = the calling thread only, 0 = every hardware thread (the default), n = n threads; "
     "lists shorter than a few thousand points per thread stay on the calling thread. Results do "
     "not depend on it.";
+
+// A file name from a str or an os.PathLike.
+std::string pathArg(py::handle obj) {
+  return py::str(py::module_::import("os").attr("fspath")(obj)).cast<std::string>();
+}
+
+py::bytes stateOf(const TT& t) {
+  std::ostringstream out(std::ios::binary);
+  {
+    py::gil_scoped_release release;
+    t.save(out);
+  }
+  return py::bytes(out.str());
+}
 
 std::vector<TT::space> spaceList(const py::handle& obj) {
   if (py::isinstance<py::str>(obj)) {
@@ -105,9 +120,57 @@ one-entry cache); copy.copy gives a cheap copy that shares the mesh search struc
   py::implicitly_convertible<int, TT::BMmethod>();
 
   cls.def(py::init<>(), "An empty transform (axis through the origin along z).")
-      .def("__copy__", [](const TT& t) { return TT(t); })
+      .def("__copy__", [](const TT& t) { return TT(t); },
+           "A copy: curves, fields and settings copied; the immutable mesh search structures shared.")
       .def("__deepcopy__", [](const TT& t, py::dict) { return TT(t); }, py::arg("memo"),
            "A copy: curves, fields and settings copied; the immutable mesh search structures shared.");
+
+  // ---- save and load ------------------------------------------------------------------------
+  cls.def(
+         "save",
+         [](const TT& t, py::handle path) {
+           const std::string name = pathArg(path);
+           py::gil_scoped_release release;
+           t.save(name);
+         },
+         py::arg("path"),
+         R"doc(Writes the whole state (curves, settings, mesh, fields) to `path` in the library's
+versioned, checksummed binary format; the file is written completely or not at all.)doc")
+      .def(
+          "load",
+          [](TT& t, py::handle path) {
+            const std::string name = pathArg(path);
+            py::gil_scoped_release release;
+            t.load(name);
+          },
+          py::arg("path"),
+          R"doc(Replaces the whole state by the one saved in `path`; the loaded transform converts bit
+for bit like the saved one. A damaged or unreadable file raises InvalidDataError naming the file and
+the problem, and leaves this transform unchanged.)doc")
+      .def_static(
+          "fromFile",
+          [](py::handle path) {
+            const std::string name = pathArg(path);
+            TT t;
+            {
+              py::gil_scoped_release release;
+              t.load(name);
+            }
+            return t;
+          },
+          py::arg("path"), "A new transform loaded from `path` (see load).")
+      .def(py::pickle(
+          [](const TT& t) { return stateOf(t); },
+          [](const py::bytes& state) {
+            const std::string bytes = state;
+            std::istringstream in(bytes, std::ios::binary);
+            TT t;
+            {
+              py::gil_scoped_release release;
+              t.load(in);
+            }
+            return t;
+          }));
 
   // ---- set-up -------------------------------------------------------------------------------
   cls.def(
@@ -156,10 +219,12 @@ Raises InvalidDataError for a bad curve or axis, InternalError when hub and shro
           "The axis as (point, unit direction), Cartesian.")
       .def("setCurveOptimizedSize", &TT::setCurveOptimizedSize, py::arg("size"),
            "Number of points each boundary curve is reduced to at set-up (default 300).")
-      .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize)
+      .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize,
+           "Number of points each boundary curve is reduced to.")
       .def("setNumberOfLevelsforBM", &TT::setNumberOfLevelsforBM, py::arg("levels"),
            "Smoothing levels of the nonLinear background mesh (default 3; lowered for small meshes).")
-      .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM)
+      .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM,
+           "Smoothing levels of the nonLinear background mesh.")
       .def("setBackgroundMeshSize", py::overload_cast<int>(&TT::setBackgroundMeshSize),
            py::arg("size"), "Requested number of background-mesh nodes (default 2000).")
       .def("getRequestedBackgroundMeshSize",
@@ -290,8 +355,8 @@ convertXYZtoSpace(..., withStatus=True).
     F32 spanwise = newF32({withDirections ? rowsOut : 0, 3});
     py::array_t<std::int8_t> status(withStatus ? rowsOut : 0);
     float* out = values.mutable_data();
-    P* sw = withDirections ? points(streamwise) : nullptr;
-    P* sp = withDirections ? points(spanwise) : nullptr;
+    P* sw = withDirections ? outPoints(streamwise) : nullptr;
+    P* sp = withDirections ? outPoints(spanwise) : nullptr;
     std::int8_t* st = withStatus ? status.mutable_data() : nullptr;
     {
       py::gil_scoped_release release;
@@ -357,7 +422,7 @@ Raises NullPointerError before createBackgroundMesh, InternalError for a space o
         F32 in = pointList(a, "p");
         const std::size_t n = rows(in);
         F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-        P* o = points(out);
+        P* o = outPoints(out);
         const int th = threadCount(threads);
         {
           py::gil_scoped_release release;
@@ -385,7 +450,7 @@ raise InternalError).
            F32 in = pointList(a, "p");
            const std::size_t n = rows(in);
            F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-           P* o = points(out);
+           P* o = outPoints(out);
            const int th = threadCount(threads);
            {
              py::gil_scoped_release release;

@@ -63,7 +63,10 @@ def test_every_layout_of_a_list_converts_like_float32(duct):
     assert ref.dtype == np.float32 and ref.shape == (1000, 2)
     wide = np.zeros((1000, 6))
     wide[:, ::2] = pts
-    for layout in (pts.astype(np.float64), np.asfortranarray(pts), wide[:, ::2], pts.tolist()):
+    readOnly = pts.copy()
+    readOnly.flags.writeable = False
+    for layout in (pts.astype(np.float64), np.asfortranarray(pts), wide[:, ::2], pts.tolist(),
+                   readOnly):
         np.testing.assert_array_equal(duct.convertARTtoSpace(layout, [T.nm, T.nspan]), ref)
     assert duct.convertARTtoSpace(np.zeros((0, 3)), [T.nm]).shape == (0, 1)
     # spaces are class attributes with the library's numbers, and plain numbers are accepted
