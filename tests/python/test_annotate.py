@@ -208,11 +208,12 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
         assert ("ispatch" in [ds.GetFieldData().GetArrayName(k)
                               for k in range(ds.GetFieldData().GetNumberOfArrays())])
 
-    # The Plot3D grid itself, passage from curve files: two structured blocks out.
+    # The Plot3D grid itself with a shorter passage (axial 0.5 .. 2) from curve files: two
+    # structured blocks out, the nodes before and after the passage marked.
     curves = tmp_path / "curves"
     curves.mkdir()
-    for name, pts in (("hub", "0 1\n2.5 1\n"), ("shroud", "0 1.5\n2.5 1.5\n"),
-                      ("inlet", "0 1\n0 1.5\n"), ("outlet", "2.5 1\n2.5 1.5\n")):
+    for name, pts in (("hub", "0.5 1\n2 1\n"), ("shroud", "0.5 1.5\n2 1.5\n"),
+                      ("inlet", "0.5 1\n0.5 1.5\n"), ("outlet", "2 1\n2 1.5\n")):
         (curves / (name + ".txt")).write_text(pts)
     status, err = annotate(tmp_path / "rows.xyz", tmp_path / "p3d.vtm", "--passage", curves, *AXIS,
                            "--spaces", "nm,nspan")
@@ -224,6 +225,12 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
         a = arrays(ds)
         assert set(a) == {"nm", "nspan", "location"}
         np.testing.assert_allclose(a["nspan"], span, atol=2e-5, rtol=0)
+        axial = nm * 2.5
+        np.testing.assert_allclose(a["nm"], (axial - 0.5) / 1.5, atol=2e-5, rtol=0)
+        clear = (np.abs(axial - 0.5) > 1e-3) & (np.abs(axial - 2) > 1e-3) & (np.abs(span - 0.5) < 0.49)
+        expected = np.where(axial < 0.5, T.location.beforeInlet,
+                            np.where(axial > 2, T.location.afterOutlet, T.location.inside))
+        np.testing.assert_array_equal(a["location"][clear], expected[clear].astype(np.int8))
 
 
 def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
