@@ -59,10 +59,6 @@ from ._qor import TurboTransform
 
 T = TurboTransform
 
-# VTK's messages go to a string instead of the terminal; errors reach us through observers.
-vtkOutputWindow.SetInstance(vtkStringOutputWindow())
-vtkLogger.SetStderrVerbosity(vtkLogger.VERBOSITY_OFF)
-
 DEFAULT_SPACES = ("nspan", "nm", "mprime", "rnm")
 PLOT3D = (".xyz", ".x", ".g", ".grd")
 READERS = {".vtu": vtkXMLUnstructuredGridReader, ".vts": vtkXMLStructuredGridReader,
@@ -716,6 +712,9 @@ def annotateMain(argv):
     """``python3 -m qor annotate``: returns 0, 2 for bad input (one line on stderr, nothing
     written) or 1 when writing fails."""
     err = sys.stderr
+    # VTK's own messages go to a string instead of the terminal: errors reach us through observers.
+    vtkOutputWindow.SetInstance(vtkStringOutputWindow())
+    vtkLogger.SetStderrVerbosity(vtkLogger.VERBOSITY_OFF)
     if any(h in argv for h in ("-h", "--help")):
         _parser().print_help()
         return 0
