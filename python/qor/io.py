@@ -554,13 +554,22 @@ def spaceIds(names):
     return ids
 
 
-def _radialUnit(xyz, axisPoint, u):
-    """Unit vectors (float32 (N, 3)) from the axis towards the points, 0 on the axis."""
-    d = np.asarray(xyz, np.float32) - np.asarray(axisPoint, np.float32)
-    d -= (d @ u)[:, None] * u
-    norm = np.sqrt(np.einsum("ij,ij->i", d, d))
-    d /= np.where(norm > 0, norm, 1)[:, None]
-    return d
+def _toCartesian(part, axisPoint, u, pairs):
+    """Writes each (axial, radial, 0) vector list of `pairs` [(vectors, target)] into its target as
+    (x, y, z) at the Cartesian points `part`: radial along the node's direction away from the axis
+    (none on the axis). Column by column: numpy is slow on rows of three."""
+    d = [np.asarray(part[:, c], np.float32) - np.float32(axisPoint[c]) for c in range(3)]
+    axial = d[0] * u[0] + d[1] * u[1] + d[2] * u[2]
+    radial = [d[c] - axial * u[c] for c in range(3)]
+    norm = np.sqrt(radial[0] * radial[0] + radial[1] * radial[1] + radial[2] * radial[2])
+    norm[norm == 0] = 1
+    for c in range(3):
+        radial[c] /= norm
+    for vectors, target in pairs:
+        along, out = vectors[:, 0], vectors[:, 1]
+        for c in range(3):
+            np.multiply(along, u[c], out=target[:, c])
+            target[:, c] += out * radial[c]
 
 
 def _setArray(ds, name, values):
@@ -596,11 +605,9 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
                                       withStatus=True)
             inLibrary += time.perf_counter() - start
             values[s:s + len(part)], status[s:s + len(part)] = out[0], out[-1]
-            if directions:  # (axial, radial) components to (x, y, z) at each node
-                radial = _radialUnit(part, axisPoint, u)
-                for vectors, target in ((out[1], sw), (out[2], sp)):
-                    np.multiply(vectors[:, :1], u, out=target[s:s + len(part)])
-                    target[s:s + len(part)] += vectors[:, 1:2] * radial
+            if directions:
+                _toCartesian(part, axisPoint, u, ((out[1], sw[s:s + len(part)]),
+                                                  (out[2], sp[s:s + len(part)])))
             done += len(part)
             if progress is not None:
                 progress(done / max(total, 1))
