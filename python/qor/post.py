@@ -23,8 +23,9 @@ Conventions:
   the unit axis direction and e1 the unit projection of the x axis on the plane normal to a (the
   y axis when a is along x). For the z axis this is atan2(y, x).
 - A point belongs to the grid when its normalised coordinates nm and nspan both lie in [0, 1]
-  (a point outside the passage converts to values beyond that range); the others are counted in
-  `outside` and left out. NaN coordinates are outside too. NaN field values are not filtered:
+  widened by `tolerance` (1e-4; the round-off of nodes on the passage's edges); a point outside
+  the passage converts to values beyond that range. The others are counted in `outside` and left
+  out. NaN coordinates are outside too. NaN field values are not filtered:
   they make the mean of their bin NaN.
 - Weights are one non-negative number per point: none (every point counts 1), an area or a volume
   (the cell volume or face area attached to the point), or a mass flux computed by
@@ -285,9 +286,16 @@ def _binStats(index, nbins, values, weights):
     return mean, wsum, count
 
 
-def _regularIndex(u, v, nu, nv):
-    """Flattened bin index u-major of points with u, v in [0, 1]; -1 outside."""
-    inside = (u >= 0) & (u <= 1) & (v >= 0) & (v <= 1)  # NaN compares False: outside
+def _inside(u, v, tol):
+    """u, v in [-tol, 1 + tol] (NaN compares False: outside)."""
+    return (u >= -tol) & (u <= 1 + tol) & (v >= -tol) & (v <= 1 + tol)
+
+
+def _regularIndex(u, v, nu, nv, tol):
+    """Flattened bin index (u-major) of points with u, v in [-tol, 1 + tol], those within `tol`
+    outside [0, 1] going to the edge bins (truncation towards 0 sends small negatives to bin 0);
+    and the mask of those points."""
+    inside = _inside(u, v, tol)
     i = np.minimum((u * nu).astype(np.int64, copy=False), nu - 1) if nu > 1 else np.zeros(len(u), np.int64)
     j = np.minimum((v * nv).astype(np.int64, copy=False), nv - 1) if nv > 1 else np.zeros(len(u), np.int64)
     return inside, i * nv + j
@@ -310,11 +318,12 @@ def _meshNodes(transform):
     return mesh, nodeNm, np.asarray(transform.getNSpanValues(), np.float64)
 
 
-def _meshIndex(u, v, nodeNm, nodeNspan):
+def _meshIndex(u, v, nodeNm, nodeNspan, tol):
     """Flattened (i, j) index of the mesh node nearest in (nm, nspan): j by the nearest nspan
     line, then i by the nearest nm along that line."""
     ni, nj = nodeNm.shape
-    inside = (u >= 0) & (u <= 1) & (v >= 0) & (v <= 1)
+    inside = _inside(u, v, tol)
+    u = np.clip(u, 0.0, 1.0)
     jEdges = 0.5 * (nodeNspan[1:] + nodeNspan[:-1])
     j = np.searchsorted(jEdges, v)
     # Node nm midpoints of every line, offset by 2 j so that one sorted array serves all lines.
@@ -368,7 +377,7 @@ def _corners(c):
 
 def circumferentialAverage(points, fields, *, transform=None, coordinates=None, weights=None,
                            nm: int = 100, nspan: int = 50, onMesh: bool = False, axis=None,
-                           threads: int = 0) -> Average:
+                           tolerance: float = 1e-4, threads: int = 0) -> Average:
     """Averages point values around the circumference onto a grid of the meridional plane.
 
     points: (N, 3) Cartesian points (may be None when `coordinates` is given and `transform` is
@@ -381,6 +390,9 @@ def circumferentialAverage(points, fields, *, transform=None, coordinates=None, 
     nm, nspan: the regular grid: nm bins of width 1/nm along the passage, nspan bins hub to shroud
     onMesh: average onto the transform's background-mesh nodes instead: each point goes to the
         node nearest in (nm, nspan) (first the nearest span line, then the nearest nm along it)
+    tolerance: points whose nm or nspan lies outside [0, 1] by at most this much (round-off of
+        nodes on the hub, shroud, inlet or outlet) count in the edge bins; beyond it they are
+        outside
     Returns an `Average`. Without a transform the bin centres are placed at the mean (axial,
     radius) of their points about `axis` (empty bins filled by linear inter/extrapolation of
     their neighbours), and the outline is the edge of that grid: an approximation.
@@ -403,11 +415,11 @@ def circumferentialAverage(points, fields, *, transform=None, coordinates=None, 
     if onMesh:
         mesh, nodeNm, nodeNspan = _meshNodes(transform)
         ni, nj = nodeNm.shape
-        inside, index = _meshIndex(u, v, nodeNm, nodeNspan)
+        inside, index = _meshIndex(u, v, nodeNm, nodeNspan, tolerance)
         gridNm, gridNspan = nodeNm, np.broadcast_to(nodeNspan, (ni, nj)).copy()
     else:
         ni, nj = int(nm), int(nspan)
-        inside, index = _regularIndex(u, v, ni, nj)
+        inside, index = _regularIndex(u, v, ni, nj, tolerance)
         nmEdges, nspanEdges = np.linspace(0.0, 1.0, ni + 1), np.linspace(0.0, 1.0, nj + 1)
         gridNm, gridNspan = np.meshgrid(0.5 * (nmEdges[1:] + nmEdges[:-1]),
                                         0.5 * (nspanEdges[1:] + nspanEdges[:-1]), indexing="ij")
@@ -460,7 +472,7 @@ def _profileFromGrid(avg: Average, along, station):
 
 
 def _profile(along, source, fields, station, bins, band, transform, coordinates, weights,
-             threads):
+             tolerance, threads):
     if isinstance(source, Average):
         return _profileFromGrid(source, along, station)
     if not 0.0 <= station <= 1.0:
@@ -474,8 +486,8 @@ def _profile(along, source, fields, station, bins, band, transform, coordinates,
     w = _weights(weights, n)
     fixed, free = (coords[:, 0], coords[:, 1]) if along == "nspan" else (coords[:, 1], coords[:, 0])
     # The band is cut in the fixed coordinate; the profile bins run over [0, 1] in the other.
-    near = np.abs(fixed - station) <= band
-    inside, index = _regularIndex(free, np.zeros_like(free), bins, 1)
+    near = (np.abs(fixed - station) <= band) & (fixed >= -tolerance) & (fixed <= 1 + tolerance)
+    inside, index = _regularIndex(free, np.zeros_like(free), bins, 1, tolerance)
     index, values, w = _select(near & inside, index, values, w)
     mean, wsum, count = _binStats(index, bins, values, w)
     edges = np.linspace(0.0, 1.0, bins + 1)
@@ -483,24 +495,26 @@ def _profile(along, source, fields, station, bins, band, transform, coordinates,
 
 
 def spanwiseProfile(source, fields=None, *, nm: float, bins: int = 50, band: float = 0.01,
-                    transform=None, coordinates=None, weights=None, threads=0) -> Profile:
+                    transform=None, coordinates=None, weights=None, tolerance=1e-4,
+                    threads=0) -> Profile:
     """Spanwise profile (hub to shroud) at the streamwise station `nm` in [0, 1].
 
     From an `Average`: for every span line of the grid, the bin (or node) nearest to `nm`.
     From points (Cartesian (N, 3), with `fields` and the transform or `coordinates` as in
-    `circumferentialAverage`): the points with |nm - station| <= `band`, averaged in `bins`
-    regular nspan bins (weights honoured, empty bins NaN).
+    `circumferentialAverage`): the points with |nm - station| <= `band` (and inside the passage),
+    averaged in `bins` regular nspan bins (weights honoured, empty bins NaN).
     """
     return _profile("nspan", source, fields, nm, bins, band, transform, coordinates, weights,
-                    threads)
+                    tolerance, threads)
 
 
 def streamwiseProfile(source, fields=None, *, nspan: float, bins: int = 100, band: float = 0.01,
-                      transform=None, coordinates=None, weights=None, threads=0) -> Profile:
+                      transform=None, coordinates=None, weights=None, tolerance=1e-4,
+                      threads=0) -> Profile:
     """Streamwise profile (inlet to outlet, in nm) at the span `nspan` in [0, 1]; as
     `spanwiseProfile` with the roles of nm and nspan exchanged."""
     return _profile("nm", source, fields, nspan, bins, band, transform, coordinates, weights,
-                    threads)
+                    tolerance, threads)
 
 
 # --------------------------------------------------------------------------------------------
@@ -508,7 +522,7 @@ def streamwiseProfile(source, fields=None, *, nspan: float, bins: int = 100, ban
 
 
 def bladeToBlade(points, fields, *, nspan: float, band: float = 0.01, transform=None,
-                 coordinates=None, axis=None, threads=0) -> BladeToBlade:
+                 coordinates=None, axis=None, tolerance=1e-4, threads=0) -> BladeToBlade:
     """The points within `band` of the span surface `nspan` (|nspan_p - nspan| <= band),
     unwrapped to (m', theta): m' the library's `mprime` (dimensionless, ds / r summed from the
     inlet along the span line), theta the angle about the axis, so that angles in the (m', theta)
@@ -535,7 +549,7 @@ def bladeToBlade(points, fields, *, nspan: float, band: float = 0.01, transform=
         raise ValueError(f"points has {len(points)} rows; the coordinates have {len(coords)}")
     near = np.abs(coords[:, 0] - nspan) <= band
     if coords.shape[1] == 3:  # beyond the inlet or the outlet: not on the span surface
-        near &= (coords[:, 2] >= 0) & (coords[:, 2] <= 1)
+        near &= (coords[:, 2] >= -tolerance) & (coords[:, 2] <= 1 + tolerance)
     index = np.flatnonzero(near)
     _, _, theta = cylindrical(points[index], transform=transform, axis=axis)
     if len(theta):
@@ -751,7 +765,7 @@ def _fileMassFlux(points, nm, nspan, density, velocity, axis, bins):
     length = np.hypot(dA, dR)
     length[length == 0] = 1.0
     sA, sR = (dA / length).ravel(), (dR / length).ravel()
-    inside, index = _regularIndex(coords[:, 0], coords[:, 1], bins[0], bins[1])
+    inside, index = _regularIndex(coords[:, 0], coords[:, 1], bins[0], bins[1], 1e-4)
     index = np.where(inside, index, 0)
     o, a, _, _ = _axis(None, axis)
     d = np.asarray(points, np.float64) - o
@@ -799,7 +813,7 @@ def averageMain(argv) -> int:
                              avg.mean.reshape(-1, len(avg.names))])
     header = ",".join(["nm", "nspan", "axial", "radius", "count", "weight"] + avg.names)
     np.savetxt(prefix + "-average.csv", table, delimiter=",", header=header, comments="",
-               fmt="%.9g")
+               fmt="%.17g")
     written = [prefix + "-average.csv"]
     print(f"{len(points)} points, {avg.outside} outside the passage, "
           f"{int((avg.count == 0).sum())} of {avg.count.size} bins empty")
