@@ -116,6 +116,7 @@ class Profile:
 
     coordinate: (n,) bin centres (or grid coordinates) along the profile
     mean: (n, k); weight, count: (n,); names as in `Average` (`prof[name]` is (n,))
+    source: "grid" (taken from an `Average`) or "points, band b"
     """
     along: str
     station: float
@@ -124,6 +125,7 @@ class Profile:
     weight: np.ndarray
     count: np.ndarray
     names: List[str]
+    source: str = "points"
 
     def __getitem__(self, key: Union[int, str]) -> np.ndarray:
         return self.mean[:, Average._index(self, key)]
@@ -468,7 +470,7 @@ def _profileFromGrid(avg: Average, along, station):
         at = (rows, pick)
         coordinate = avg.nm[at]
     return Profile(along, float(station), coordinate, avg.mean[at], avg.weight[at], avg.count[at],
-                   list(avg.names))
+                   list(avg.names), "grid")
 
 
 def _profile(along, source, fields, station, bins, band, transform, coordinates, weights,
@@ -491,7 +493,8 @@ def _profile(along, source, fields, station, bins, band, transform, coordinates,
     index, values, w = _select(near & inside, index, values, w)
     mean, wsum, count = _binStats(index, bins, values, w)
     edges = np.linspace(0.0, 1.0, bins + 1)
-    return Profile(along, float(station), 0.5 * (edges[1:] + edges[:-1]), mean, wsum, count, names)
+    return Profile(along, float(station), 0.5 * (edges[1:] + edges[:-1]), mean, wsum, count, names,
+                   f"points, band {band:.3g}")
 
 
 def spanwiseProfile(source, fields=None, *, nm: float, bins: int = 50, band: float = 0.01,
@@ -586,7 +589,9 @@ def plotMeridional(avg: Average, key: Union[int, str] = 0, path: str = "meridion
                              cmap="viridis")
     else:
         mesh = ax.contourf(avg.axial, avg.radius, values, levels=levels, cmap="viridis")
-    if values.count() > 3 and np.ptp(values.compressed()) > 0:
+    data = values.compressed()
+    # Iso-lines only for a field that varies beyond round-off.
+    if data.size > 3 and np.ptp(data) > 1e-6 * np.abs(data).max():
         lines = ax.contour(avg.axial, avg.radius, values, levels=levels, colors="k",
                            linewidths=0.5)
         ax.clabel(lines, fontsize=7, fmt="%.3g")
@@ -613,12 +618,14 @@ def plotProfile(profiles: Union[Profile, Sequence[Profile]], key: Union[int, str
     profiles = [profiles] if isinstance(profiles, Profile) else list(profiles)
     fig, ax = plt.subplots(figsize=(5, 5) if profiles[0].along == "nspan" else (7, 4))
     for p in profiles:
-        label = f"{'nm' if p.along == 'nspan' else 'nspan'} = {p.station:.3g}"
+        label = f"{'nm' if p.along == 'nspan' else 'nspan'} = {p.station:.3g} ({p.source})"
         if p.along == "nspan":
             ax.plot(p[key], p.coordinate, "o-", markersize=3, label=label)
         else:
             ax.plot(p.coordinate, p[key], "o-", markersize=3, label=label)
     name = profiles[0].names[Average._index(profiles[0], key)]
+    from matplotlib.ticker import MaxNLocator
+    (ax.xaxis if profiles[0].along == "nspan" else ax.yaxis).set_major_locator(MaxNLocator(5))
     if profiles[0].along == "nspan":
         ax.set_xlabel(name)
         ax.set_ylabel("nspan (hub 0, shroud 1)")
@@ -637,8 +644,9 @@ def plotProfile(profiles: Union[Profile, Sequence[Profile]], key: Union[int, str
 
 def plotBladeToBlade(b2b: BladeToBlade, key: Union[int, str] = 0, path: str = "b2b.png",
                      title: Optional[str] = None):
-    """Blade-to-blade scatter: m' to the right, theta (degrees) upwards, coloured by the field,
-    with equal scales in radians so that the view is conformal."""
+    """Blade-to-blade scatter: m' to the right, theta (degrees) upwards, coloured by the field.
+    The scales are equal in radians (a conformal view, angles as on the surface) unless that would
+    make the plot ten times wider than high or the reverse; the title then says so."""
     plt = _pyplot()
     fig, ax = plt.subplots(figsize=(8, 5))
     sc = ax.scatter(b2b.mprime, np.degrees(b2b.theta), c=b2b[key], s=6, cmap="viridis")
@@ -646,9 +654,14 @@ def plotBladeToBlade(b2b: BladeToBlade, key: Union[int, str] = 0, path: str = "b
     fig.colorbar(sc, ax=ax, label=name, shrink=0.8)
     ax.set_xlabel("m' (from the inlet)")
     ax.set_ylabel("theta (degrees)")
-    ax.set_aspect(180 / np.pi)
+    conformal = False
+    if len(b2b.theta) > 1 and np.ptp(b2b.theta) > 0 and np.ptp(b2b.mprime) > 0:
+        ratio = np.ptp(b2b.theta) / np.ptp(b2b.mprime)
+        if 0.1 <= ratio <= 10:
+            ax.set_aspect(np.pi / 180)  # one radian of theta as long as one unit of m'
+            conformal = True
     ax.set_title(title or f"{name} at nspan = {b2b.nspan:.3g} +- {b2b.band:.3g} "
-                          f"({len(b2b.theta)} points)")
+                          f"({len(b2b.theta)} points)" + ("" if conformal else ", scales not equal"))
     fig.tight_layout()
     fig.savefig(path, dpi=120)
     plt.close(fig)

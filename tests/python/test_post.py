@@ -186,7 +186,7 @@ def test_averageCommandOnAnAnnotatedMultiblockFile(tmp_path):
     assert np.abs(table["axial"] - (-0.15 + 0.35 * table["nm"])).max() < 0.35 / 40 + 1e-6
     assert np.abs(table["radius"] - (0.25 + 0.075 * table["nspan"])).max() < 0.075 / 14 + 1e-6
     # Mass-flux weights: 1.2 * the axial velocity 100 per point (the passage is axial; the
-    # streamwise direction estimated from the bins is radial to 1e-4).
+    # streamwise direction estimated from the bins is axial to 1e-4).
     np.testing.assert_allclose(table["weight"], 120.0 * table["count"], rtol=1e-4)
     for png in ("map-theta", "map-velocity_2", "spanwise", "b2b"):
         assert os.path.getsize(tmp_path / "out" / f"wedge-{png}.png") > 10000
