@@ -274,15 +274,18 @@ def massFluxWeights(points, density, velocity, area=None, *, transform, threads=
 
 
 def _binStats(index, nbins, values, weights):
-    """Sums per bin by np.bincount: count, weight and the weighted mean of each column."""
-    count = np.bincount(index, minlength=nbins)
-    wsum = count.astype(np.float64) if weights is None else np.bincount(index, weights, nbins)
+    """Sums per bin by np.bincount: count, weight and the weighted mean of each column. Index
+    `nbins` collects the points outside the grid (one extra bin, dropped): cheaper than copying
+    the inside points out."""
+    count = np.bincount(index, minlength=nbins + 1)[:nbins]
+    wsum = (count.astype(np.float64) if weights is None
+            else np.bincount(index, weights, nbins + 1)[:nbins])
     k = values.shape[1]
     mean = np.empty((nbins, k))
     with np.errstate(invalid="ignore", divide="ignore"):
         for c in range(k):
             v = values[:, c]
-            s = np.bincount(index, v if weights is None else v * weights, nbins)
+            s = np.bincount(index, v if weights is None else v * weights, nbins + 1)[:nbins]
             mean[:, c] = s / wsum
     mean[wsum == 0] = np.nan
     return mean, wsum, count
@@ -290,23 +293,32 @@ def _binStats(index, nbins, values, weights):
 
 def _inside(u, v, tol):
     """u, v in [-tol, 1 + tol] (NaN compares False: outside)."""
-    return (u >= -tol) & (u <= 1 + tol) & (v >= -tol) & (v <= 1 + tol)
+    inside = u >= -tol
+    inside &= u <= 1 + tol
+    inside &= v >= -tol
+    inside &= v <= 1 + tol
+    return inside
 
 
 def _regularIndex(u, v, nu, nv, tol):
     """Flattened bin index (u-major) of points with u, v in [-tol, 1 + tol], those within `tol`
     outside [0, 1] going to the edge bins (truncation towards 0 sends small negatives to bin 0);
-    and the mask of those points."""
+    nu * nv for the points outside. Returns the mask of the inside points and the index."""
+    u, v = np.ascontiguousarray(u), np.ascontiguousarray(v)  # a column of (N, 2) is strided
     inside = _inside(u, v, tol)
-    i = np.minimum((u * nu).astype(np.int64, copy=False), nu - 1) if nu > 1 else np.zeros(len(u), np.int64)
-    j = np.minimum((v * nv).astype(np.int64, copy=False), nv - 1) if nv > 1 else np.zeros(len(u), np.int64)
-    return inside, i * nv + j
-
-
-def _select(inside, *arrays):
-    if inside.all():
-        return arrays
-    return tuple(None if a is None else a[inside] for a in arrays)
+    with np.errstate(invalid="ignore"):  # NaN casts to garbage, replaced below
+        fu = u * np.asarray(nu, u.dtype)
+        np.minimum(fu, nu - 1, out=fu)
+        index = fu.astype(np.int64)
+        del fu
+        if nv > 1:
+            index *= nv
+            fv = v * np.asarray(nv, v.dtype)
+            np.minimum(fv, nv - 1, out=fv)
+            index += fv.astype(np.int64)
+    if not inside.all():
+        index[~inside] = nu * nv
+    return inside, index
 
 
 def _meshNodes(transform):
@@ -320,19 +332,47 @@ def _meshNodes(transform):
     return mesh, nodeNm, np.asarray(transform.getNSpanValues(), np.float64)
 
 
+def _search(edges, keys, lo, hi):
+    """np.searchsorted(edges, keys) (the number of edges below each key) for keys in [lo, hi],
+    through a table of the answer at the start of small cells of [lo, hi] followed by a few
+    vectorised steps: several times faster than a binary search per key on 10^7 keys."""
+    gaps = np.diff(edges)
+    gaps = gaps[gaps > 0]
+    perUnit = 2.0 / gaps.min() if gaps.size else 1024.0
+    cells = int(min(max(perUnit * (hi - lo), 1024), 1 << 22))
+    scale = cells / (hi - lo)
+    table = np.searchsorted(edges, lo + np.arange(cells) / scale).astype(np.int64)
+    with np.errstate(invalid="ignore"):
+        c = (keys - lo) * scale
+        np.clip(c, 0, cells - 1, out=c)
+        k = table[c.astype(np.int64)]
+    # Each cell holds few edges (two or fewer when the table is fine enough): step over them.
+    last = np.append(edges, np.inf)
+    while True:
+        step = last[k] < keys
+        if not step.any():
+            return k
+        k += step
+
+
 def _meshIndex(u, v, nodeNm, nodeNspan, tol):
     """Flattened (i, j) index of the mesh node nearest in (nm, nspan): j by the nearest nspan
-    line, then i by the nearest nm along that line."""
+    line, then i by the nearest nm along that line; ni * nj for the points outside."""
     ni, nj = nodeNm.shape
+    u, v = np.ascontiguousarray(u), np.ascontiguousarray(v)
     inside = _inside(u, v, tol)
-    u = np.clip(u, 0.0, 1.0)
-    jEdges = 0.5 * (nodeNspan[1:] + nodeNspan[:-1])
-    j = np.searchsorted(jEdges, v)
+    u = np.where(inside, u, 0.5).astype(np.float64)  # NaN and far points: anywhere, dropped below
+    v = np.where(inside, v, 0.5).astype(np.float64)
+    np.clip(u, 0.0, 1.0, out=u)
+    np.clip(v, 0.0, 1.0, out=v)
+    j = _search(0.5 * (nodeNspan[1:] + nodeNspan[:-1]), v, 0.0, 1.0)
     # Node nm midpoints of every line, offset by 2 j so that one sorted array serves all lines.
     iEdges = (0.5 * (nodeNm[1:, :] + nodeNm[:-1, :]) + 2.0 * np.arange(nj)).T.ravel()
-    k = np.searchsorted(iEdges, u + 2.0 * j)
-    i = k - j * (ni - 1)
-    return inside, i * nj + j
+    u += 2.0 * j
+    k = _search(iEdges, u, 0.0, 2.0 * nj)
+    index = (k - j * (ni - 1)) * nj + j
+    index[~inside] = ni * nj
+    return inside, index
 
 
 def _outline(transform):
@@ -426,7 +466,6 @@ def circumferentialAverage(points, fields, *, transform=None, coordinates=None, 
         gridNm, gridNspan = np.meshgrid(0.5 * (nmEdges[1:] + nmEdges[:-1]),
                                         0.5 * (nspanEdges[1:] + nspanEdges[:-1]), indexing="ij")
     outside = int(n - np.count_nonzero(inside))
-    index, values, w, pts = _select(inside, index, values, w, points)
     mean, wsum, count = _binStats(index, ni * nj, values, w)
 
     axial = radius = cornerA = cornerR = outline = None
@@ -437,11 +476,11 @@ def circumferentialAverage(points, fields, *, transform=None, coordinates=None, 
         else:
             axial, radius = _toART(transform, gridNm, gridNspan)
             cornerA, cornerR = _toART(transform, *np.meshgrid(nmEdges, nspanEdges, indexing="ij"))
-    elif pts is not None:
-        ax, r, _ = cylindrical(pts, axis=axis)
+    elif points is not None:
+        ax, r, _ = cylindrical(points, axis=axis)
         with np.errstate(invalid="ignore", divide="ignore"):
-            axial = (np.bincount(index, ax, ni * nj) / count).reshape(ni, nj)
-            radius = (np.bincount(index, r, ni * nj) / count).reshape(ni, nj)
+            axial = (np.bincount(index, ax, ni * nj + 1)[:-1] / count).reshape(ni, nj)
+            radius = (np.bincount(index, r, ni * nj + 1)[:-1] / count).reshape(ni, nj)
         if np.isfinite(axial).sum() >= 4:
             axial, radius = _fill(axial), _fill(radius)
             cornerA, cornerR = _corners(axial), _corners(radius)
@@ -490,7 +529,7 @@ def _profile(along, source, fields, station, bins, band, transform, coordinates,
     # The band is cut in the fixed coordinate; the profile bins run over [0, 1] in the other.
     near = (np.abs(fixed - station) <= band) & (fixed >= -tolerance) & (fixed <= 1 + tolerance)
     inside, index = _regularIndex(free, np.zeros_like(free), bins, 1, tolerance)
-    index, values, w = _select(near & inside, index, values, w)
+    index[~near] = bins
     mean, wsum, count = _binStats(index, bins, values, w)
     edges = np.linspace(0.0, 1.0, bins + 1)
     return Profile(along, float(station), 0.5 * (edges[1:] + edges[:-1]), mean, wsum, count, names,
