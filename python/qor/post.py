@@ -212,6 +212,8 @@ def _weights(weights, n):
     w = np.asarray(weights, dtype=np.float64)
     if w.shape != (n,):
         raise ValueError(f"weights has shape {w.shape}; expected ({n},)")
+    if (w < 0).any():
+        raise ValueError("weights must not be negative")
     return w
 
 
@@ -242,7 +244,7 @@ def cylindrical(points, transform=None, axis=None):
     return ax, np.hypot(x1, x2), np.arctan2(x2, x1)
 
 
-def massFluxWeights(points, density, velocity, area=None, *, transform, threads=0):
+def massFluxWeights(points, density, velocity, area=None, *, transform):
     """Mass-flux weights density * |u_m| * area per point.
 
     u_m is the velocity's component along the library's streamwise unit direction at the point
