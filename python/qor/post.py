@@ -726,10 +726,16 @@ def readPointData(path: str):
         from vtkmodules.vtkIOLegacy import vtkGenericDataObjectReader as Reader
     else:
         from vtkmodules.vtkIOXML import vtkXMLGenericDataObjectReader as Reader
+    from vtkmodules.vtkCommonCore import vtkLogger
     reader = Reader()
     reader.SetFileName(path)
-    reader.Update()
-    data = reader.GetOutput()
+    # VTK's own log lines would precede our one-line message on stderr.
+    vtkLogger.SetStderrVerbosity(vtkLogger.VERBOSITY_OFF)
+    try:
+        reader.Update()
+        data = reader.GetOutput()  # after a failure this runs the pipeline again
+    finally:
+        vtkLogger.SetStderrVerbosity(vtkLogger.VERBOSITY_WARNING)
     if data is None:
         raise ValueError(f"VTK cannot read {path}")
     blocks = []

@@ -169,9 +169,9 @@ def test_averageCommandOnAnAnnotatedMultiblockFile(tmp_path):
     assert writer.Write() == 1
 
     env = dict(os.environ)
-    run = lambda *args: subprocess.run([sys.executable, "-m", "qor", "average",
-                                        str(tmp_path / "wedge.vtm"), *args],
-                                       capture_output=True, text=True, env=env, timeout=300)
+    run = lambda *args, file="wedge.vtm": subprocess.run(
+        [sys.executable, "-m", "qor", "average", str(tmp_path / file), *args],
+        capture_output=True, text=True, env=env, timeout=300)
     done = run("--field", "theta", "--field", "velocity:2", "--mass-flux", "rho", "velocity",
                "--nm", "20", "--nspan", "7", "-o", str(tmp_path / "out" / "wedge"))
     assert done.returncode == 0, done.stderr
@@ -193,3 +193,7 @@ def test_averageCommandOnAnAnnotatedMultiblockFile(tmp_path):
 
     bad = run("--field", "pressure")
     assert bad.returncode == 2 and "no point array 'pressure'" in bad.stderr
+    (tmp_path / "bad.vtu").write_text("not a VTK file")
+    bad = run("--field", "theta", file="bad.vtu")
+    assert bad.returncode == 2 and bad.stderr.strip().splitlines() == [
+        f"python3 -m qor average: VTK cannot read {tmp_path / 'bad.vtu'}"]
