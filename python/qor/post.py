@@ -574,8 +574,8 @@ def bladeToBlade(points, fields, *, nspan: float, band: float = 0.01, transform=
 
     points: Cartesian (N, 3); coordinates: (N, 2) (nspan, mprime), (N, 3) (nspan, mprime, nm) or
     a mapping with those names, else all three converted by the transform. When nm is known,
-    points with nm outside [0, 1] (beyond the inlet or the outlet) are left out. theta comes from the points about the transform's axis or
-    `axis`.
+    points with nm outside [0, 1] (beyond the inlet or the outlet) are left out. theta comes
+    from the points about the transform's axis or `axis`.
     """
     if not 0.0 <= nspan <= 1.0:
         raise ValueError(f"nspan must lie in [0, 1]; got {nspan}")
