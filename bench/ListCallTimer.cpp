@@ -67,7 +67,16 @@ int main(int argc, char** argv) try {
   const qor::TripletQORVector points(readPoints(dir + "/points.f32"));
   const qor::QORVector<TT::space> spaces{TT::nm, TT::nspan, TT::rnm};
   qor::QORVector<std::vector<float>> values;
-  std::printf("vector-form seconds %.6f\n", best(repeats, [&] { t.convertARTtoSpace(points, spaces, values); }));
+  std::printf("vector-form seconds %.6f\n",
+              best(repeats, [&] { t.convertARTtoSpace(points, spaces, values); }));
+  // The array form the Python package calls, on the calling thread.
+  std::vector<float> rows(points.size() * spaces.size());
+  TT::ListOptions one;
+  one.threads = 1;
+  std::printf("array-form seconds %.6f\n", best(repeats, [&] {
+                t.convertARTtoSpace(points.data(), points.size(), spaces.data(), spaces.size(),
+                                    rows.data(), nullptr, nullptr, nullptr, one);
+              }));
   return 0;
 } catch (const qor::Error& e) {
   std::fprintf(stderr, "%s\n", e.getDescription().c_str());

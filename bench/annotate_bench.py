@@ -75,7 +75,8 @@ def main():
     source, target = os.path.join(folder, "demo.vts"), os.path.join(folder, "annotated.vts")
     t0 = time.perf_counter()
     grid = demoGrid(passage, source)
-    print(f"grid {NI} x {NJ} x {NK} = {NI * NJ * NK} nodes written in {time.perf_counter() - t0:.1f} s "
+    print(f"grid {NI} x {NJ} x {NK} = {NI * NJ * NK} nodes written in "
+          f"{time.perf_counter() - t0:.1f} s "
           f"({os.path.getsize(source) / 1e6:.0f} MB)")
 
     t0 = time.perf_counter()

@@ -15,6 +15,10 @@ sequence of three numbers; a list of points is an array of shape (N, 3), float32
 memory order (a C-ordered float32 array is used without a copy). Results of list operations are
 float32 arrays.
 
+`qor.post` (imported on its own: ``import qor.post``) averages flow solutions around the
+circumference on these coordinates, draws profiles and blade-to-blade views, and runs
+``python3 -m qor average``.
+
 Every failure of the library raises a subclass of `qor.Error`: `DataError` (with
 `InvalidDataError`) for bad data, `InternalError` (with `NullPointerError`) for an unsupported call
 or state. Wrongly shaped arguments raise `TypeError` or `ValueError` naming the argument.

@@ -128,7 +128,8 @@ def _probeCGNS(path, head):
     _, status = os.waitpid(child, 0)
     if status != 0:
         lines = [s.strip() for s in text.splitlines() if s.strip()]
-        raise InputError(f"{path}: cannot read: {lines[-1] if lines else 'the CGNS library failed'}")
+        last = lines[-1] if lines else "the CGNS library failed"
+        raise InputError(f"{path}: cannot read: {last}")
 
 
 def readMesh(path, progress=None):
@@ -300,7 +301,8 @@ def readCurveFile(path, xyz=False):
             raw = f.read().splitlines()
     except (OSError, UnicodeDecodeError) as e:
         raise InputError(f"{path}: cannot read: {getattr(e, 'strerror', None) or e}") from None
-    lines = [(k + 1, s.strip()) for k, s in enumerate(raw) if s.strip() and not s.strip().startswith("#")]
+    lines = [(k + 1, s.strip()) for k, s in enumerate(raw)
+             if s.strip() and not s.strip().startswith("#")]
     if not lines:
         raise InputError(f"{path}: no points found (the file is empty)")
 
@@ -363,7 +365,8 @@ def passageFromDirectory(folder, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), x
         path = next((os.path.join(folder, name + e) for e in (".csv", ".txt", ".dat", "")
                      if os.path.isfile(os.path.join(folder, name + e))), None)
         if path is None:
-            raise InputError(f"{folder}: no {name}.csv (expected hub, shroud, inlet and outlet files)")
+            raise InputError(f"{folder}: no {name}.csv (expected hub, shroud, inlet and outlet "
+                             "files)")
         c = readCurveFile(path, xyz)
         curves.append(toAxialRadial(c, axisPoint, axisDirection) if xyz else
                       np.c_[c[:, :2], np.zeros(len(c))].astype(np.float32))
@@ -446,7 +449,8 @@ def patchNodes(data, name):
         names, fams = patchNames(data)
         listed = ", ".join(names[:40]) + (", ..." if len(names) > 40 else "")
         more = f"; families: {', '.join(fams)}" if fams else ""
-        raise InputError(f"no patch named '{name}'; the input has: {listed or '(no named blocks)'}{more}")
+        raise InputError(f"no patch named '{name}'; the input has: "
+                         f"{listed or '(no named blocks)'}{more}")
     clouds = []
     for p, ds in blocks:
         ids = faceNodes(ds)
@@ -529,14 +533,16 @@ def meshSummary(t):
 
     def angle(p, q, r):
         u, v = q - p, r - p
-        cos = (u * v).sum(-1) / np.maximum(np.linalg.norm(u, axis=-1) * np.linalg.norm(v, axis=-1), 1e-300)
+        lengths = np.linalg.norm(u, axis=-1) * np.linalg.norm(v, axis=-1)
+        cos = (u * v).sum(-1) / np.maximum(lengths, 1e-300)
         return np.degrees(np.arccos(np.clip(cos, -1, 1)))
 
     edges = np.stack([np.linalg.norm(q - p, axis=-1) for p, q in ((a, b), (b, c), (c, d), (d, a))])
     with np.errstate(divide="ignore"):
         ratio = float((edges.max(0) / edges.min(0)).max())
-    return dict(ni=m.shape[0], nj=m.shape[1], area=float(np.abs(cross).sum()), hub=length(m[:, 0]), shroud=length(m[:, -1]),
-                inlet=length(m[0]), outlet=length(m[-1]), inverted=int(min((cross >= 0).sum(), (cross < 0).sum())),
+    return dict(ni=m.shape[0], nj=m.shape[1], area=float(np.abs(cross).sum()),
+                hub=length(m[:, 0]), shroud=length(m[:, -1]), inlet=length(m[0]),
+                outlet=length(m[-1]), inverted=int(min((cross >= 0).sum(), (cross < 0).sum())),
                 minAngle=float(min(angle(a, b, d).min(), angle(b, c, a).min(), angle(c, d, b).min(),
                                    angle(d, a, c).min())),
                 maxRatio=ratio, lo=m.reshape(-1, 2).min(0), hi=m.reshape(-1, 2).max(0))
@@ -663,18 +669,23 @@ def _parser():
 
     p = Parser(prog="python3 -m qor annotate",
                description="Adds meridional coordinates to every node of a CFD mesh file.")
-    p.add_argument("input", help="mesh file: .vtu .vts .vtp .vtm .vtk .cgns or Plot3D .xyz/.x/.g/.grd")
+    p.add_argument("input",
+                   help="mesh file: .vtu .vts .vtp .vtm .vtk .cgns or Plot3D .xyz/.x/.g/.grd")
     p.add_argument("output", help="VTK XML file of the same structure (.vtm .vtu .vts .vtp)")
     p.add_argument("--spaces", default=",".join(DEFAULT_SPACES),
                    help="point arrays to add, comma-separated (default nspan,nm,mprime,rnm)")
     p.add_argument("--directions", action="store_true",
                    help="add the unit streamwise and spanwise vectors (x, y, z)")
-    p.add_argument("--passage", metavar="DIR", help="directory of hub, shroud, inlet, outlet curve files")
+    p.add_argument("--passage", metavar="DIR",
+                   help="directory of hub, shroud, inlet, outlet curve files")
     p.add_argument("--xyz", action="store_true", help="curve files hold Cartesian x, y, z columns")
     for role in CURVES:
-        p.add_argument("--" + role, metavar="NAME", help=f"{role} boundary patch (block or CGNS family)")
-    p.add_argument("--axis-point", default="0,0,0", help="a point of the machine axis (default 0,0,0)")
-    p.add_argument("--axis-dir", default="z", help="axis direction: x, y, z or three numbers (default z)")
+        p.add_argument("--" + role, metavar="NAME",
+                       help=f"{role} boundary patch (block or CGNS family)")
+    p.add_argument("--axis-point", default="0,0,0",
+                   help="a point of the machine axis (default 0,0,0)")
+    p.add_argument("--axis-dir", default="z",
+                   help="axis direction: x, y, z or three numbers (default z)")
     p.add_argument("--method", choices=("linear", "nonlinear"), default="nonlinear",
                    help="background-mesh method (default nonlinear)")
     p.add_argument("--size", default="2000",
@@ -689,7 +700,8 @@ def _options(argv):
     a = _parser().parse_args(argv)
     named = {r: getattr(a, r) for r in CURVES if getattr(a, r) is not None}
     if a.passage and named:
-        raise InputError("give either --passage or the four patches --hub --shroud --inlet --outlet")
+        raise InputError("give either --passage or the four patches --hub --shroud --inlet "
+                         "--outlet")
     if not a.passage and len(named) != 4:
         missing = [r for r in CURVES if r not in named]
         raise InputError("no passage: give --passage DIR or the patches " +
@@ -706,8 +718,10 @@ def _options(argv):
     elif a.size.isdigit() and 16 <= int(a.size) <= 500000:
         a.meshSize = int(a.size)
     else:
-        raise InputError(f"option --size: expected 16..500000 or coarse|medium|fine|veryfine, got '{a.size}'")
-    for value, lo, hi, name in ((a.levels, 1, 6, "--levels"), (a.curve_points, 10, 100000, "--curve-points"),
+        raise InputError("option --size: expected 16..500000 or coarse|medium|fine|veryfine, "
+                         f"got '{a.size}'")
+    for value, lo, hi, name in ((a.levels, 1, 6, "--levels"),
+                                (a.curve_points, 10, 100000, "--curve-points"),
                                 (a.threads, 0, 4096, "--threads")):
         if value is not None and not lo <= value <= hi:
             raise InputError(f"option {name}: expected {lo}..{hi}, got {value}")
@@ -739,8 +753,8 @@ def annotateMain(argv):
             passage = passageFromDirectory(a.passage, a.axisPoint, a.axisDirection, a.xyz)
         else:
             if not isinstance(data, vtkMultiBlockDataSet):
-                raise InputError(f"{a.input}: a single dataset has no boundary patches: use --passage "
-                                 "or a multiblock / CGNS input")
+                raise InputError(f"{a.input}: a single dataset has no boundary patches: use "
+                                 "--passage or a multiblock / CGNS input")
             try:
                 passage = passageFromPatches(data, a.patches, a.axisPoint, a.axisDirection)
             except InputError as e:
@@ -771,7 +785,8 @@ def annotateMain(argv):
     phases.end()
     phases.times[-1:] = [("coordinates (library)", inLibrary),
                          ("arrays", phases.times[-1][1] - inLibrary)]
-    print(f"nodes outside the passage: {outside} of {total} ({100.0 * outside / max(total, 1):.2f} %)",
+    share = 100.0 * outside / max(total, 1)
+    print(f"nodes outside the passage: {outside} of {total} ({share:.2f} %)",
           file=err)
     phases.begin("write")
     try:

@@ -449,6 +449,8 @@ void TurboTransform::save(const std::string& fileName) const {
 void TurboTransform::load(std::istream& in) { loadFrom(in, "stream", false); }
 
 void TurboTransform::load(const std::string& fileName) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(fileName, ec)) fail("load", fileName, "is a directory, not a file");
   std::ifstream in(fileName, std::ios::binary);
   if (!in) fail("load", fileName, "cannot open the file for reading");
   loadFrom(in, fileName, true);

@@ -1,5 +1,6 @@
-"""python3 -m qor annotate end to end: the real SU2 mesh as .vtu and as a .vtm of volume and patches,
-CGNS files made by the CGNS tools (plot3d_to_cgns and the CGNS library), Plot3D, and bad input."""
+"""python3 -m qor annotate end to end: the real SU2 mesh as .vtu and as a .vtm of volume and
+patches, CGNS files made by the CGNS tools (plot3d_to_cgns and the CGNS library), Plot3D, legacy
+VTK, polygons, and bad input."""
 
 import os
 import shutil
@@ -77,7 +78,8 @@ def su2(tmp_path):
     nodes = np.loadtxt(os.path.join(folder, "nodes.csv"), delimiter=",", skiprows=1)[:, 1:]
     hexes = np.loadtxt(os.path.join(folder, "elements.csv"), delimiter=",", skiprows=1,
                        dtype=np.int64)[:, 2:]
-    faces = np.loadtxt(os.path.join(folder, "boundary_faces.csv"), delimiter=",", skiprows=1, dtype=str)
+    faces = np.loadtxt(os.path.join(folder, "boundary_faces.csv"), delimiter=",", skiprows=1,
+                       dtype=str)
     volume = grid(nodes, hexes, 12, {"pressure": nodes[:, 2].copy()})
     write(volume, tmp_path / "su2.vtu")
     patches = [(m, grid(nodes, faces[np.char.startswith(faces[:, 0], m), 2:].astype(np.int64), 9))
@@ -89,7 +91,8 @@ def su2(tmp_path):
     (curves / "hub.csv").write_text("axial,radial\n" + "".join(f"{v!r},0.25\n" for v in z))
     (curves / "shroud.txt").write_text("# shroud\n" + "".join(f"{v!r} 0.325 0.5\n" for v in z))
     (curves / "inlet.dat").write_text(f"{len(r)}\n" + "".join(f"-0.15, {v!r}, 0\n" for v in r))
-    (curves / "outlet.csv").write_text("curve;radius;axial\n" + "".join(f"out;{v!r};0.2\n" for v in r))
+    (curves / "outlet.csv").write_text("curve;radius;axial\n" +
+                                       "".join(f"out;{v!r};0.2\n" for v in r))
     return tmp_path
 
 
@@ -182,9 +185,10 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
     (n1, j1, k1), (n2, j2, k2) = (dims for _, dims in ROWS)
     for zone, ni, extra in ((1, n1, ["INLET", "INFLOW", 1, 1, 1, 1, j1, k1]),
                             (2, n2, ["OUTLET", "OUTFLOW", n2, 1, 1, n2, j2, k2])):
-        subprocess.run(list(map(str, [tmp_path / "addbc", tmp_path / "rows.cgns", zone, "HUB", "WALL",
-                                      1, 1, 1, ni, 1, k1, "SHROUD", "CASING", 1, j1, 1, ni, j1, k1,
-                                      *extra])), check=True)
+        subprocess.run(list(map(str, [tmp_path / "addbc", tmp_path / "rows.cgns", zone,
+                                      "HUB", "WALL", 1, 1, 1, ni, 1, k1,
+                                      "SHROUD", "CASING", 1, j1, 1, ni, j1, k1, *extra])),
+                       check=True)
     out = tmp_path / "rows.vtm"
     # HUB names a patch of each zone; OUTFLOW and casing (no case) name CGNS families.
     status, err = annotate(tmp_path / "rows.cgns", out, "--hub", "HUB", "--shroud", "casing",
@@ -196,7 +200,8 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
     assert (hub[:, 0].min(), hub[:, 0].max()) == (0, 2.5)  # the hub patches of both zones
     blocks = list(io.leaves(io.readMesh(str(out))))
     names = [p for p, _ in blocks]
-    assert ("Base", "Zone1", "Internal") in names and ("Base", "Zone2", "Patches", "OUTLET") in names
+    assert ("Base", "Zone1", "Internal") in names
+    assert ("Base", "Zone2", "Patches", "OUTLET") in names
     assert len(blocks) == 2 + 3 + 3
     for path, ds in blocks:
         assert isinstance(ds, vtkStructuredGrid), path
@@ -227,7 +232,8 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
         np.testing.assert_allclose(a["nspan"], span, atol=2e-5, rtol=0)
         axial = nm * 2.5
         np.testing.assert_allclose(a["nm"], (axial - 0.5) / 1.5, atol=2e-5, rtol=0)
-        clear = (np.abs(axial - 0.5) > 1e-3) & (np.abs(axial - 2) > 1e-3) & (np.abs(span - 0.5) < 0.49)
+        clear = ((np.abs(axial - 0.5) > 1e-3) & (np.abs(axial - 2) > 1e-3)
+                 & (np.abs(span - 0.5) < 0.49))
         expected = np.where(axial < 0.5, T.location.beforeInlet,
                             np.where(axial > 2, T.location.afterOutlet, T.location.inside))
         np.testing.assert_array_equal(a["location"][clear], expected[clear].astype(np.int8))
@@ -238,7 +244,8 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
     a, r = np.meshgrid(np.linspace(0, 2, 9), np.linspace(1, 2, 5), indexing="ij")
     nodes = np.c_[0 * a.ravel(), r.ravel(), a.ravel()]
     ids = np.arange(a.size).reshape(a.shape)
-    quads = np.c_[ids[:-1, :-1].ravel(), ids[1:, :-1].ravel(), ids[1:, 1:].ravel(), ids[:-1, 1:].ravel()]
+    quads = np.c_[ids[:-1, :-1].ravel(), ids[1:, :-1].ravel(), ids[1:, 1:].ravel(),
+                  ids[:-1, 1:].ravel()]
     edge = lambda e: grid(nodes, np.c_[e[:-1], e[1:]], 3)
     write(multiblock([("duct", grid(nodes, quads, 9)), ("HUB", edge(ids[:, 0])),
                       ("SHROUD", edge(ids[:, -1])), ("INLET", edge(ids[0])),
@@ -272,7 +279,7 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
                                    atol=2e-5)
     (tmp_path / "junk.vtu").write_text("not a mesh")
     (tmp_path / "junk.cgns").write_bytes(b"junk\0\1\2")
-    (tmp_path / "broken.cgns").write_bytes(b"\x89HDF\r\n\x1a\n" + bytes(100))  # the CGNS library exits
+    (tmp_path / "broken.cgns").write_bytes(b"\x89HDF\r\n\x1a\n" + bytes(100))  # CGNS exits on it
     (tmp_path / "mesh.stl").write_text("solid")
     folding = PATCHES[:2] + ["--shroud", "INLET", "--inlet", "SHROUD"] + PATCHES[6:]
     cases = [
@@ -294,7 +301,7 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
     ]
     listing = sorted(os.listdir(tmp_path))
     for args, message in cases:
-        status, err = annotate(*[tmp_path / s if k == 0 or k == 1 else s for k, s in enumerate(args)])
+        status, err = annotate(tmp_path / args[0], tmp_path / args[1], *args[2:])
         assert (status, len(err.strip().splitlines())) == (2, 1), (args, err)
         assert message in err, (args, err)
         assert sorted(os.listdir(tmp_path)) == listing, args

@@ -305,8 +305,10 @@ class QOR_API TurboTransform {
   /// The payload ends with the last field. The nearest-node search structures are not stored:
   /// `load` rebuilds them from the nodes. The inverse cache is not stored either.
   /// @throws data::invalid naming the file when it cannot be written (nothing is left behind)
+  /// @throws internal::error for fields inconsistent with the mesh (a state no operation leaves)
   void save(const std::string& fileName) const;
-  /// The same bytes written to `out` (which must be in binary mode).
+  /// The same bytes written to `out` (which must be in binary mode); a failing stream may hold
+  /// part of them.
   /// @throws data::invalid naming "stream" when writing fails
   void save(std::ostream& out) const;
   /// Replaces the whole state of this transform by the one saved in `fileName` (see `save`).
