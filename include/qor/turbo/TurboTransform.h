@@ -98,6 +98,10 @@ class QOR_API TurboTransform {
   /// Builds the background mesh with about `size` nodes and computes the fields.
   /// @return 0 for a good mesh, 1 for a folded one (the mesh is kept and used either way)
   /// @throws internal::error "Unrecognised Method for creation of BM mesh."
+  /// @throws data::invalid for fewer than 4 nodes, and, before anything is allocated, for a size
+  ///         whose nodes overflow the int index or need more memory than the process can obtain
+  ///         (about 256 bytes per node); memory that runs out later is reported the same way.
+  ///         The previous mesh stays in use after every failure.
   int createBackgroundMesh(BMmethod method, int size);
   int createBackgroundMesh(BMmethod method, BMsize size);
   /// The mesh nodes (axial, radial, 0), i-major with j fast, and the point counts.
@@ -167,6 +171,8 @@ class QOR_API TurboTransform {
   void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve) const;
   void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve,
                         double extension) const;
+  /// The line resampled to n points evenly spaced along it.
+  /// @throws data::invalid for n < 2, or for n points that cannot fit in memory (before allocating)
   void getConstantSpace(constSpace c, double value, int n,
                         QORVector<TripletBase<float>>& curve) const;
   void getConstantSpace(constSpace c, double value, double from, double to,
