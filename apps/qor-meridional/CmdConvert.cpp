@@ -64,12 +64,12 @@ int runConvert(int argc, char** argv) {
   const std::string outPath = args.value("output");
 
   const Passage passage = readPassage(args);
-  const Coords coords = pointForm(args, passage.coords);
-  const PointTable table = readPointFile(pointsPath, coords);
+  const PointTable table =
+      readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+  const Coords coords = table.coords;
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
 
   // Everything is converted as (axial, radial, theta) about the axis; Cartesian input is turned
   // into that frame first so that theta can be reported too.
@@ -89,7 +89,19 @@ int runConvert(int argc, char** argv) {
                          art.begin() + static_cast<std::ptrdiff_t>(last)));
       qor::QORVector<std::vector<float>> v;
       qor::QORVector<P> sw, sp;
-      transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+      try {
+        transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+      } catch (const qor::Error&) {
+        // The point that fails, by its line.
+        for (std::size_t k = first; k < last; ++k) {
+          atPoint(pointsPath, table.lines[k], [&] {
+            qor::QORVector<std::vector<float>> one;
+            transform->convertARTtoSpace(qor::TripletQORVector(std::vector<P>{art[k]}), spaceList,
+                                         one, sw, sp, directions);
+          });
+        }
+        throw;
+      }
       for (std::size_t s = 0; s < spaces.size(); ++s)
         std::copy(v[s].begin(), v[s].end(), values[s].begin() + static_cast<std::ptrdiff_t>(first));
       if (directions) {
@@ -165,6 +177,7 @@ int runInvert(int argc, char** argv) {
   }
   std::vector<P> input;
   std::vector<int> lines;
+  std::string inputPath = "option --at";
   for (const std::string& at : args.values("at")) {
     const std::vector<double> v = CliArgs::parseNumberList(at, "option --at");
     if (v.size() != 3) throw ToolError("option --at: expected value,theta,span, got '" + at + "'");
@@ -173,7 +186,8 @@ int runInvert(int argc, char** argv) {
     lines.push_back(0);
   }
   if (!args.positionals().empty()) {
-    const PointTable t = readPointFile(args.positionals().front(), Coords::values);
+    inputPath = args.positionals().front();
+    const PointTable t = readPointFile(inputPath, Coords::values);
     input.insert(input.end(), t.points.begin(), t.points.end());
     lines.insert(lines.end(), t.lines.begin(), t.lines.end());
   }
@@ -188,7 +202,6 @@ int runInvert(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
 
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
@@ -197,7 +210,8 @@ int runInvert(int argc, char** argv) {
   Progress progress("inverting", input.size());
   for (std::size_t k = 0; k < input.size(); ++k) {
     P art;
-    transform->convertSpaceTNsToART(space, input[k], art);
+    atPoint(lines[k] > 0 ? inputPath : "option --at", lines[k],
+            [&] { transform->convertSpaceTNsToART(space, input[k], art); });
     const P o = toXyz ? artToXyz(passage, art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
         << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]) << ','

@@ -66,7 +66,6 @@ int runLines(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
   const MeshFields mesh = sampleMeshFields(*transform);
 
   SvgPicture pic;

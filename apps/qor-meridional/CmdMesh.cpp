@@ -17,10 +17,14 @@ int runMesh(int argc, char** argv) {
       "with the boundary curves, the mesh and labelled lines of normalised span and nm).\n"
       "\n"
       "Curve files: CSV with or without a header, whitespace-separated columns, or the\n"
-      "library's point-list format (a count line, then one point per line). Columns are (axial,\n"
-      "radial[, theta]) with --art (the default) or (x, y, z) with --xyz; header names\n"
-      "axial/radius/theta or x/y/z select the columns. Hub and shroud run inlet to outlet,\n"
-      "inlet and outlet hub to shroud.\n"
+      "library's point-list format (a count line, then one point per line). A header names the\n"
+      "frame: x and y (and z) columns are Cartesian; a radial column (radial, radius, r, rad)\n"
+      "is meridional, with axial named axial, a, ax, x or z and theta named theta, th or t.\n"
+      "Without such a header the columns are (axial, radial[, theta]) (--art, the default) or\n"
+      "(x, y, z) with --xyz; an option that contradicts a header is an error. Hub and shroud\n"
+      "run inlet to outlet, inlet and outlet hub to shroud: one curve running the wrong way is\n"
+      "reversed with a warning, files that contradict each other are refused. A folded mesh is\n"
+      "an error unless --allow-folded.\n"
       "\n"
       "example: qor-meridional mesh --passage data/nasa-rotor37 --axis-dir x --output rotor37",
       joinOptions(joinOptions({{"output", "prefix", "output file prefix (default: mesh)"},
@@ -43,8 +47,6 @@ int runMesh(int argc, char** argv) {
                  "Background mesh: " + passage.description);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
   std::cout << "wrote " << prefix << ".vtk, " << prefix << ".svg\n";
-  if (folded)
-    addWarning("the background mesh is folded; try --method linear or another --size");
   return 0;
 }
 

@@ -50,6 +50,10 @@ void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transf
   writeSvg(prefix + ".svg", pic);
 }
 
+std::string describe(const qor::Error& e) {
+  return e.getClassName() + "::" + e.getFunctionName() + ": " + e.getMessage();
+}
+
 std::ostream& openOutput(const std::string& path, std::ofstream& file) {
   if (path.empty() || path == "-") return std::cout;
   file.open(path);
@@ -67,6 +71,12 @@ void finishOutput(const std::string& path, std::ostream& out) {
 void checkPointForm(const CliArgs& args) {
   if (args.has("points-art") && args.has("points-xyz"))
     throw ToolError("options --points-art and --points-xyz exclude each other");
+}
+
+const char* pointFormOption(const CliArgs& args) {
+  if (args.has("points-art")) return "--points-art";
+  if (args.has("points-xyz")) return "--points-xyz";
+  return nullptr;
 }
 
 Coords pointForm(const CliArgs& args, Coords fallback) {

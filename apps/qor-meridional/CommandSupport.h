@@ -9,7 +9,9 @@
 #include "CliArgs.h"
 #include "Passage.h"
 #include "PointFiles.h"
+#include "ToolError.h"
 #include "VtkWriter.h"
+#include "qor/foundation/Error.h"
 
 namespace qormeridional {
 
@@ -31,8 +33,25 @@ void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transf
 /// Refuses --points-art together with --points-xyz.
 /// @throws ToolError when both are given
 void checkPointForm(const CliArgs& args);
-/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is given.
+/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is
+/// given.
 Coords pointForm(const CliArgs& args, Coords fallback);
+/// The option that chose the point form ("--points-art" or "--points-xyz"), or nullptr.
+const char* pointFormOption(const CliArgs& args);
+
+/// "Class::function: message" of a library error.
+std::string describe(const qor::Error& e);
+
+/// Runs f for the point on `line` of `path`; a library error it throws becomes the tool's
+/// "file:line: Class::function: message".
+template <typename F>
+void atPoint(const std::string& path, int line, F&& f) {
+  try {
+    f();
+  } catch (const qor::Error& e) {
+    throw fileError(path, line, describe(e));
+  }
+}
 
 /// Opens --output (or standard output when absent or "-"). The stream stays valid while `file`
 /// lives.

@@ -63,11 +63,11 @@ void requireMemory(const char* className, const char* function, const std::strin
   const double addressable = double(std::numeric_limits<std::ptrdiff_t>::max());
   if (!(bytes <= addressable) || (available != kUnknown && bytes > double(available))) {
     const double mb = 1024.0 * 1024.0;
+    const double limit = available == kUnknown ? addressable : double(available);
     throw data::invalid(className, function,
                         SystemMsg("%1 needs about %2 MB of memory, more than the %3 MB available.")
                             << request << static_cast<long long>(std::ceil(bytes / mb))
-                            << static_cast<long long>(
-                                   available == kUnknown ? addressable / mb : double(available) / mb),
+                            << static_cast<long long>(limit / mb),
                         errorType::fatal);
   }
 }
