@@ -86,6 +86,8 @@ qor_cli_rejects(mesh_folded "the background mesh is folded \\(cells turned insid
   ARGS convert|${QOR_CLI_DATA}/duct-points.txt|${QOR_CLI_THROUGH})
 qor_cli_test(mesh_folded_allowed ARGS mesh|${QOR_CLI_THROUGH}|--allow-folded
   STDOUT "FOLDED" STDERR "warning: the background mesh is folded")
+qor_cli_test(mesh_spaces ARGS mesh|${QOR_CLI_DUCT}|--spaces|nm,nspan
+  FILE_REGEX "mesh.vtk=POINT_DATA [0-9]+\nSCALARS nspan float 1\n[^S]*SCALARS nm float 1\n[^S]*$")
 qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--output|m STDOUT "linear" FILES m.vtk m.svg)
 
 # ---- convert -------------------------------------------------------------------------------------
@@ -121,6 +123,11 @@ qor_cli_rejects(mesh_frames_disagree
 qor_cli_test(invert_file ARGS invert|${QOR_CLI_DATA}/duct-inverse.csv|--space|nm|${QOR_CLI_DUCT}|--output|art.csv
   VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51 art.csv,2,axial,3.99,4.01 art.csv,2,radial,1.99,2.01
          art.csv,3,axial,-0.01,0.01 art.csv,3,radial,0.99,1.01)
+qor_cli_test(invert_spaces_theta_once ARGS invert|--at|0.5,0.3,0.5|--spaces|nm|${QOR_CLI_DUCT}|--output|art.csv
+  FILE_REGEX "art.csv=^line,nm,theta,nspan,axial,radial\n0,0.5,0.3[0-9]*,0.5,[-0-9.e]+,[-0-9.e]+\n$"
+  VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51)
+qor_cli_rejects(invert_space_and_spaces "options --space and --spaces exclude each other"
+  ARGS invert|--demo|--space|nm|--spaces|m|--at|0,0,0)
 qor_cli_test(invert_at_xyz ARGS invert|--at|0.5,0,0.5|--to-xyz|${QOR_CLI_DUCT}|--axis-dir|x|--output|xyz.csv
   VALUES xyz.csv,1,x,1.98,2.02 xyz.csv,1,y,1.49,1.51 xyz.csv,1,z,-0.01,0.01)
 
@@ -138,7 +145,7 @@ qor_cli_test(segment_duct
   VALUES segments.csv,1,segment,0,0 segments.csv,1,u,0.49,0.51 segments.csv,1,v,0.49,0.51
          segments.csv,2,segment,1,1 segments.csv,2,u,0.49,0.51 segments.csv,3,segment,2,2 segments.csv,3,u,0.49,0.51
          segments.csv,3,v,0.24,0.26)
-qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--space|m|--output|seg
+qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--spaces|m|--output|seg
   STDOUT "3 segments \\(u in m\\)" FILES seg-boundaries.csv seg.svg)
 
 # ---- malformed input -----------------------------------------------------------------------------

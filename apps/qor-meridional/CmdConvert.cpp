@@ -37,10 +37,19 @@ int runConvert(int argc, char** argv) {
       "Converts points into the coordinate spaces of the passage and writes one CSV row per\n"
       "point: the input line number, the input coordinates, the requested spaces and, with\n"
       "--directions, the unit streamwise and spanwise directions of the mesh at the point.\n"
-      "Spaces: mprime, span, m, nmprime, nspan, nm, rnm, mprimeScaled (or 'all'). Points\n"
-      "outside the passage are extrapolated. The points file has the layouts of the curve\n"
-      "files; its columns are (axial, radial[, theta]) or (x, y, z) like the curves unless\n"
-      "--points-art or --points-xyz says otherwise.\n"
+      "Spaces (or 'all'), along the background mesh's streamwise lines (inlet to outlet) and\n"
+      "spanwise lines (hub to shroud):\n"
+      "  m             meridional length from the inlet (length units)\n"
+      "  nm            m over the streamwise line's total: 0 at the inlet, 1 at the outlet\n"
+      "  mprime        m', the integral of dm/r from the inlet (dimensionless)\n"
+      "  nmprime       m' over the streamwise line's total: 0 at the inlet, 1 at the outlet\n"
+      "  mprimeScaled  m' with every streamwise line scaled to the hub line's total\n"
+      "  rnm           nm averaged over each spanwise line: constant along spanwise lines\n"
+      "  span          distance from the hub along the spanwise line (length units)\n"
+      "  nspan         span normalised: 0 at the hub, 1 at the shroud\n"
+      "Points outside the passage are extrapolated. The points file has the layouts of the\n"
+      "curve files; its columns are (axial, radial[, theta]) or (x, y, z) as its header names\n"
+      "them, otherwise like the curves unless --points-art or --points-xyz says otherwise.\n"
       "\n"
       "example: qor-meridional convert --demo qor-demo/sample-points.csv --spaces nm,nspan\n"
       "         --output out.csv",
@@ -152,7 +161,8 @@ int runInvert(int argc, char** argv) {
       "invert",
       "(--at v,theta,span ... | <file>) --space <name> (--demo | --passage <dir> | ...) [options]",
       "Converts (space value, theta, normalised span) back to (axial, radial, theta), or to\n"
-      "Cartesian (x, y, z) with --to-xyz. The space is one of mprime, m, nmprime, nm, rnm,\n"
+      "Cartesian (x, y, z) with --to-xyz. Writes line, value, theta, nspan and axial, radial\n"
+      "(theta, which the conversion keeps, once) or x, y, z. The space is one of mprime, m, nmprime, nm, rnm,\n"
       "mprimeScaled. Values beyond the inlet or outlet and spans outside 0..1 are clamped to\n"
       "the passage. The input is either --at (repeatable) or a file of three columns (value,\n"
       "theta, span) in any layout the curve files accept. theta is in radians; with --to-xyz\n"
@@ -161,6 +171,7 @@ int runInvert(int argc, char** argv) {
       "\n"
       "example: qor-meridional invert --demo --space nm --at 0.5,0,0.5 --at 1,0,0",
       joinOptions(joinOptions({{"space", "name", "the space of the input values (default: nm)"},
+                               {"spaces", "name", "the same as --space"},
                                {"at", "v,theta,span", "one point to convert (repeatable)"},
                                {"to-xyz", "",
                                 "write Cartesian (x, y, z) instead of (axial, radial, theta)"},
@@ -169,10 +180,11 @@ int runInvert(int argc, char** argv) {
                   meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
+  const std::string spaceOpt = spaceOption(args);
   const qor::TurboTransform::space space =
-      spaceFromName(args.value("space", "nm"), "option --space");
+      spaceFromName(args.value(spaceOpt, "nm"), "option --" + spaceOpt);
   if (space == qor::TurboTransform::span || space == qor::TurboTransform::nspan) {
-    throw ToolError("option --space: '" + spaceName(space) +
+    throw ToolError("option --" + spaceOpt + ": '" + spaceName(space) +
                     "' cannot be inverted (use mprime, m, nmprime, nm, rnm or mprimeScaled)");
   }
   std::vector<P> input;
@@ -205,7 +217,8 @@ int runInvert(int argc, char** argv) {
 
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
-  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial,theta")
+  // theta is written once: the input's, which the conversion keeps.
+  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial")
       << '\n';
   Progress progress("inverting", input.size());
   for (std::size_t k = 0; k < input.size(); ++k) {
@@ -214,8 +227,9 @@ int runInvert(int argc, char** argv) {
             [&] { transform->convertSpaceTNsToART(space, input[k], art); });
     const P o = toXyz ? artToXyz(passage, art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
-        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]) << ','
-        << csvNumber(o[2]) << '\n';
+        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]);
+    if (toXyz) out << ',' << csvNumber(o[2]);
+    out << '\n';
     if (k % 1024 == 0) progress.update(k);
   }
   progress.update(input.size());

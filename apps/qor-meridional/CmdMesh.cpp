@@ -3,6 +3,7 @@
 
 #include "CommandSupport.h"
 #include "Commands.h"
+#include "Spaces.h"
 #include "ToolError.h"
 #include "Warnings.h"
 
@@ -28,6 +29,8 @@ int runMesh(int argc, char** argv) {
       "\n"
       "example: qor-meridional mesh --passage data/nasa-rotor37 --axis-dir x --output rotor37",
       joinOptions(joinOptions({{"output", "prefix", "output file prefix (default: mesh)"},
+                               {"spaces", "list",
+                                "fields written to the VTK file, comma-separated (default: all)"},
                                {"iso-step", "step",
                                 "spacing of the iso-lines in the SVG, 0.01..0.5 (default 0.1)"}},
                               passageOptions()),
@@ -38,13 +41,15 @@ int runMesh(int argc, char** argv) {
   if (!(isoStep >= 0.01 && isoStep <= 0.5))
     throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
   const std::string prefix = args.value("output", "mesh");
+  const std::vector<qor::TurboTransform::space> spaces =
+      spacesFromList(args.value("spaces", "all"), "option --spaces");
   const Passage passage = readPassage(args);
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
   writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
-                 "Background mesh: " + passage.description);
+                 "Background mesh: " + passage.description, spaces);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
   std::cout << "wrote " << prefix << ".vtk, " << prefix << ".svg\n";
   return 0;

@@ -64,6 +64,7 @@ int runSegment(int argc, char** argv) {
       joinOptions(
           joinOptions({{"boundaries", "file", "internal boundaries, hub to shroud each"},
                        {"space", "m|nm|rnm|mprime", "space in which u is measured (default rnm)"},
+                       {"spaces", "m|nm|rnm|mprime", "the same as --space"},
                        {"sampling", "mergedSpan|backgroundMeshSpan",
                         "span sampling of the boundaries (default backgroundMeshSpan)"},
                        {"points-art", "", "the points are (axial, radial[, theta])"},
@@ -74,7 +75,8 @@ int runSegment(int argc, char** argv) {
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
   checkPointForm(args);
-  const std::string spaceText = args.choice("space", {"m", "nm", "rnm", "mprime"}, "rnm");
+  const std::string spaceText =
+      args.choice(spaceOption(args), {"m", "nm", "rnm", "mprime"}, "rnm");
   const Seg::spaceSeg space = spaceText == "m"        ? Seg::m
                               : spaceText == "nm"     ? Seg::nm
                               : spaceText == "mprime" ? Seg::mprime

@@ -40,8 +40,9 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
-                    const std::string& title) {
-  writeVtk(prefix + ".vtk", mesh, title);
+                    const std::string& title,
+                    const std::vector<qor::TurboTransform::space>& spaces) {
+  writeVtk(prefix + ".vtk", mesh, title, spaces);
   SvgPicture pic;
   pic.title = title;
   pic.units = passage.units;
@@ -66,6 +67,12 @@ void finishOutput(const std::string& path, std::ostream& out) {
   if (!out)
     throw ToolError((path.empty() || path == "-" ? std::string("standard output") : path) +
                     ": write failed");
+}
+
+std::string spaceOption(const CliArgs& args) {
+  if (args.has("space") && args.has("spaces"))
+    throw ToolError("options --space and --spaces exclude each other");
+  return args.has("spaces") ? "spaces" : "space";
 }
 
 void checkPointForm(const CliArgs& args) {

@@ -28,7 +28,12 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 /// Writes `prefix`.vtk and `prefix`.svg (mesh, boundary curves, iso-lines every `isoStep`).
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
-                    const std::string& title);
+                    const std::string& title,
+                    const std::vector<qor::TurboTransform::space>& spaces = {});
+
+/// The spelling of the one-space option given: "space", or "spaces" (accepted wherever a command
+/// takes spaces). @throws ToolError when both are given
+std::string spaceOption(const CliArgs& args);
 
 /// Refuses --points-art together with --points-xyz.
 /// @throws ToolError when both are given
