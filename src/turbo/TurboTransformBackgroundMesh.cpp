@@ -111,6 +111,7 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
   QORVector<TripletBase<float>> oldPoints = m_meshPoints;
   std::shared_ptr<QuadtreeBucket> oldQuadtree = m_quadtree;
   std::shared_ptr<const turbo_detail::NodeGrid> oldNodeGrid = m_nodeGrid;
+  std::shared_ptr<const turbo_detail::WallFit> oldWallFit = m_wallFit;
   std::vector<std::vector<double>> oldFields = m_spaceValues;
   try {
     if (method == linear) {
@@ -133,11 +134,14 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
     } else {
       m_nodeGrid.reset();
     }
+    m_wallFit = std::make_shared<const turbo_detail::WallFit>(turbo_detail::fitWalls(
+        turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr), m_hub, m_shroud));
   } catch (...) {
     m_topo = std::move(oldTopo);
     m_meshPoints.swap(oldPoints);
     m_quadtree = std::move(oldQuadtree);
     m_nodeGrid = std::move(oldNodeGrid);
+    m_wallFit = std::move(oldWallFit);
     m_spaceValues.swap(oldFields);
     m_cacheInvalid = 1;
     // Memory that runs out in spite of the check above still reaches the caller in the library's

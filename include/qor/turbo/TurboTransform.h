@@ -30,6 +30,7 @@ class Topo2dMultiLevel;
 namespace turbo_detail {
 class NodeGrid;
 struct MeshView;
+struct WallFit;
 }  // namespace turbo_detail
 
 class QOR_API TurboTransform {
@@ -79,6 +80,16 @@ class QOR_API TurboTransform {
   /// Number of points each boundary curve is reduced to (default 300).
   void setCurveOptimizedSize(int size);
   int getCurveOptimizedSize() const;
+  /// Exact walls (off by default, kept so for compatibility). Off, the forward conversions
+  /// interpolate in the background-mesh cells, whose edges along hub and shroud are chords of the
+  /// walls: a point on a curved wall comes out off nspan 0 or 1 by up to the chord's sagitta over
+  /// the local cell height (up to 4e-3 on real machines with the default mesh). On, in the cells
+  /// along hub and shroud the spanwise position is measured from the boundary curve itself (as
+  /// cleaned and reduced by setCurveOptimizedSize), so points on it convert to nspan 0 or 1 and
+  /// every space is interpolated accordingly. Takes effect at once, also on an existing mesh;
+  /// getBestQuad keeps reporting the cell's own local coordinates.
+  void setExactWalls(bool on);
+  bool getExactWalls() const;
   /// Number of smoothing levels of the nonLinear background mesh (default 3).
   void setNumberOfLevelsforBM(int levels);
   int getNumberOfLevelsforBM() const;
@@ -284,6 +295,9 @@ class QOR_API TurboTransform {
   // The node search of the conversions, built with the background mesh and immutable, so that
   // copies share it.
   std::shared_ptr<const turbo_detail::NodeGrid> m_nodeGrid;
+  // The wall curves between the mesh's wall nodes, built with the mesh; used with exact walls.
+  std::shared_ptr<const turbo_detail::WallFit> m_wallFit;
+  bool m_exactWalls = false;
   std::vector<std::vector<double>> m_spaceValues;
   std::vector<bool> m_spaceComputed;
   TripletBase<float> m_axisPoint;
