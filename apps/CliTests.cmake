@@ -245,3 +245,12 @@ qor_cli_rejects(realdata_reversed_hub_and_shroud
   NEEDS_ENV QOR_DATA_DIR ARGS ${QOR_CLI_LOW_CONVERT}
   PREPARE reverse:${QOR_CLI_LOW}/hub.csv:p/hub.csv reverse:${QOR_CLI_LOW}/shroud.csv:p/shroud.csv
           copy:${QOR_CLI_LOW}/inlet.csv:p/inlet.csv copy:${QOR_CLI_LOW}/outlet.csv:p/outlet.csv)
+# Exact walls by default: the four-stage turbine's casing points convert to nspan within 1e-4 of 1
+# (4.2e-3 with --chord-walls, the library's default).
+qor_cli_test(realdata_exact_walls NEEDS_ENV QOR_DATA_DIR
+  ARGS mesh|--passage|@QOR_DATA_DIR@/four-stage-axial-turbine|--axis-dir|x|--output|m
+  NUMBER_REGEX "wall deviation: the given hub and shroud points convert to nspan within [-0-9.e+]+ of 0 and ([-0-9.e+]+) of 1 \\(span measured from the wall curves\\)"
+  NUMBER_MAX 1e-4)
+qor_cli_test(realdata_chord_walls NEEDS_ENV QOR_DATA_DIR
+  ARGS mesh|--passage|@QOR_DATA_DIR@/four-stage-axial-turbine|--axis-dir|x|--output|m|--chord-walls
+  STDOUT "within 0 of 0 and 0.004[0-9]* of 1 \\(span measured from the mesh's straight wall edges\\)")

@@ -51,6 +51,12 @@ int runMesh(int argc, char** argv) {
   writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
                  "Background mesh: " + passage.description, spaces);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
+  const WallDeviation wall = measureWallDeviation(*transform, passage);
+  std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "
+              "and %.2g of 1 (%s)\n",
+              wall.hub, wall.shroud,
+              settings.exactWalls ? "span measured from the wall curves"
+                                  : "span measured from the mesh's straight wall edges");
   std::cout << "wrote " << prefix << ".vtk, " << prefix << ".svg\n";
   return 0;
 }

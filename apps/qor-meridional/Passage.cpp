@@ -233,6 +233,9 @@ std::vector<OptionSpec> meshOptions() {
       {"levels", "n", "smoothing levels of the nonlinear mesh, 1..6 (default 3)"},
       {"curve-points", "n", "points kept per cleaned boundary curve, 10..100000 (default 300)"},
       {"allow-folded", "", "go on with a folded background mesh (an error otherwise)"},
+      {"chord-walls", "",
+       "measure span from the mesh's straight wall edges, as the library does by default, "
+       "instead of from the hub and shroud curves"},
   };
 }
 
@@ -322,6 +325,7 @@ MeshSettings readMeshSettings(const CliArgs& args) {
   m.levels = args.integer("levels", m.levels, 1, 6);
   m.curveSize = args.integer("curve-points", m.curveSize, 10, 100000);
   m.allowFolded = args.has("allow-folded");
+  m.exactWalls = !args.has("chord-walls");
   return m;
 }
 
@@ -364,6 +368,7 @@ std::string locateCurveError(const Passage& passage, const qor::Error& e) {
 std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
                                                     const MeshSettings& mesh, bool& folded) {
   auto t = std::make_unique<qor::TurboTransform>();
+  t->setExactWalls(mesh.exactWalls);
   t->setCurveOptimizedSize(mesh.curveSize);
   t->setNumberOfLevelsforBM(mesh.levels);
   const qor::TripletQORVector hub(passage.hub), shroud(passage.shroud), inlet(passage.inlet),
@@ -389,6 +394,19 @@ std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
   }
   if (folded) addWarning("the background mesh is folded");
   return t;
+}
+
+WallDeviation measureWallDeviation(const qor::TurboTransform& transform, const Passage& passage) {
+  WallDeviation d;
+  std::vector<std::vector<P>> curves;
+  passageCurvesART(passage, curves);
+  for (int w = 0; w < 2; ++w) {
+    std::vector<float> spans;
+    transform.convertARTtoSpace(qor::TurboTransform::nspan, curves[std::size_t(w)], spans);
+    double& worst = w == 0 ? d.hub : d.shroud;
+    for (float v : spans) worst = std::max(worst, std::fabs(double(v) - w));
+  }
+  return d;
 }
 
 void passageCurvesART(const Passage& passage, std::vector<std::vector<P>>& curves) {

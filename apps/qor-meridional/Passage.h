@@ -31,7 +31,15 @@ struct MeshSettings {
   int levels = 3;
   int curveSize = 300;
   bool allowFolded = false;  ///< --allow-folded: a folded mesh is a warning, not an error
+  bool exactWalls = true;    ///< TurboTransform::setExactWalls; --chord-walls turns it off
 };
+
+/// How far the given hub and shroud points convert from nspan 0 and 1 (largest of each).
+struct WallDeviation {
+  double hub = 0.0;
+  double shroud = 0.0;
+};
+WallDeviation measureWallDeviation(const qor::TurboTransform& transform, const Passage& passage);
 
 /// The options of passageOptions() added to a subcommand's own.
 std::vector<OptionSpec> passageOptions();
