@@ -69,7 +69,8 @@ qor_cli_test(demo ARGS demo
 qor_cli_test(mesh_mixed_formats ARGS mesh|${QOR_CLI_DUCT}|--output|duct
   STDOUT "background mesh: [0-9]+ x [0-9]+ nodes" "wrote duct.vtk, duct.svg"
   FILES duct.vtk duct.svg
-  FILE_REGEX "duct.vtk=DIMENSIONS [0-9]+ [0-9]+ 1.*POINT_DATA.*SCALARS rnm float")
+  FILE_REGEX "duct.vtk=DIMENSIONS [0-9]+ [0-9]+ 1.*POINT_DATA.*SCALARS rnm float"
+             "duct.svg=>Background mesh: duct<")
 qor_cli_test(mesh_xyz_axis_x
   ARGS mesh|--xyz|--axis-dir|x|--hub|${QOR_CLI_DATA}/duct-xyz/hub.txt|--shroud|${QOR_CLI_DATA}/duct-xyz/shroud.txt
        --inlet|${QOR_CLI_DATA}/duct-xyz/inlet.txt|--outlet|${QOR_CLI_DATA}/duct-xyz/outlet.txt|--method|linear|--size|300

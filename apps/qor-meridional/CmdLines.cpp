@@ -69,7 +69,7 @@ int runLines(int argc, char** argv) {
   const MeshFields mesh = sampleMeshFields(*transform);
 
   SvgPicture pic;
-  pic.title = "Lines of constant space: " + passage.description;
+  pic.title = "Lines of constant space: " + passage.name;
   pic.units = passage.units;
   addMesh(pic, mesh);
   const std::string csvPath = prefix + ".csv";

@@ -49,7 +49,7 @@ int runMesh(int argc, char** argv) {
   const auto transform = buildTransform(passage, settings, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
   writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
-                 "Background mesh: " + passage.description, spaces);
+                 "Background mesh: " + passage.name, spaces);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
   const WallDeviation wall = measureWallDeviation(*transform, passage);
   std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "

@@ -207,7 +207,7 @@ int runSegment(int argc, char** argv) {
   }
 
   SvgPicture pic;
-  pic.title = "Segments: " + passage.description;
+  pic.title = "Segments: " + passage.name;
   pic.units = passage.units;
   addMesh(pic, sampleMeshFields(*transform));
   for (std::size_t b = 1; b + 1 < lines.size(); ++b)

@@ -57,6 +57,17 @@ void readCurves(Passage& p, const std::string (&paths)[4], const CliArgs& args) 
   }
 }
 
+/// The last component of a directory path ("a/b/machine/" gives "machine"; "" and "." give the
+/// current directory's name).
+std::string folderName(const std::string& dir) {
+  std::error_code ec;
+  std::filesystem::path p = std::filesystem::weakly_canonical(dir.empty() ? "." : dir, ec);
+  if (ec) p = std::filesystem::path(dir);
+  if (!p.has_filename()) p = p.parent_path();
+  const std::string name = p.filename().string();
+  return name.empty() ? dir : name;
+}
+
 std::string curvePathInDirectory(const std::string& dir, const char* name) {
   for (const char* ext : {".csv", ".txt", ".dat", ""}) {
     const std::string p = (std::filesystem::path(dir) / (std::string(name) + ext)).string();
@@ -265,6 +276,7 @@ Passage readPassage(const CliArgs& args) {
     p.units = "mm";
     p.description =
         "built-in centrifugal compressor (axial inlet, 90-degree bend, radial vaneless diffuser)";
+    p.name = "built-in centrifugal compressor";
   } else if (args.has("passage")) {
     const std::string dir = args.value("passage");
     std::error_code ec;
@@ -274,6 +286,7 @@ Passage readPassage(const CliArgs& args) {
     for (int c = 0; c < 4; ++c) paths[c] = curvePathInDirectory(dir, kRoles[c]);
     readCurves(p, paths, args);
     p.description = dir;
+    p.name = folderName(dir);
   } else {
     for (const char* name : {"hub", "shroud", "inlet", "outlet"}) {
       if (!args.has(name))
@@ -285,6 +298,7 @@ Passage readPassage(const CliArgs& args) {
     readCurves(p, paths, args);
     p.description = args.value("hub") + ", " + args.value("shroud") + ", " + args.value("inlet") +
                     ", " + args.value("outlet");
+    p.name = folderName(std::filesystem::path(args.value("hub")).parent_path().string());
   }
 
   p.axisPoint = args.triplet("axis-point", p.axisPoint);

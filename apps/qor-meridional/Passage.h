@@ -21,6 +21,7 @@ struct Passage {
   qor::TripletBase<float> axisDirection{0.0f, 0.0f, 1.0f};
   std::string units;        ///< length unit shown on plot axes ("" when unknown)
   std::string description;  ///< where the curves came from, for summaries
+  std::string name;         ///< short name for picture titles: the machine's folder name
   std::string files[4];     ///< file of the hub, shroud, inlet and outlet ("" for the demo)
   std::vector<int> lines[4];  ///< 1-based file line of every point of each curve
 };
