@@ -73,8 +73,10 @@ int runConvert(int argc, char** argv) {
   const std::string outPath = args.value("output");
 
   const Passage passage = readPassage(args);
-  const PointTable table =
-      readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+  const PointTable table = [&] {
+    Phase phase("reading " + pointsPath);
+    return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+  }();
   const Coords coords = table.coords;
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
@@ -121,6 +123,7 @@ int runConvert(int argc, char** argv) {
     }
   }
 
+  Phase writing("writing " + (outPath.empty() ? std::string("standard output") : outPath));
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
   out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta");

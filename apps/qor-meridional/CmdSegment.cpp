@@ -217,8 +217,10 @@ int runSegment(int argc, char** argv) {
   const std::string pointsPath =
       args.positionals().empty() ? std::string() : args.positionals().front();
   if (!pointsPath.empty()) {
-    const PointTable table =
-        readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+    const PointTable table = [&] {
+      Phase phase("reading " + pointsPath);
+      return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+    }();
     const Coords coords = table.coords;
     std::vector<P> art(table.points);
     if (coords == Coords::xyz) {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "Progress.h"
 #include "SvgWriter.h"
 #include "ToolError.h"
 
@@ -42,6 +43,7 @@ void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transf
                     const MeshFields& mesh, const Passage& passage, double isoStep,
                     const std::string& title,
                     const std::vector<qor::TurboTransform::space>& spaces) {
+  Phase phase("writing " + prefix + ".vtk and " + prefix + ".svg");
   writeVtk(prefix + ".vtk", mesh, title, spaces);
   SvgPicture pic;
   pic.title = title;

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "DemoPassage.h"
+#include "Progress.h"
 #include "ToolError.h"
 #include "Warnings.h"
 #include "qor/foundation/Error.h"
@@ -251,6 +252,7 @@ std::vector<OptionSpec> meshOptions() {
 }
 
 Passage readPassage(const CliArgs& args) {
+  Phase phase("reading the passage");
   Passage p;
   if (args.has("art") && args.has("xyz"))
     throw ToolError("options --art and --xyz exclude each other");
@@ -399,7 +401,10 @@ std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
     if (located.empty()) throw;
     throw ToolError(located);
   }
-  folded = t->createBackgroundMesh(mesh.method, mesh.size) != 0;
+  {
+    Phase phase("meshing (" + std::to_string(mesh.size) + " nodes requested)");
+    folded = t->createBackgroundMesh(mesh.method, mesh.size) != 0;
+  }
   if (folded && !mesh.allowFolded) {
     throw ToolError(
         "the background mesh is folded (cells turned inside out): the likely cause is a curve "
