@@ -89,6 +89,12 @@ qor_cli_test(mesh_folded_allowed ARGS mesh|${QOR_CLI_THROUGH}|--allow-folded
   STDOUT "FOLDED" STDERR "warning: the background mesh is folded")
 qor_cli_test(mesh_spaces ARGS mesh|${QOR_CLI_DUCT}|--spaces|nm,nspan
   FILE_REGEX "mesh.vtk=POINT_DATA [0-9]+\nSCALARS nspan float 1\n[^S]*SCALARS nm float 1\n[^S]*$")
+# The machine's frame: the duct about z through (0, 0, 5), theta 0 along x: the inlet's hub node
+# (axial 0, radius 1) lies at (1, 0, 5); by default at (0, 1, 0).
+qor_cli_test(mesh_frame_xyz ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--frame|xyz|--output|fx
+  FILE_REGEX "fx.vtk=POINTS [0-9]+ float\n1 0 5\n")
+qor_cli_test(mesh_frame_default ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--output|fa
+  FILE_REGEX "fa.vtk=POINTS [0-9]+ float\n0 1 0\n")
 qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--output|m STDOUT "linear" FILES m.vtk m.svg)
 
 # ---- convert -------------------------------------------------------------------------------------

@@ -15,7 +15,9 @@ int runMesh(int argc, char** argv) {
       "Builds the background mesh of a passage and writes <prefix>.vtk (legacy VTK structured\n"
       "grid with the eight coordinate fields mprime, span, m, nmprime, nspan, nm, rnm,\n"
       "mprimeScaled as point data; open it in ParaView) and <prefix>.svg (the meridional plane\n"
-      "with the boundary curves, the mesh and labelled lines of normalised span and nm).\n"
+      "with the boundary curves, the mesh and labelled lines of normalised span and nm). The VTK\n"
+      "nodes are (axial, radial, 0) by default; --frame xyz places the meridional plane at\n"
+      "theta 0 about the real axis, in the machine's Cartesian frame.\n"
       "\n"
       "Curve files: CSV with or without a header, whitespace-separated columns, or the\n"
       "library's point-list format (a count line, then one point per line). A header names the\n"
@@ -29,6 +31,10 @@ int runMesh(int argc, char** argv) {
       "\n"
       "example: qor-meridional mesh --passage data/nasa-rotor37 --axis-dir x --output rotor37",
       joinOptions(joinOptions({{"output", "prefix", "output file prefix (default: mesh)"},
+                               {"frame", "art|xyz",
+                                "VTK coordinates: (axial, radial, 0) (default), or xyz: the "
+                                "machine's Cartesian frame, the meridional plane at theta 0 about "
+                                "the axis (to overlay a CFD mesh)"},
                                {"spaces", "list",
                                 "fields written to the VTK file, comma-separated (default: all)"},
                                {"iso-step", "step",
@@ -41,6 +47,7 @@ int runMesh(int argc, char** argv) {
   if (!(isoStep >= 0.01 && isoStep <= 0.5))
     throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
   const std::string prefix = args.value("output", "mesh");
+  const bool machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz";
   const std::vector<qor::TurboTransform::space> spaces =
       spacesFromList(args.value("spaces", "all"), "option --spaces");
   const Passage passage = readPassage(args);
@@ -49,7 +56,7 @@ int runMesh(int argc, char** argv) {
   const auto transform = buildTransform(passage, settings, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
   writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
-                 "Background mesh: " + passage.name, spaces);
+                 "Background mesh: " + passage.name, spaces, machineFrame);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
   const WallDeviation wall = measureWallDeviation(*transform, passage);
   std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "

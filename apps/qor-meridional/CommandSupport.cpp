@@ -42,9 +42,15 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
                     const std::string& title,
-                    const std::vector<qor::TurboTransform::space>& spaces) {
+                    const std::vector<qor::TurboTransform::space>& spaces, bool machineFrame) {
   Phase phase("writing " + prefix + ".vtk and " + prefix + ".svg");
-  writeVtk(prefix + ".vtk", mesh, title, spaces);
+  if (machineFrame) {
+    MeshFields placed = mesh;
+    for (auto& p : placed.nodes) p = artToXyz(passage, qor::TripletBase<float>(p[0], p[1], 0.0f));
+    writeVtk(prefix + ".vtk", placed, title, spaces);
+  } else {
+    writeVtk(prefix + ".vtk", mesh, title, spaces);
+  }
   SvgPicture pic;
   pic.title = title;
   pic.units = passage.units;

@@ -86,7 +86,9 @@ void writeVtk(const std::string& path, const MeshFields& mesh, const std::string
   std::fprintf(f, "# vtk DataFile Version 3.0\n%s\nASCII\nDATASET STRUCTURED_GRID\n",
                title.substr(0, 250).c_str());
   std::fprintf(f, "DIMENSIONS %d %d 1\nPOINTS %zu float\n", mesh.nj, mesh.ni, n);
-  for (const P& p : mesh.nodes) std::fprintf(f, "%.9g %.9g 0\n", double(p[0]), double(p[1]));
+  for (const P& p : mesh.nodes) {
+    std::fprintf(f, "%.9g %.9g %.9g\n", double(p[0]), double(p[1]), double(p[2]));
+  }
   std::fprintf(f, "POINT_DATA %zu\n", n);
   for (std::size_t s = 0; s < mesh.values.size() && s < spaceNames().size(); ++s) {
     if (!spaces.empty() &&
