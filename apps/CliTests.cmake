@@ -141,6 +141,7 @@ qor_cli_test(invert_at_xyz ARGS invert|--at|0.5,0,0.5|--to-xyz|${QOR_CLI_DUCT}|-
 # ---- lines ---------------------------------------------------------------------------------------
 qor_cli_test(lines_duct ARGS lines|--nspan|0.5|--nm|0.25|--points|11|${QOR_CLI_DUCT}
   STDOUT "wrote 2 lines to lines.csv, lines.svg" FILES lines.csv lines.svg
+  FILE_REGEX "lines.svg=<polyline class=\"span\".*<polyline class=\"stream\""
   VALUES lines.csv,1,radial,1.49,1.51 lines.csv,11,axial,3.99,4.01 lines.csv,12,axial,0.99,1.01 lines.csv,22,radial,1.99,2.01)
 qor_cli_test(lines_demo_every ARGS lines|--demo|--every|0.25|--output|iso STDOUT "wrote 6 lines" FILES iso.csv iso.svg)
 
@@ -152,6 +153,11 @@ qor_cli_test(segment_duct
   VALUES segments.csv,1,segment,0,0 segments.csv,1,u,0.49,0.51 segments.csv,1,v,0.49,0.51
          segments.csv,2,segment,1,1 segments.csv,2,u,0.49,0.51 segments.csv,3,segment,2,2 segments.csv,3,u,0.49,0.51
          segments.csv,3,v,0.24,0.26)
+# Points coloured by segment, a point beyond the outlet marked as outside, the legend naming them.
+qor_cli_test(segment_outside_marked
+  ARGS segment|${QOR_CLI_DATA}/duct-segment-outside.csv|--boundaries|${QOR_CLI_DATA}/duct-boundaries.csv|${QOR_CLI_DUCT}
+  VALUES segments.csv,4,segment,-1,-1
+  FILE_REGEX "segments.svg=<circle class=\"outside\".*>your points: outside the passage<.*>your points: segment 2<")
 qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--spaces|m|--output|seg
   STDOUT "3 segments \\(u in m\\)" FILES seg-boundaries.csv seg.svg)
 

@@ -90,7 +90,9 @@ int runLines(int argc, char** argv) {
     char label[48];
     std::snprintf(label, sizeof label, "%s %.3g", r.name, r.value);
     pic.lines.push_back({std::vector<qor::TripletBase<float>>(curve.begin(), curve.end()),
-                         SvgStyle::userLine, label,
+                         r.kind == qor::TurboTransform::nspanConst ? SvgStyle::spanLine
+                                                                   : SvgStyle::streamLine,
+                         label,
                          r.kind == qor::TurboTransform::nspanConst ? false : true});
   }
   finishOutput(csvPath, csv);

@@ -222,6 +222,7 @@ int runSegment(int argc, char** argv) {
       return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
     }();
     const Coords coords = table.coords;
+    pic.markerLegend = "your points";
     std::vector<P> art(table.points);
     if (coords == Coords::xyz) {
       for (P& p : art) p = xyzToArt(passage, p);
@@ -260,6 +261,7 @@ int runSegment(int argc, char** argv) {
         out << ",,\n";
       }
       pic.markers.push_back(art[k]);
+      pic.markerGroups.push_back(segment);
       if (k % 1024 == 0) progress.update(k);
     }
     progress.update(art.size());
