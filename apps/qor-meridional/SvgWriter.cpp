@@ -203,6 +203,25 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
     }
     if (any) used.push_back(s);
   }
+  // Labels never overlap: each is pushed outward along its line until it is clear of the ones
+  // placed before (10 px text, about 5.6 px per character), and left out when that fails.
+  struct Box {
+    double left, top, right, bottom;
+  };
+  std::vector<Box> placed;
+  const auto boxOf = [](double x, double y, const char* anchor, std::size_t chars) {
+    const double w = 5.6 * double(chars);
+    const double from = anchor[0] == 's' ? x : (anchor[0] == 'e' ? x - w : x - w / 2);
+    return Box{from - 1.0, y - 9.0, from + w + 1.0, y + 2.5};
+  };
+  const auto clear = [&](const Box& b) {
+    for (const Box& o : placed) {
+      if (b.left < o.right && o.left < b.right && b.top < o.bottom && o.top < b.bottom) {
+        return false;
+      }
+    }
+    return true;
+  };
   for (const auto& l : picture.lines) {
     if (l.label.empty() || l.points.empty()) continue;
     const P& p = l.labelAtEnd ? l.points.back() : l.points.front();
@@ -216,8 +235,18 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
       if (len > 0.0) ux = ex / len, uy = ey / len;
     }
     const char* anchor = ux > 0.5 ? "start" : (ux < -0.5 ? "end" : "middle");
-    const double lx = sx(p[0]) + 5.0 * ux;
-    const double ly = sy(p[1]) + 5.0 * uy + (uy > 0.5 ? 9.0 : (uy < -0.5 ? -1.0 : 3.5));
+    double lx = sx(p[0]) + 5.0 * ux;
+    double ly = sy(p[1]) + 5.0 * uy + (uy > 0.5 ? 9.0 : (uy < -0.5 ? -1.0 : 3.5));
+    bool fits = false;
+    for (int push = 0; push < 6 && !fits; ++push) {
+      const double x = lx + 12.0 * push * ux, y = ly + 12.0 * push * uy;
+      if (clear(boxOf(x, y, anchor, l.label.size()))) {
+        lx = x, ly = y;
+        fits = true;
+      }
+    }
+    if (!fits) continue;
+    placed.push_back(boxOf(lx, ly, anchor, l.label.size()));
     std::fprintf(f, "<text class=\"lab %s\" x=\"%s\" y=\"%s\" text-anchor=\"%s\">%s</text>\n",
                  info(l.style).cssClass, fmt(lx).c_str(), fmt(ly).c_str(), anchor,
                  escape(l.label).c_str());
