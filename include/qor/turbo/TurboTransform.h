@@ -87,7 +87,9 @@ class QOR_API TurboTransform {
   /// along hub and shroud the spanwise position is measured from the boundary curve itself (as
   /// cleaned and reduced by setCurveOptimizedSize), so points on it convert to nspan 0 or 1 and
   /// every space is interpolated accordingly. Takes effect at once, also on an existing mesh;
-  /// getBestQuad keeps reporting the cell's own local coordinates.
+  /// getBestQuad keeps reporting the cell's own local coordinates. The inverse conversions and the
+  /// lines of constant space are not changed: they still run along the mesh's straight edges, so
+  /// near a curved wall a forward-then-inverse round trip moves a point by up to the sagitta.
   void setExactWalls(bool on);
   bool getExactWalls() const;
   /// Number of smoothing levels of the nonLinear background mesh (default 3).
