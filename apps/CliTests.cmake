@@ -6,14 +6,14 @@ set(QOR_CLI_DUCT --passage|${QOR_CLI_DATA}/duct|--size|400)
 
 function(qor_cli_test name)
   cmake_parse_arguments(T "ONE_LINE_ERROR" "EXIT;STDERR;NEEDS_ENV;NUMBER_REGEX;NUMBER_MAX"
-                        "ARGS;STDOUT;FILES;FILE_REGEX;VALUES" ${ARGN})
+                        "ARGS;STDOUT;FILES;FILE_REGEX;VALUES;PREPARE" ${ARGN})
   if(NOT DEFINED T_EXIT)
     set(T_EXIT 0)
   endif()
   string(REPLACE ";" "|" args "${T_ARGS}")
   set(defs -DTOOL=$<TARGET_FILE:qor-meridional> "-DARGS=${args}"
            -DWORKDIR=${CMAKE_CURRENT_BINARY_DIR}/cli-tests/${name} -DEXPECT_EXIT=${T_EXIT})
-  foreach(list_arg STDOUT FILES FILE_REGEX VALUES)
+  foreach(list_arg STDOUT FILES FILE_REGEX VALUES PREPARE)
     if(DEFINED T_${list_arg})
       string(REPLACE ";" "|" v "${T_${list_arg}}")
       set(var ${list_arg})
@@ -69,16 +69,32 @@ qor_cli_test(demo ARGS demo
 qor_cli_test(mesh_mixed_formats ARGS mesh|${QOR_CLI_DUCT}|--output|duct
   STDOUT "background mesh: [0-9]+ x [0-9]+ nodes" "wrote duct.vtk, duct.svg"
   FILES duct.vtk duct.svg
-  FILE_REGEX "duct.vtk=DIMENSIONS [0-9]+ [0-9]+ 1.*POINT_DATA.*SCALARS rnm float")
+  FILE_REGEX "duct.vtk=DIMENSIONS [0-9]+ [0-9]+ 1.*POINT_DATA.*SCALARS rnm float"
+             "duct.svg=>Background mesh: duct<")
 qor_cli_test(mesh_xyz_axis_x
   ARGS mesh|--xyz|--axis-dir|x|--hub|${QOR_CLI_DATA}/duct-xyz/hub.txt|--shroud|${QOR_CLI_DATA}/duct-xyz/shroud.txt
        --inlet|${QOR_CLI_DATA}/duct-xyz/inlet.txt|--outlet|${QOR_CLI_DATA}/duct-xyz/outlet.txt|--method|linear|--size|300
   STDOUT "linear" FILES mesh.vtk mesh.svg)
-qor_cli_test(mesh_warns_about_reversed_hub
+qor_cli_test(mesh_reverses_the_one_reversed_curve
   ARGS mesh|--hub|${QOR_CLI_DATA}/bad/hub-reversed.csv|--shroud|${QOR_CLI_DATA}/duct/shroud.txt
        --inlet|${QOR_CLI_DATA}/duct/inlet.dat|--outlet|${QOR_CLI_DATA}/duct/outlet.csv|--size|400
-  STDOUT "FOLDED"
-  STDERR "warning: the curves do not meet at the passage corners.*warning: the background mesh is folded")
+  STDOUT "good \\(0 inverted\\)"
+  STDERR "^qor-meridional: warning: [^\n]*bad/hub-reversed.csv: the hub curve runs outlet to inlet while the other curves agree with each other; reversed it\n$")
+# A shroud that dips through the hub folds the mesh: an error unless --allow-folded.
+set(QOR_CLI_THROUGH --hub|${QOR_CLI_DATA}/duct/hub.csv|--shroud|${QOR_CLI_DATA}/bad/shroud-through-hub.csv
+    --inlet|${QOR_CLI_DATA}/duct/inlet.dat|--outlet|${QOR_CLI_DATA}/duct/outlet.csv|--size|400)
+qor_cli_rejects(mesh_folded "the background mesh is folded \\(cells turned inside out\\): the likely cause is a curve that crosses another"
+  ARGS convert|${QOR_CLI_DATA}/duct-points.txt|${QOR_CLI_THROUGH})
+qor_cli_test(mesh_folded_allowed ARGS mesh|${QOR_CLI_THROUGH}|--allow-folded
+  STDOUT "FOLDED" STDERR "warning: the background mesh is folded")
+qor_cli_test(mesh_spaces ARGS mesh|${QOR_CLI_DUCT}|--spaces|nm,nspan
+  FILE_REGEX "mesh.vtk=POINT_DATA [0-9]+\nSCALARS nspan float 1\n[^S]*SCALARS nm float 1\n[^S]*$")
+# The machine's frame: the duct about z through (0, 0, 5), theta 0 along x: the inlet's hub node
+# (axial 0, radius 1) lies at (1, 0, 5); by default at (0, 1, 0).
+qor_cli_test(mesh_frame_xyz ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--frame|xyz|--output|fx
+  FILE_REGEX "fx.vtk=POINTS [0-9]+ float\n1 0 5\n")
+qor_cli_test(mesh_frame_default ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--output|fa
+  FILE_REGEX "fa.vtk=POINTS [0-9]+ float\n0 1 0\n")
 qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--output|m STDOUT "linear" FILES m.vtk m.svg)
 
 # ---- convert -------------------------------------------------------------------------------------
@@ -93,16 +109,39 @@ qor_cli_test(convert_xyz ARGS convert|--points-xyz|${QOR_CLI_DATA}/duct-points-x
   VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,2,nm,0.495,0.505 out.csv,2,nspan,0.495,0.505
          out.csv,1,stream_x,0.999,1.001 out.csv,1,span_z,0.999,1.001 out.csv,2,span_y,0.999,1.001)
 
+# A header decides the frame: x, y, z columns are Cartesian without --points-xyz; an option that
+# contradicts the header is an error.
+qor_cli_test(convert_xyz_by_header ARGS convert|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT}|--axis-dir|x|--output|out.csv
+  FILE_REGEX "out.csv=^line,x,y,z,"
+  VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,2,nm,0.495,0.505 out.csv,2,nspan,0.495,0.505)
+qor_cli_rejects(convert_frame_contradicts_header
+  "duct-points-xyz.csv:1: the header names Cartesian \\(x, y, z\\) columns, but option --points-art says the points are meridional"
+  ARGS convert|--points-art|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT})
+qor_cli_rejects(mesh_frame_contradicts_header
+  "duct-xyz/hub.txt:1: the header names Cartesian \\(x, y, z\\) columns, but option --art says"
+  ARGS mesh|--art|--axis-dir|x|--hub|${QOR_CLI_DATA}/duct-xyz/hub.txt|--shroud|${QOR_CLI_DATA}/duct-xyz/shroud.txt
+       --inlet|${QOR_CLI_DATA}/duct-xyz/inlet.txt|--outlet|${QOR_CLI_DATA}/duct-xyz/outlet.txt)
+qor_cli_rejects(mesh_frames_disagree
+  "duct-xyz/shroud.txt and [^ ]*duct/hub.csv disagree: the header of the first names Cartesian"
+  ARGS mesh|--axis-dir|x|--hub|${QOR_CLI_DATA}/duct/hub.csv|--shroud|${QOR_CLI_DATA}/duct-xyz/shroud.txt
+       --inlet|${QOR_CLI_DATA}/duct-xyz/inlet.txt|--outlet|${QOR_CLI_DATA}/duct-xyz/outlet.txt)
+
 # ---- invert --------------------------------------------------------------------------------------
 qor_cli_test(invert_file ARGS invert|${QOR_CLI_DATA}/duct-inverse.csv|--space|nm|${QOR_CLI_DUCT}|--output|art.csv
   VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51 art.csv,2,axial,3.99,4.01 art.csv,2,radial,1.99,2.01
          art.csv,3,axial,-0.01,0.01 art.csv,3,radial,0.99,1.01)
+qor_cli_test(invert_spaces_theta_once ARGS invert|--at|0.5,0.3,0.5|--spaces|nm|${QOR_CLI_DUCT}|--output|art.csv
+  FILE_REGEX "art.csv=^line,nm,theta,nspan,axial,radial\n0,0.5,0.3[0-9]*,0.5,[-0-9.e]+,[-0-9.e]+\n$"
+  VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51)
+qor_cli_rejects(invert_space_and_spaces "options --space and --spaces exclude each other"
+  ARGS invert|--demo|--space|nm|--spaces|m|--at|0,0,0)
 qor_cli_test(invert_at_xyz ARGS invert|--at|0.5,0,0.5|--to-xyz|${QOR_CLI_DUCT}|--axis-dir|x|--output|xyz.csv
   VALUES xyz.csv,1,x,1.98,2.02 xyz.csv,1,y,1.49,1.51 xyz.csv,1,z,-0.01,0.01)
 
 # ---- lines ---------------------------------------------------------------------------------------
 qor_cli_test(lines_duct ARGS lines|--nspan|0.5|--nm|0.25|--points|11|${QOR_CLI_DUCT}
   STDOUT "wrote 2 lines to lines.csv, lines.svg" FILES lines.csv lines.svg
+  FILE_REGEX "lines.svg=<polyline class=\"span\".*<polyline class=\"stream\""
   VALUES lines.csv,1,radial,1.49,1.51 lines.csv,11,axial,3.99,4.01 lines.csv,12,axial,0.99,1.01 lines.csv,22,radial,1.99,2.01)
 qor_cli_test(lines_demo_every ARGS lines|--demo|--every|0.25|--output|iso STDOUT "wrote 6 lines" FILES iso.csv iso.svg)
 
@@ -114,7 +153,12 @@ qor_cli_test(segment_duct
   VALUES segments.csv,1,segment,0,0 segments.csv,1,u,0.49,0.51 segments.csv,1,v,0.49,0.51
          segments.csv,2,segment,1,1 segments.csv,2,u,0.49,0.51 segments.csv,3,segment,2,2 segments.csv,3,u,0.49,0.51
          segments.csv,3,v,0.24,0.26)
-qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--space|m|--output|seg
+# Points coloured by segment, a point beyond the outlet marked as outside, the legend naming them.
+qor_cli_test(segment_outside_marked
+  ARGS segment|${QOR_CLI_DATA}/duct-segment-outside.csv|--boundaries|${QOR_CLI_DATA}/duct-boundaries.csv|${QOR_CLI_DUCT}
+  VALUES segments.csv,4,segment,-1,-1
+  FILE_REGEX "segments.svg=<circle class=\"outside\".*>your points: outside the passage<.*>your points: segment 2<")
+qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--spaces|m|--output|seg
   STDOUT "3 segments \\(u in m\\)" FILES seg-boundaries.csv seg.svg)
 
 # ---- malformed input -----------------------------------------------------------------------------
@@ -139,8 +183,11 @@ qor_cli_rejects(bad_four_columns "bad/four-columns.csv:1: 4 numeric columns: add
   ARGS convert|${QOR_CLI_DATA}/bad/four-columns.csv|${QOR_CLI_DUCT})
 qor_cli_rejects(missing_file "no-such-file.csv: cannot open"
   ARGS mesh|--hub|no-such-file.csv|${duct_rest})
-qor_cli_rejects(same_hub_and_shroud "TurboTransform::initializeFromXYZ: Hub and shroud curves seem to be the same."
+qor_cli_rejects(same_hub_and_shroud "duct/shroud.txt:2: TurboTransform::initializeFromXYZ: Hub and shroud curves seem to be the same. \\(the shroud's point at [^ ]*duct/shroud.txt:2\\)"
   ARGS mesh|--hub|${QOR_CLI_DATA}/duct/shroud.txt|${duct_rest})
+qor_cli_rejects(library_error_names_the_point_line
+  "bad/huge-coordinate.csv:4: TurboTransform::initializeFromART: Curve hub has a coordinate too large at point 2"
+  ARGS mesh|--hub|${QOR_CLI_DATA}/bad/huge-coordinate.csv|${duct_rest})
 qor_cli_rejects(unknown_option "unknown option '--frobnicate' for 'mesh'" ARGS mesh|--demo|--frobnicate)
 qor_cli_rejects(bad_size "option --size of 'mesh': 'many' is not an integer" ARGS mesh|--demo|--size|many)
 qor_cli_rejects(bad_axis "option --axis-dir: the axis direction must not be zero" ARGS mesh|--demo|--axis-dir|0,0,0)
@@ -175,3 +222,48 @@ qor_cli_test(realdata_su2_nodes_xyz NEEDS_ENV QOR_DATA_DIR
   VALUES nodes.csv,1,nm,-0.001,0.001 nodes.csv,1,nspan,-0.001,0.001
          nodes.csv,5001,nm,0.5627,0.5647 nodes.csv,5001,nspan,0.0893,0.0913
          nodes.csv,13572,nm,0.999,1.001 nodes.csv,13572,nspan,0.999,1.001)
+
+# Curve directions on a real machine (the low-speed centrifugal compressor): its sections.csv holds
+# the hub (section 1) and shroud (section 2) grid lines, so the first point lies at nm = nspan = 0
+# and the last at nm = nspan = 1. One reversed curve is turned round with a warning and the numbers
+# stay right; files that contradict each other are refused naming them.
+set(QOR_CLI_LOW @QOR_DATA_DIR@/centrifugal-compressor-lowspeed)
+set(QOR_CLI_LOW_CONVERT convert|${QOR_CLI_LOW}/sections.csv|--passage|p|--spaces|nm,nspan|--output|s.csv)
+set(QOR_CLI_LOW_CORNERS s.csv,1,nm,-0.01,0.01 s.csv,1,nspan,-0.01,0.01 s.csv,574,nm,0.99,1.01 s.csv,574,nspan,0.99,1.01)
+foreach(curve hub shroud inlet outlet)
+  set(prepare)
+  foreach(c hub shroud inlet outlet)
+    set(how copy)
+    if(c STREQUAL curve)
+      set(how reverse)
+    endif()
+    list(APPEND prepare "${how}:${QOR_CLI_LOW}/${c}.csv:p/${c}.csv")
+  endforeach()
+  if(curve MATCHES "hub|shroud")
+    set(way "outlet to inlet")
+  else()
+    set(way "shroud to hub")
+  endif()
+  qor_cli_test(realdata_reversed_${curve} NEEDS_ENV QOR_DATA_DIR PREPARE ${prepare} ARGS ${QOR_CLI_LOW_CONVERT}
+    STDERR "p/${curve}.csv: the ${curve} curve runs ${way} while the other curves agree with each other; reversed it"
+    VALUES ${QOR_CLI_LOW_CORNERS})
+endforeach()
+qor_cli_rejects(realdata_swapped_hub_and_shroud
+  "p/hub.csv, p/shroud.csv, p/inlet.csv, p/outlet.csv: the curve files contradict each other \\(hub and shroud are swapped, or the inlet and the outlet run shroud to hub\\)"
+  NEEDS_ENV QOR_DATA_DIR ARGS ${QOR_CLI_LOW_CONVERT}
+  PREPARE copy:${QOR_CLI_LOW}/shroud.csv:p/hub.csv copy:${QOR_CLI_LOW}/hub.csv:p/shroud.csv
+          copy:${QOR_CLI_LOW}/inlet.csv:p/inlet.csv copy:${QOR_CLI_LOW}/outlet.csv:p/outlet.csv)
+qor_cli_rejects(realdata_reversed_hub_and_shroud
+  "p/hub.csv, p/shroud.csv: the curve files contradict each other \\(the hub and the shroud run outlet to inlet\\)"
+  NEEDS_ENV QOR_DATA_DIR ARGS ${QOR_CLI_LOW_CONVERT}
+  PREPARE reverse:${QOR_CLI_LOW}/hub.csv:p/hub.csv reverse:${QOR_CLI_LOW}/shroud.csv:p/shroud.csv
+          copy:${QOR_CLI_LOW}/inlet.csv:p/inlet.csv copy:${QOR_CLI_LOW}/outlet.csv:p/outlet.csv)
+# Exact walls by default: the four-stage turbine's casing points convert to nspan within 1e-4 of 1
+# (4.2e-3 with --chord-walls, the library's default).
+qor_cli_test(realdata_exact_walls NEEDS_ENV QOR_DATA_DIR
+  ARGS mesh|--passage|@QOR_DATA_DIR@/four-stage-axial-turbine|--axis-dir|x|--output|m
+  NUMBER_REGEX "wall deviation: the given hub and shroud points convert to nspan within [-0-9.e+]+ of 0 and ([-0-9.e+]+) of 1 \\(span measured from the wall curves\\)"
+  NUMBER_MAX 1e-4)
+qor_cli_test(realdata_chord_walls NEEDS_ENV QOR_DATA_DIR
+  ARGS mesh|--passage|@QOR_DATA_DIR@/four-stage-axial-turbine|--axis-dir|x|--output|m|--chord-walls
+  STDOUT "within 0 of 0 and 0.004[0-9]* of 1 \\(span measured from the mesh's straight wall edges\\)")

@@ -37,10 +37,19 @@ int runConvert(int argc, char** argv) {
       "Converts points into the coordinate spaces of the passage and writes one CSV row per\n"
       "point: the input line number, the input coordinates, the requested spaces and, with\n"
       "--directions, the unit streamwise and spanwise directions of the mesh at the point.\n"
-      "Spaces: mprime, span, m, nmprime, nspan, nm, rnm, mprimeScaled (or 'all'). Points\n"
-      "outside the passage are extrapolated. The points file has the layouts of the curve\n"
-      "files; its columns are (axial, radial[, theta]) or (x, y, z) like the curves unless\n"
-      "--points-art or --points-xyz says otherwise.\n"
+      "Spaces (or 'all'), along the background mesh's streamwise lines (inlet to outlet) and\n"
+      "spanwise lines (hub to shroud):\n"
+      "  m             meridional length from the inlet (length units)\n"
+      "  nm            m over the streamwise line's total: 0 at the inlet, 1 at the outlet\n"
+      "  mprime        m', the integral of dm/r from the inlet (dimensionless)\n"
+      "  nmprime       m' over the streamwise line's total: 0 at the inlet, 1 at the outlet\n"
+      "  mprimeScaled  m' with every streamwise line scaled to the hub line's total\n"
+      "  rnm           nm averaged over each spanwise line: constant along spanwise lines\n"
+      "  span          distance from the hub along the spanwise line (length units)\n"
+      "  nspan         span normalised: 0 at the hub, 1 at the shroud\n"
+      "Points outside the passage are extrapolated. The points file has the layouts of the\n"
+      "curve files; its columns are (axial, radial[, theta]) or (x, y, z) as its header names\n"
+      "them, otherwise like the curves unless --points-art or --points-xyz says otherwise.\n"
       "\n"
       "example: qor-meridional convert --demo qor-demo/sample-points.csv --spaces nm,nspan\n"
       "         --output out.csv",
@@ -64,12 +73,14 @@ int runConvert(int argc, char** argv) {
   const std::string outPath = args.value("output");
 
   const Passage passage = readPassage(args);
-  const Coords coords = pointForm(args, passage.coords);
-  const PointTable table = readPointFile(pointsPath, coords);
+  const PointTable table = [&] {
+    Phase phase("reading " + pointsPath);
+    return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+  }();
+  const Coords coords = table.coords;
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
 
   // Everything is converted as (axial, radial, theta) about the axis; Cartesian input is turned
   // into that frame first so that theta can be reported too.
@@ -89,7 +100,19 @@ int runConvert(int argc, char** argv) {
                          art.begin() + static_cast<std::ptrdiff_t>(last)));
       qor::QORVector<std::vector<float>> v;
       qor::QORVector<P> sw, sp;
-      transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+      try {
+        transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+      } catch (const qor::Error&) {
+        // The point that fails, by its line.
+        for (std::size_t k = first; k < last; ++k) {
+          atPoint(pointsPath, table.lines[k], [&] {
+            qor::QORVector<std::vector<float>> one;
+            transform->convertARTtoSpace(qor::TripletQORVector(std::vector<P>{art[k]}), spaceList,
+                                         one, sw, sp, directions);
+          });
+        }
+        throw;
+      }
       for (std::size_t s = 0; s < spaces.size(); ++s)
         std::copy(v[s].begin(), v[s].end(), values[s].begin() + static_cast<std::ptrdiff_t>(first));
       if (directions) {
@@ -100,6 +123,7 @@ int runConvert(int argc, char** argv) {
     }
   }
 
+  Phase writing("writing " + (outPath.empty() ? std::string("standard output") : outPath));
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
   out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta");
@@ -140,7 +164,8 @@ int runInvert(int argc, char** argv) {
       "invert",
       "(--at v,theta,span ... | <file>) --space <name> (--demo | --passage <dir> | ...) [options]",
       "Converts (space value, theta, normalised span) back to (axial, radial, theta), or to\n"
-      "Cartesian (x, y, z) with --to-xyz. The space is one of mprime, m, nmprime, nm, rnm,\n"
+      "Cartesian (x, y, z) with --to-xyz. Writes line, value, theta, nspan and axial, radial\n"
+      "(theta, which the conversion keeps, once) or x, y, z. The space is one of mprime, m, nmprime, nm, rnm,\n"
       "mprimeScaled. Values beyond the inlet or outlet and spans outside 0..1 are clamped to\n"
       "the passage. The input is either --at (repeatable) or a file of three columns (value,\n"
       "theta, span) in any layout the curve files accept. theta is in radians; with --to-xyz\n"
@@ -149,6 +174,7 @@ int runInvert(int argc, char** argv) {
       "\n"
       "example: qor-meridional invert --demo --space nm --at 0.5,0,0.5 --at 1,0,0",
       joinOptions(joinOptions({{"space", "name", "the space of the input values (default: nm)"},
+                               {"spaces", "name", "the same as --space"},
                                {"at", "v,theta,span", "one point to convert (repeatable)"},
                                {"to-xyz", "",
                                 "write Cartesian (x, y, z) instead of (axial, radial, theta)"},
@@ -157,14 +183,16 @@ int runInvert(int argc, char** argv) {
                   meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
+  const std::string spaceOpt = spaceOption(args);
   const qor::TurboTransform::space space =
-      spaceFromName(args.value("space", "nm"), "option --space");
+      spaceFromName(args.value(spaceOpt, "nm"), "option --" + spaceOpt);
   if (space == qor::TurboTransform::span || space == qor::TurboTransform::nspan) {
-    throw ToolError("option --space: '" + spaceName(space) +
+    throw ToolError("option --" + spaceOpt + ": '" + spaceName(space) +
                     "' cannot be inverted (use mprime, m, nmprime, nm, rnm or mprimeScaled)");
   }
   std::vector<P> input;
   std::vector<int> lines;
+  std::string inputPath = "option --at";
   for (const std::string& at : args.values("at")) {
     const std::vector<double> v = CliArgs::parseNumberList(at, "option --at");
     if (v.size() != 3) throw ToolError("option --at: expected value,theta,span, got '" + at + "'");
@@ -173,7 +201,8 @@ int runInvert(int argc, char** argv) {
     lines.push_back(0);
   }
   if (!args.positionals().empty()) {
-    const PointTable t = readPointFile(args.positionals().front(), Coords::values);
+    inputPath = args.positionals().front();
+    const PointTable t = readPointFile(inputPath, Coords::values);
     input.insert(input.end(), t.points.begin(), t.points.end());
     lines.insert(lines.end(), t.lines.begin(), t.lines.end());
   }
@@ -188,20 +217,22 @@ int runInvert(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
 
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
-  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial,theta")
+  // theta is written once: the input's, which the conversion keeps.
+  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial")
       << '\n';
   Progress progress("inverting", input.size());
   for (std::size_t k = 0; k < input.size(); ++k) {
     P art;
-    transform->convertSpaceTNsToART(space, input[k], art);
+    atPoint(lines[k] > 0 ? inputPath : "option --at", lines[k],
+            [&] { transform->convertSpaceTNsToART(space, input[k], art); });
     const P o = toXyz ? artToXyz(passage, art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
-        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]) << ','
-        << csvNumber(o[2]) << '\n';
+        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]);
+    if (toXyz) out << ',' << csvNumber(o[2]);
+    out << '\n';
     if (k % 1024 == 0) progress.update(k);
   }
   progress.update(input.size());

@@ -162,7 +162,6 @@ int runDemo(int argc, char** argv) {
             << "/sample-points.csv --spaces nm,nspan,mprime\n"
             << "      qor-meridional mesh --passage " << dir
             << "/passage --units mm --output my-mesh\n";
-  if (folded) addWarning("the background mesh is folded");
   return 0;
 }
 

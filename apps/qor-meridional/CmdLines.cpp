@@ -66,11 +66,10 @@ int runLines(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
   const MeshFields mesh = sampleMeshFields(*transform);
 
   SvgPicture pic;
-  pic.title = "Lines of constant space: " + passage.description;
+  pic.title = "Lines of constant space: " + passage.name;
   pic.units = passage.units;
   addMesh(pic, mesh);
   const std::string csvPath = prefix + ".csv";
@@ -91,7 +90,9 @@ int runLines(int argc, char** argv) {
     char label[48];
     std::snprintf(label, sizeof label, "%s %.3g", r.name, r.value);
     pic.lines.push_back({std::vector<qor::TripletBase<float>>(curve.begin(), curve.end()),
-                         SvgStyle::userLine, label,
+                         r.kind == qor::TurboTransform::nspanConst ? SvgStyle::spanLine
+                                                                   : SvgStyle::streamLine,
+                         label,
                          r.kind == qor::TurboTransform::nspanConst ? false : true});
   }
   finishOutput(csvPath, csv);

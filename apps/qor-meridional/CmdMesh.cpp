@@ -3,6 +3,7 @@
 
 #include "CommandSupport.h"
 #include "Commands.h"
+#include "Spaces.h"
 #include "ToolError.h"
 #include "Warnings.h"
 
@@ -14,16 +15,28 @@ int runMesh(int argc, char** argv) {
       "Builds the background mesh of a passage and writes <prefix>.vtk (legacy VTK structured\n"
       "grid with the eight coordinate fields mprime, span, m, nmprime, nspan, nm, rnm,\n"
       "mprimeScaled as point data; open it in ParaView) and <prefix>.svg (the meridional plane\n"
-      "with the boundary curves, the mesh and labelled lines of normalised span and nm).\n"
+      "with the boundary curves, the mesh and labelled lines of normalised span and nm). The VTK\n"
+      "nodes are (axial, radial, 0) by default; --frame xyz places the meridional plane at\n"
+      "theta 0 about the real axis, in the machine's Cartesian frame.\n"
       "\n"
       "Curve files: CSV with or without a header, whitespace-separated columns, or the\n"
-      "library's point-list format (a count line, then one point per line). Columns are (axial,\n"
-      "radial[, theta]) with --art (the default) or (x, y, z) with --xyz; header names\n"
-      "axial/radius/theta or x/y/z select the columns. Hub and shroud run inlet to outlet,\n"
-      "inlet and outlet hub to shroud.\n"
+      "library's point-list format (a count line, then one point per line). A header names the\n"
+      "frame: x and y (and z) columns are Cartesian; a radial column (radial, radius, r, rad)\n"
+      "is meridional, with axial named axial, a, ax, x or z and theta named theta, th or t.\n"
+      "Without such a header the columns are (axial, radial[, theta]) (--art, the default) or\n"
+      "(x, y, z) with --xyz; an option that contradicts a header is an error. Hub and shroud\n"
+      "run inlet to outlet, inlet and outlet hub to shroud: one curve running the wrong way is\n"
+      "reversed with a warning, files that contradict each other are refused. A folded mesh is\n"
+      "an error unless --allow-folded.\n"
       "\n"
       "example: qor-meridional mesh --passage data/nasa-rotor37 --axis-dir x --output rotor37",
       joinOptions(joinOptions({{"output", "prefix", "output file prefix (default: mesh)"},
+                               {"frame", "art|xyz",
+                                "VTK coordinates: (axial, radial, 0) (default), or xyz: the "
+                                "machine's Cartesian frame, the meridional plane at theta 0 about "
+                                "the axis (to overlay a CFD mesh)"},
+                               {"spaces", "list",
+                                "fields written to the VTK file, comma-separated (default: all)"},
                                {"iso-step", "step",
                                 "spacing of the iso-lines in the SVG, 0.01..0.5 (default 0.1)"}},
                               passageOptions()),
@@ -34,17 +47,24 @@ int runMesh(int argc, char** argv) {
   if (!(isoStep >= 0.01 && isoStep <= 0.5))
     throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
   const std::string prefix = args.value("output", "mesh");
+  const bool machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz";
+  const std::vector<qor::TurboTransform::space> spaces =
+      spacesFromList(args.value("spaces", "all"), "option --spaces");
   const Passage passage = readPassage(args);
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
   writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
-                 "Background mesh: " + passage.description);
+                 "Background mesh: " + passage.name, spaces, machineFrame);
   std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
+  const WallDeviation wall = measureWallDeviation(*transform, passage);
+  std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "
+              "and %.2g of 1 (%s)\n",
+              wall.hub, wall.shroud,
+              settings.exactWalls ? "span measured from the wall curves"
+                                  : "span measured from the mesh's straight wall edges");
   std::cout << "wrote " << prefix << ".vtk, " << prefix << ".svg\n";
-  if (folded)
-    addWarning("the background mesh is folded; try --method linear or another --size");
   return 0;
 }
 

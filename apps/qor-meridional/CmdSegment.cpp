@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <numeric>
@@ -63,6 +64,7 @@ int runSegment(int argc, char** argv) {
       joinOptions(
           joinOptions({{"boundaries", "file", "internal boundaries, hub to shroud each"},
                        {"space", "m|nm|rnm|mprime", "space in which u is measured (default rnm)"},
+                       {"spaces", "m|nm|rnm|mprime", "the same as --space"},
                        {"sampling", "mergedSpan|backgroundMeshSpan",
                         "span sampling of the boundaries (default backgroundMeshSpan)"},
                        {"points-art", "", "the points are (axial, radial[, theta])"},
@@ -73,7 +75,8 @@ int runSegment(int argc, char** argv) {
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
   checkPointForm(args);
-  const std::string spaceText = args.choice("space", {"m", "nm", "rnm", "mprime"}, "rnm");
+  const std::string spaceText =
+      args.choice(spaceOption(args), {"m", "nm", "rnm", "mprime"}, "rnm");
   const Seg::spaceSeg space = spaceText == "m"        ? Seg::m
                               : spaceText == "nm"     ? Seg::nm
                               : spaceText == "mprime" ? Seg::mprime
@@ -88,10 +91,11 @@ int runSegment(int argc, char** argv) {
   // Internal boundaries.
   std::vector<std::vector<P>> boundaries;
   std::vector<std::string> names;
+  std::vector<int> firstLines;
+  const std::string boundaryPath = args.value("boundaries");
   if (args.has("boundaries")) {
-    const std::string path = args.value("boundaries");
+    const std::string& path = boundaryPath;
     const PointTable table = readPointFile(path, passage.coords);
-    std::vector<int> firstLines;
     boundaries = splitCurves(table, names, firstLines);
     for (std::size_t b = 0; b < boundaries.size(); ++b) {
       if (boundaries[b].size() < 2) {
@@ -99,7 +103,7 @@ int runSegment(int argc, char** argv) {
             path, firstLines[b],
             "boundary '" + names[b] + "' has only one point (a boundary runs from hub to shroud)");
       }
-      if (passage.coords == Coords::xyz) {
+      if (table.coords == Coords::xyz) {
         for (P& p : boundaries[b]) p = xyzToArt(passage, p);
       }
     }
@@ -113,7 +117,6 @@ int runSegment(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-  if (folded) addWarning("the background mesh is folded");
 
   // Inlet-to-outlet order by the mean rnm of each boundary's points.
   std::vector<double> meanRnm(boundaries.size(), 0.0);
@@ -129,7 +132,9 @@ int runSegment(int argc, char** argv) {
                    [&](std::size_t a, std::size_t b) { return meanRnm[a] < meanRnm[b]; });
   std::vector<std::vector<P>> sorted;
   std::vector<std::string> sortedNames;
+  std::vector<int> sortedLines;
   for (std::size_t k : order) {
+    sortedLines.push_back(firstLines.empty() ? 0 : firstLines[k]);
     // Blade edges often come as a handful of points; the segmenter interpolates span linearly
     // between them, so they are resampled evenly along their length first.
     std::vector<P> dense;
@@ -140,7 +145,20 @@ int runSegment(int argc, char** argv) {
   }
 
   Seg segmenter(transform.get(), method);
-  segmenter.setInternalBoundaries(sorted, std::vector<bool>(sorted.size(), true));
+  try {
+    segmenter.setInternalBoundaries(sorted, std::vector<bool>(sorted.size(), true));
+  } catch (const qor::Error& e) {
+    if (boundaryPath.empty()) throw;
+    // The boundary the library names by its index, by the line of its first point.
+    const std::size_t at = e.getMessage().find("Boundary = ");
+    const std::size_t b = at == std::string::npos
+                              ? sorted.size()
+                              : std::strtoul(e.getMessage().c_str() + at + 11, nullptr, 10);
+    const std::string which =
+        b < sortedNames.size() ? "boundary '" + sortedNames[b] + "': " : std::string();
+    throw fileError(boundaryPath, b < sortedLines.size() ? sortedLines[b] : 0,
+                    which + describe(e));
+  }
   const int lastSegment = segmenter.getLastSegmentID();
 
   std::vector<std::string> lineNames = {"inlet"};
@@ -189,7 +207,7 @@ int runSegment(int argc, char** argv) {
   }
 
   SvgPicture pic;
-  pic.title = "Segments: " + passage.description;
+  pic.title = "Segments: " + passage.name;
   pic.units = passage.units;
   addMesh(pic, sampleMeshFields(*transform));
   for (std::size_t b = 1; b + 1 < lines.size(); ++b)
@@ -199,8 +217,12 @@ int runSegment(int argc, char** argv) {
   const std::string pointsPath =
       args.positionals().empty() ? std::string() : args.positionals().front();
   if (!pointsPath.empty()) {
-    const Coords coords = pointForm(args, passage.coords);
-    const PointTable table = readPointFile(pointsPath, coords);
+    const PointTable table = [&] {
+      Phase phase("reading " + pointsPath);
+      return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+    }();
+    const Coords coords = table.coords;
+    pic.markerLegend = "your points";
     std::vector<P> art(table.points);
     if (coords == Coords::xyz) {
       for (P& p : art) p = xyzToArt(passage, p);
@@ -226,7 +248,10 @@ int runSegment(int argc, char** argv) {
         }
       }
       P uv(0.0f, 0.0f, 0.0f);
-      if (segment >= 0) segmenter.convertARTtoSpaceNspan(segment, space, art[k], uv);
+      if (segment >= 0) {
+        atPoint(pointsPath, table.lines[k],
+                [&] { segmenter.convertARTtoSpaceNspan(segment, space, art[k], uv); });
+      }
       const P& in = table.points[k];
       out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
           << csvNumber(in[2]) << ',' << segment;
@@ -236,6 +261,7 @@ int runSegment(int argc, char** argv) {
         out << ",,\n";
       }
       pic.markers.push_back(art[k]);
+      pic.markerGroups.push_back(segment);
       if (k % 1024 == 0) progress.update(k);
     }
     progress.update(art.size());

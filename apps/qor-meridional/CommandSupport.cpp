@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "Progress.h"
 #include "SvgWriter.h"
 #include "ToolError.h"
 
@@ -40,14 +41,26 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
-                    const std::string& title) {
-  writeVtk(prefix + ".vtk", mesh, title);
+                    const std::string& title,
+                    const std::vector<qor::TurboTransform::space>& spaces, bool machineFrame) {
+  Phase phase("writing " + prefix + ".vtk and " + prefix + ".svg");
+  if (machineFrame) {
+    MeshFields placed = mesh;
+    for (auto& p : placed.nodes) p = artToXyz(passage, qor::TripletBase<float>(p[0], p[1], 0.0f));
+    writeVtk(prefix + ".vtk", placed, title, spaces);
+  } else {
+    writeVtk(prefix + ".vtk", mesh, title, spaces);
+  }
   SvgPicture pic;
   pic.title = title;
   pic.units = passage.units;
   addMesh(pic, mesh);
   addIsoLines(pic, transform, isoStep);
   writeSvg(prefix + ".svg", pic);
+}
+
+std::string describe(const qor::Error& e) {
+  return e.getClassName() + "::" + e.getFunctionName() + ": " + e.getMessage();
 }
 
 std::ostream& openOutput(const std::string& path, std::ofstream& file) {
@@ -64,9 +77,21 @@ void finishOutput(const std::string& path, std::ostream& out) {
                     ": write failed");
 }
 
+std::string spaceOption(const CliArgs& args) {
+  if (args.has("space") && args.has("spaces"))
+    throw ToolError("options --space and --spaces exclude each other");
+  return args.has("spaces") ? "spaces" : "space";
+}
+
 void checkPointForm(const CliArgs& args) {
   if (args.has("points-art") && args.has("points-xyz"))
     throw ToolError("options --points-art and --points-xyz exclude each other");
+}
+
+const char* pointFormOption(const CliArgs& args) {
+  if (args.has("points-art")) return "--points-art";
+  if (args.has("points-xyz")) return "--points-xyz";
+  return nullptr;
 }
 
 Coords pointForm(const CliArgs& args, Coords fallback) {

@@ -9,7 +9,9 @@
 #include "CliArgs.h"
 #include "Passage.h"
 #include "PointFiles.h"
+#include "ToolError.h"
 #include "VtkWriter.h"
+#include "qor/foundation/Error.h"
 
 namespace qormeridional {
 
@@ -23,16 +25,41 @@ bool parseOrHelp(CliArgs& args, int argc, char** argv);
 std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bool folded,
                         int levelsUsed);
 
-/// Writes `prefix`.vtk and `prefix`.svg (mesh, boundary curves, iso-lines every `isoStep`).
+/// Writes `prefix`.vtk and `prefix`.svg (mesh, boundary curves, iso-lines every `isoStep`). The VTK
+/// nodes are (axial, radial, 0), or with `machineFrame` the Cartesian points of the meridional
+/// plane at theta 0 about the passage's axis (so that it overlays a CFD mesh).
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
-                    const std::string& title);
+                    const std::string& title,
+                    const std::vector<qor::TurboTransform::space>& spaces = {},
+                    bool machineFrame = false);
+
+/// The spelling of the one-space option given: "space", or "spaces" (accepted wherever a command
+/// takes spaces). @throws ToolError when both are given
+std::string spaceOption(const CliArgs& args);
 
 /// Refuses --points-art together with --points-xyz.
 /// @throws ToolError when both are given
 void checkPointForm(const CliArgs& args);
-/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is given.
+/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is
+/// given.
 Coords pointForm(const CliArgs& args, Coords fallback);
+/// The option that chose the point form ("--points-art" or "--points-xyz"), or nullptr.
+const char* pointFormOption(const CliArgs& args);
+
+/// "Class::function: message" of a library error.
+std::string describe(const qor::Error& e);
+
+/// Runs f for the point on `line` of `path`; a library error it throws becomes the tool's
+/// "file:line: Class::function: message".
+template <typename F>
+void atPoint(const std::string& path, int line, F&& f) {
+  try {
+    f();
+  } catch (const qor::Error& e) {
+    throw fileError(path, line, describe(e));
+  }
+}
 
 /// Opens --output (or standard output when absent or "-"). The stream stays valid while `file`
 /// lives.

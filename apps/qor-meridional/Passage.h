@@ -21,6 +21,9 @@ struct Passage {
   qor::TripletBase<float> axisDirection{0.0f, 0.0f, 1.0f};
   std::string units;        ///< length unit shown on plot axes ("" when unknown)
   std::string description;  ///< where the curves came from, for summaries
+  std::string name;         ///< short name for picture titles: the machine's folder name
+  std::string files[4];     ///< file of the hub, shroud, inlet and outlet ("" for the demo)
+  std::vector<int> lines[4];  ///< 1-based file line of every point of each curve
 };
 
 struct MeshSettings {
@@ -28,7 +31,16 @@ struct MeshSettings {
   int size = 2000;
   int levels = 3;
   int curveSize = 300;
+  bool allowFolded = false;  ///< --allow-folded: a folded mesh is a warning, not an error
+  bool exactWalls = true;    ///< TurboTransform::setExactWalls; --chord-walls turns it off
 };
+
+/// How far the given hub and shroud points convert from nspan 0 and 1 (largest of each).
+struct WallDeviation {
+  double hub = 0.0;
+  double shroud = 0.0;
+};
+WallDeviation measureWallDeviation(const qor::TurboTransform& transform, const Passage& passage);
 
 /// The options of passageOptions() added to a subcommand's own.
 std::vector<OptionSpec> passageOptions();
@@ -36,13 +48,17 @@ std::vector<OptionSpec> passageOptions();
 std::vector<OptionSpec> meshOptions();
 
 /// Reads the passage named by the options: --demo, --passage DIR, or
-/// --hub/--shroud/--inlet/--outlet.
-/// @throws ToolError for missing or bad files and options
+/// --hub/--shroud/--inlet/--outlet. The curves are checked against each other (hub and shroud
+/// start at the inlet's ends, inlet and outlet start on the hub): one curve that runs the wrong
+/// way while the others agree is reversed with a warning; files that contradict each other (hub
+/// and shroud swapped, two curves reversed) are refused naming them.
+/// @throws ToolError for missing, bad or contradicting files and options
 Passage readPassage(const CliArgs& args);
 MeshSettings readMeshSettings(const CliArgs& args);
 
 /// Sets up a transform and builds its background mesh. `folded` receives the mesh check result.
-/// Library errors propagate as qor::Error.
+/// @throws ToolError "file:line: ..." for a library error about a curve or one of its points, and
+///         for a folded mesh unless mesh.allowFolded; other library errors propagate as qor::Error.
 std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
                                                     const MeshSettings& mesh, bool& folded);
 

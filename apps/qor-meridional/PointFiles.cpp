@@ -149,7 +149,7 @@ int findColumn(const std::vector<std::string>& header, std::initializer_list<con
 
 }  // namespace
 
-PointTable readPointFile(const std::string& path, Coords columns) {
+PointTable readPointFile(const std::string& path, Coords columns, const char* forcedBy) {
   std::error_code ec;
   if (std::filesystem::is_directory(path, ec))
     throw fileError(path, 0, "is a directory, not a point file");
@@ -188,6 +188,7 @@ PointTable readPointFile(const std::string& path, Coords columns) {
       if (!l.text.empty()) nonBlank.push_back(l);
     }
     PointTable table = readPointList(path, nonBlank);
+    table.coords = columns;
     if (table.points.empty())
       throw fileError(path, lines.front().number, "the point count is 0: no points");
     return table;
@@ -209,10 +210,32 @@ PointTable readPointFile(const std::string& path, Coords columns) {
   int c1 = -1;
   int c2 = -1;
   int labelColumn = -1;
+  bool framedByHeader = false;
+  if (hasHeader && columns != Coords::values) {
+    // The header's names choose the frame: x and y columns are Cartesian, a radial column is
+    // meridional.
+    Coords named = columns;
+    if (findColumn(header, {"x"}) >= 0 && findColumn(header, {"y"}) >= 0) {
+      named = Coords::xyz;
+      framedByHeader = true;
+    } else if (findColumn(header, {"radial", "radius", "r", "rad"}) >= 0) {
+      named = Coords::art;
+      framedByHeader = true;
+    }
+    if (named != columns && forcedBy != nullptr) {
+      throw fileError(path, lines.front().number,
+                      std::string("the header names ") +
+                          (named == Coords::xyz ? "Cartesian (x, y, z)"
+                                                : "meridional (axial, radial)") +
+                          " columns, but option " + forcedBy + " says the points are " +
+                          (columns == Coords::xyz ? "Cartesian" : "meridional"));
+    }
+    columns = named;
+  }
   if (hasHeader) {
     if (columns == Coords::art) {
-      c0 = findColumn(header, {"axial", "a", "ax"});
-      c1 = findColumn(header, {"radial", "radius", "r"});
+      c0 = findColumn(header, {"axial", "a", "ax", "x", "z"});
+      c1 = findColumn(header, {"radial", "radius", "r", "rad"});
       c2 = findColumn(header, {"theta", "th", "t"});
     } else if (columns == Coords::xyz) {
       c0 = findColumn(header, {"x"});
@@ -263,6 +286,8 @@ PointTable readPointFile(const std::string& path, Coords columns) {
   }
 
   PointTable table;
+  table.coords = columns;
+  table.framedByHeader = framedByHeader;
   int block = 0;
   for (std::size_t k = firstData; k < lines.size(); ++k) {
     if (lines[k].text.empty()) {

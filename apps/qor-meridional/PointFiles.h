@@ -7,11 +7,13 @@
 ///    three numbers per point (blanks or commas between them);
 ///  - CSV (comma or semicolon separated) with or without a header line;
 ///  - whitespace-separated columns with or without a header line.
-/// Lines starting with '#' are comments. A header names the columns; recognised names are
-/// axial/a, radial/radius/r, theta for (axial, radial, theta) files and x, y, z for Cartesian
-/// ones; other columns are ignored. Without a header the numeric columns are taken in order and
-/// a missing third column is 0. A text column (named boundary/name/label/curve, or the first
-/// non-numeric column of a headerless file) labels the points; a blank line ends a block.
+/// Lines starting with '#' are comments. A header names the columns and with them the frame:
+/// x and y (and z) columns make a Cartesian file; a radial column (radial, radius, r or rad) makes
+/// a meridional one, whose axial column is named axial, a, ax, x or z and whose theta column
+/// theta, th or t; names are case-blind and other columns are ignored. Without a header the
+/// numeric columns are taken in order and a missing third column is 0. A text column (named
+/// boundary/name/label/curve, or the first non-numeric column of a headerless file) labels the
+/// points; a blank line ends a block.
 /// Every problem throws ToolError "file:line: problem".
 
 #include <string>
@@ -29,11 +31,17 @@ struct PointTable {
   std::vector<int> lines;           ///< 1-based line of each point in the file
   std::vector<std::string> labels;  ///< text label of each point (empty when none)
   std::vector<int> blocks;          ///< block number of each point (blank-line separated)
+  Coords coords = Coords::art;      ///< the frame the points were read in
+  bool framedByHeader = false;      ///< whether a header's column names chose `coords`
 };
 
-/// Reads a point file. `columns` says which column names a header may use.
+/// Reads a point file in the frame `columns`, unless a header names the columns of the other frame
+/// (art or xyz): the header then decides, or, when the frame was given by the option `forcedBy`,
+/// the contradiction is an error.
+/// @param forcedBy the option that chose `columns` ("--xyz", ...), or nullptr for a default
 /// @throws ToolError naming the file, the line and the problem; also for a file without points.
-PointTable readPointFile(const std::string& path, Coords columns);
+PointTable readPointFile(const std::string& path, Coords columns,
+                         const char* forcedBy = nullptr);
 
 /// Splits a table into curves: by label when the file has labels, otherwise by blank-line blocks.
 /// `names` receives the label (or "block N") of each curve, `firstLines` the file line of its first

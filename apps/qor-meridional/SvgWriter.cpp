@@ -203,6 +203,25 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
     }
     if (any) used.push_back(s);
   }
+  // Labels never overlap: each is pushed outward along its line until it is clear of the ones
+  // placed before (10 px text, about 5.6 px per character), and left out when that fails.
+  struct Box {
+    double left, top, right, bottom;
+  };
+  std::vector<Box> placed;
+  const auto boxOf = [](double x, double y, const char* anchor, std::size_t chars) {
+    const double w = 5.6 * double(chars);
+    const double from = anchor[0] == 's' ? x : (anchor[0] == 'e' ? x - w : x - w / 2);
+    return Box{from - 1.0, y - 9.0, from + w + 1.0, y + 2.5};
+  };
+  const auto clear = [&](const Box& b) {
+    for (const Box& o : placed) {
+      if (b.left < o.right && o.left < b.right && b.top < o.bottom && o.top < b.bottom) {
+        return false;
+      }
+    }
+    return true;
+  };
   for (const auto& l : picture.lines) {
     if (l.label.empty() || l.points.empty()) continue;
     const P& p = l.labelAtEnd ? l.points.back() : l.points.front();
@@ -216,19 +235,51 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
       if (len > 0.0) ux = ex / len, uy = ey / len;
     }
     const char* anchor = ux > 0.5 ? "start" : (ux < -0.5 ? "end" : "middle");
-    const double lx = sx(p[0]) + 5.0 * ux;
-    const double ly = sy(p[1]) + 5.0 * uy + (uy > 0.5 ? 9.0 : (uy < -0.5 ? -1.0 : 3.5));
+    double lx = sx(p[0]) + 5.0 * ux;
+    double ly = sy(p[1]) + 5.0 * uy + (uy > 0.5 ? 9.0 : (uy < -0.5 ? -1.0 : 3.5));
+    bool fits = false;
+    for (int push = 0; push < 6 && !fits; ++push) {
+      const double x = lx + 12.0 * push * ux, y = ly + 12.0 * push * uy;
+      if (clear(boxOf(x, y, anchor, l.label.size()))) {
+        lx = x, ly = y;
+        fits = true;
+      }
+    }
+    if (!fits) continue;
+    placed.push_back(boxOf(lx, ly, anchor, l.label.size()));
     std::fprintf(f, "<text class=\"lab %s\" x=\"%s\" y=\"%s\" text-anchor=\"%s\">%s</text>\n",
                  info(l.style).cssClass, fmt(lx).c_str(), fmt(ly).c_str(), anchor,
                  escape(l.label).c_str());
   }
-  for (const P& p : picture.markers) {
+  static const char* const kGroupColours[] = {"#e67e00", "#1f77b4", "#2ca02c", "#9467bd",
+                                              "#8c564b", "#e377c2", "#17becf", "#bcbd22"};
+  const auto colourOf = [&](int group) { return kGroupColours[group % 8]; };
+  const auto groupOf = [&](std::size_t k) {
+    return k < picture.markerGroups.size() ? picture.markerGroups[k] : 0;
+  };
+  const auto dot = [&](double x, double y, int group) {
+    if (group < 0) {
+      std::fprintf(f,
+                   "<circle class=\"outside\" cx=\"%s\" cy=\"%s\" r=\"3.5\" fill=\"none\" "
+                   "stroke=\"#d62728\" stroke-width=\"1.5\"/>\n",
+                   fmt(x).c_str(), fmt(y).c_str());
+    } else {
+      std::fprintf(f,
+                   "<circle cx=\"%s\" cy=\"%s\" r=\"2.5\" fill=\"%s\" stroke=\"#222\" "
+                   "stroke-width=\"0.5\"/>\n",
+                   fmt(x).c_str(), fmt(y).c_str(), colourOf(group));
+    }
+  };
+  std::vector<int> groups;  // in first-appearance order, for the legend
+  for (std::size_t k = 0; k < picture.markers.size(); ++k) {
+    const P& p = picture.markers[k];
     if (!finitePoint(p)) continue;
-    std::fprintf(f,
-                 "<circle cx=\"%s\" cy=\"%s\" r=\"2.5\" fill=\"#e67e00\" stroke=\"#222\" "
-                 "stroke-width=\"0.5\"/>\n",
-                 fmt(sx(p[0])).c_str(), fmt(sy(p[1])).c_str());
+    dot(sx(p[0]), sy(p[1]), groupOf(k));
+    if (std::find(groups.begin(), groups.end(), groupOf(k)) == groups.end()) {
+      groups.push_back(groupOf(k));
+    }
   }
+  std::sort(groups.begin(), groups.end());
 
   // Legend.
   double ly = top + 10;
@@ -241,13 +292,17 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
                  fmt(ly + 4).c_str(), info(s).legend);
     ly += 20;
   }
-  if (!picture.markers.empty()) {
-    std::fprintf(f,
-                 "<circle cx=\"%s\" cy=\"%s\" r=\"2.5\" fill=\"#e67e00\" stroke=\"#222\" "
-                 "stroke-width=\"0.5\"/>\n",
-                 fmt(lx + 14).c_str(), fmt(ly).c_str());
-    std::fprintf(f, "<text x=\"%s\" y=\"%s\">sample points</text>\n", fmt(lx + 36).c_str(),
-                 fmt(ly + 4).c_str());
+  for (int group : groups) {
+    dot(lx + 14, ly, group);
+    std::string text = picture.markerLegend;
+    if (group < 0) {
+      text += ": outside the passage";
+    } else if (!picture.markerGroups.empty()) {
+      text += ": segment " + std::to_string(group);
+    }
+    std::fprintf(f, "<text x=\"%s\" y=\"%s\">%s</text>\n", fmt(lx + 36).c_str(),
+                 fmt(ly + 4).c_str(), escape(text).c_str());
+    ly += 20;
   }
   std::fputs("</svg>\n", f);
   const bool failed = std::ferror(f) != 0;

@@ -27,7 +27,11 @@ struct SvgPicture {
   std::string title;
   std::string units;  ///< length unit of the axes ("" when unknown)
   std::vector<SvgPolyline> lines;
-  std::vector<qor::TripletBase<float>> markers;  ///< sample points drawn as dots
+  std::vector<qor::TripletBase<float>> markers;  ///< points drawn as dots
+  std::string markerLegend = "sample points";   ///< what the legend calls them
+  /// Optional group of each marker (a segment): groups get their own colours, and -1 marks a point
+  /// outside the passage (a hollow red ring, "outside the passage" in the legend).
+  std::vector<int> markerGroups;
 };
 
 /// @throws ToolError when the file cannot be written

@@ -78,16 +78,24 @@ MeshQuality measureMesh(const MeshFields& mesh) {
   return q;
 }
 
-void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title) {
+void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title,
+              const std::vector<qor::TurboTransform::space>& spaces) {
   std::FILE* f = std::fopen(path.c_str(), "w");
   if (f == nullptr) throw ToolError(path + ": cannot write: " + std::strerror(errno));
   const std::size_t n = mesh.nodes.size();
   std::fprintf(f, "# vtk DataFile Version 3.0\n%s\nASCII\nDATASET STRUCTURED_GRID\n",
                title.substr(0, 250).c_str());
   std::fprintf(f, "DIMENSIONS %d %d 1\nPOINTS %zu float\n", mesh.nj, mesh.ni, n);
-  for (const P& p : mesh.nodes) std::fprintf(f, "%.9g %.9g 0\n", double(p[0]), double(p[1]));
+  for (const P& p : mesh.nodes) {
+    std::fprintf(f, "%.9g %.9g %.9g\n", double(p[0]), double(p[1]), double(p[2]));
+  }
   std::fprintf(f, "POINT_DATA %zu\n", n);
   for (std::size_t s = 0; s < mesh.values.size() && s < spaceNames().size(); ++s) {
+    if (!spaces.empty() &&
+        std::find(spaces.begin(), spaces.end(), static_cast<qor::TurboTransform::space>(s)) ==
+            spaces.end()) {
+      continue;
+    }
     std::fprintf(f, "SCALARS %s float 1\nLOOKUP_TABLE default\n", spaceNames()[s].c_str());
     for (std::size_t k = 0; k < n; ++k) {
       const float v = k < mesh.values[s].size() ? mesh.values[s][k] : 0.0f;

@@ -30,8 +30,10 @@ struct MeshQuality {
 };
 MeshQuality measureMesh(const MeshFields& mesh);
 
-/// Writes a legacy `.vtk` STRUCTURED_GRID (DIMENSIONS nj ni 1, so VTK's fastest index is j).
+/// Writes a legacy `.vtk` STRUCTURED_GRID (DIMENSIONS nj ni 1, so VTK's fastest index is j) with
+/// the fields of `spaces` (all eight when empty); the nodes as they are in `mesh`.
 /// @throws ToolError when the file cannot be written
-void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title);
+void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title,
+              const std::vector<qor::TurboTransform::space>& spaces = {});
 
 }  // namespace qormeridional

@@ -14,6 +14,8 @@
 #                  (row counts data rows from 1, column is a header name)
 #   NUMBER_REGEX   regex with one group matched against standard output; the group must be <= NUMBER_MAX
 #   NEEDS_ENV      environment variable that must name an existing directory; otherwise the test is reported skipped
+#   PREPARE        "copy:<src>:<dst>" or "reverse:<src>:<dst>" steps separated by "|", run first: dst (in
+#                  WORKDIR) receives src, with "reverse" its lines after the first (a header) in reverse order
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -37,6 +39,26 @@ file(MAKE_DIRECTORY "${WORKDIR}")
 string(REPLACE "|" ";" args "${ARGS}")
 if(DEFINED ENV{QOR_DATA_DIR})
   string(REPLACE "@QOR_DATA_DIR@" "$ENV{QOR_DATA_DIR}" args "${args}")
+  string(REPLACE "@QOR_DATA_DIR@" "$ENV{QOR_DATA_DIR}" PREPARE "${PREPARE}")
+endif()
+if(DEFINED PREPARE)
+  string(REPLACE "|" ";" steps "${PREPARE}")
+  foreach(step IN LISTS steps)
+    string(REPLACE ":" ";" parts "${step}")
+    list(GET parts 0 how)
+    list(GET parts 1 src)
+    list(GET parts 2 dst)
+    file(STRINGS "${src}" content)
+    if(how STREQUAL "reverse")
+      list(POP_FRONT content header)
+      list(REVERSE content)
+      list(PREPEND content "${header}")
+    endif()
+    get_filename_component(dir "${WORKDIR}/${dst}" DIRECTORY)
+    file(MAKE_DIRECTORY "${dir}")
+    list(JOIN content "\n" text)
+    file(WRITE "${WORKDIR}/${dst}" "${text}\n")
+  endforeach()
 endif()
 execute_process(COMMAND "${TOOL}" ${args}
   WORKING_DIRECTORY "${WORKDIR}"

@@ -13,6 +13,7 @@
 #include "qor/foundation/Message.h"
 #include "qor/foundation/NumericalUtils.h"
 #include "qor/foundation/QORStream.h"
+#include "foundation/MemoryBudget.h"
 
 namespace qor {
 
@@ -338,6 +339,9 @@ void ParametricCurve::getCurveForEquidistantS(std::vector<TripletBase<float>>& o
   out.clear();
   if (n <= 0) return;
   requirePoints("getCurveForEquidistantS");
+  memory_detail::requireMemory("ParametricCurve", "getCurveForEquidistantS",
+                               SystemMsg("A curve of %1 points") << n,
+                               double(n) * sizeof(TripletBase<float>));
   out.resize(static_cast<std::size_t>(n));
   out.front() = m_points.front();
   if (n == 1) return;

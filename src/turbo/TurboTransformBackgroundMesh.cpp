@@ -5,8 +5,11 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +22,7 @@
 #include "qor/smoothing/Smooth2dbs.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "foundation/MemoryBudget.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/IntegerMath.h"
 
@@ -32,6 +36,32 @@ const char* const kClass = "TurboTransform";
 constexpr int kMinimumMeshSize = 4;
 
 std::size_t at(int index) { return static_cast<std::size_t>(index); }
+
+// Peak memory of building a background mesh, per node of all levels: the nodes, the eight fields,
+// the previous mesh kept until the new one succeeds, the smoother's work arrays and the search
+// structures (about 200 bytes measured for the linear and 235 for the smoothed method).
+constexpr double kBytesPerNode = 256.0;
+
+// Refuses, before anything is allocated, a mesh whose nodes overflow the int index of the
+// topology or cannot fit in memory. ni and nj are the cells of the coarsest of `levels` levels.
+void requireMeshFits(int size, int levels, int ni, int nj) {
+  std::int64_t nodes = 0;
+  for (int level = 0; level < levels && nodes <= INT_MAX; ++level) {
+    const std::int64_t scale = std::int64_t(1) << std::min(level, 30);
+    nodes += (std::int64_t(ni) * scale + 1) * (std::int64_t(nj) * scale + 1);
+  }
+  if (nodes > INT_MAX) {
+    throw data::invalid(kClass, "createBackgroundMesh",
+                        SystemMsg("Background mesh size %1 needs more than %2 nodes, beyond the "
+                                  "index range.")
+                            << size << INT_MAX,
+                        errorType::fatal);
+  }
+  memory_detail::requireMemory(
+      kClass, "createBackgroundMesh",
+      SystemMsg("Background mesh size %1 (%2 nodes)") << size << static_cast<long long>(nodes),
+      double(nodes) * kBytesPerNode);
+}
 
 // Node on the straight spanwise line between the hub node s and the shroud node n.
 TripletBase<float> between(const TripletBase<float>& s, const TripletBase<float>& n, int j,
@@ -81,6 +111,7 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
   QORVector<TripletBase<float>> oldPoints = m_meshPoints;
   std::shared_ptr<QuadtreeBucket> oldQuadtree = m_quadtree;
   std::shared_ptr<const turbo_detail::NodeGrid> oldNodeGrid = m_nodeGrid;
+  std::shared_ptr<const turbo_detail::WallFit> oldWallFit = m_wallFit;
   std::vector<std::vector<double>> oldFields = m_spaceValues;
   try {
     if (method == linear) {
@@ -103,14 +134,32 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
     } else {
       m_nodeGrid.reset();
     }
+    m_wallFit = std::make_shared<const turbo_detail::WallFit>(turbo_detail::fitWalls(
+        turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr), m_hub, m_shroud));
   } catch (...) {
     m_topo = std::move(oldTopo);
     m_meshPoints.swap(oldPoints);
     m_quadtree = std::move(oldQuadtree);
     m_nodeGrid = std::move(oldNodeGrid);
+    m_wallFit = std::move(oldWallFit);
     m_spaceValues.swap(oldFields);
     m_cacheInvalid = 1;
-    throw;
+    // Memory that runs out in spite of the check above still reaches the caller in the library's
+    // family, naming the request.
+    try {
+      throw;
+    } catch (const std::bad_alloc&) {
+      throw data::invalid(kClass, "createBackgroundMesh",
+                          SystemMsg("Background mesh size %1 could not be built: out of memory.")
+                              << size,
+                          errorType::fatal);
+    } catch (const std::length_error&) {
+      throw data::invalid(kClass, "createBackgroundMesh",
+                          SystemMsg("Background mesh size %1 needs more than %2 nodes, beyond the "
+                                    "index range.")
+                              << size << INT_MAX,
+                          errorType::fatal);
+    }
   }
   m_cacheInvalid = 1;
   return checkQualityOfBMesh();
@@ -160,6 +209,7 @@ void TurboTransform::createBackgroundMeshMeshLinear() {
   int ni = 0;
   int nj = 0;
   estimateMeshSize(1, ni, nj);
+  requireMeshFits(m_backgroundMeshSize, 1, ni, nj);
 
   // Built aside and committed at the end, so that a failure keeps the previous mesh consistent.
   auto topo = std::make_shared<Topo2dMultiLevel>(1, ni, nj);
@@ -198,6 +248,7 @@ void TurboTransform::createBackgroundMeshNonLinear() {
     estimateMeshSize(levels, ni, nj);
   }
 
+  requireMeshFits(m_backgroundMeshSize, levels, ni, nj);
   Topo2dMultiLevel topo(levels, ni, nj);
   QORVector<TripletBase<float>> points(at(topo.getAllSize()), TripletBase<float>());
   initMesh(points, topo);

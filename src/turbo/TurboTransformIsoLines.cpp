@@ -11,6 +11,7 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "foundation/MemoryBudget.h"
 
 namespace qor {
 
@@ -20,6 +21,13 @@ namespace {
   throw data::invalid("TurboTransform", "getConstantSpaceSpan",
                       SystemMsg("Number of points requested less than 2. Number requested = %1") << n,
                       errorType::fatal);
+}
+
+// A line of n points that cannot fit in memory is refused before it is allocated.
+void requirePointMemory(int n) {
+  memory_detail::requireMemory("TurboTransform", "getConstantSpace",
+                               SystemMsg("A line of %1 points") << n,
+                               double(n) * sizeof(TripletBase<float>));
 }
 
 // Copies `line` into `curve` re-sampled to n points evenly spaced in the line's parameter; the end
@@ -92,6 +100,7 @@ void TurboTransform::getConstantSpace(constSpace c, double value,
 void TurboTransform::getConstantSpace(constSpace c, double value, int n,
                                       QORVector<TripletBase<float>>& curve) const {
   if (n < 2) throwTooFewPoints(n);
+  requirePointMemory(n);
   QORVector<TripletBase<float>> line;
   getConstantSpace(c, value, line);
   resampleLine(line, n, curve);
@@ -109,6 +118,7 @@ void TurboTransform::getConstantSpace(constSpace c, double value, double from, d
 void TurboTransform::getConstantSpace(constSpace c, double value, int n, double from, double to,
                                       QORVector<TripletBase<float>>& curve) const {
   if (n < 2) throwTooFewPoints(n);
+  requirePointMemory(n);
   QORVector<TripletBase<float>> line;
   getConstantSpace(c, value, from, to, line);
   resampleLine(line, n, curve);

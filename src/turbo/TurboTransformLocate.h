@@ -23,6 +23,7 @@ class Topo2dMultiLevel;
 namespace turbo_detail {
 
 struct MeshView;
+struct Location;
 
 /// Asks the processor to fetch the cache line of `address` (a hint: never a fault, whatever the
 /// address).
@@ -165,6 +166,14 @@ class NodeGrid {
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.
+/// The wall curves between the wall nodes of the mesh, for exact walls: for the cells i of the hub
+/// (wall 0, row j = 0) and of the shroud (wall 1, row j = jcv), the curve points strictly between
+/// the cell's two wall nodes are points[w][start[w][i]] .. points[w][start[w][i + 1] - 1].
+struct WallFit {
+  std::vector<TripletBase<float>> points[2];
+  std::vector<int> start[2];
+};
+
 struct MeshView {
   const TripletBase<float>* points = nullptr;  ///< m_meshPoints
   std::size_t count = 0;                       ///< number of entries of m_meshPoints
@@ -177,7 +186,18 @@ struct MeshView {
   const NodeGrid* grid = nullptr;              ///< the grid, preferred when present
   const CellTest* tests = nullptr;             ///< the cells' tests, if built
   bool safeNodes = false;                      ///< every node within |x|, |y| < 1e18
+  const WallFit* walls = nullptr;              ///< exact walls when set
 };
+
+/// The wall fit of a finished mesh from the boundary curves it was built on (inlet to outlet).
+WallFit fitWalls(const MeshView& mesh, const QORVector<TripletBase<float>>& hub,
+                 const QORVector<TripletBase<float>>& shroud);
+
+/// Exact walls: in a cell along the hub or the shroud, t is measured from the wall curve instead
+/// of the cell's straight wall edge, along the cell's line of constant s (a straight line in a
+/// bilinear cell), so that points on the wall curve get t = 0 (hub) or t = 1 (shroud). (s, t) of
+/// such a cell are first refined to the exact inverse of the bilinear map in double precision.
+void measureFromWalls(const MeshView& mesh, const TripletBase<float>& p, Location& loc);
 
 /// The view of level 0 of a background mesh with its node searches (either may be null); the
 /// nodes behind the topology must exist (std::out_of_range otherwise).
@@ -247,6 +267,7 @@ int nearestNodeFrom(const MeshView& mesh, const TripletBase<float>& p, unsigned 
 /// Nearest node, then the best cell around it.
 inline void locate(const MeshView& mesh, const TripletBase<float>& p, Location& out) {
   bestCellAroundNode(mesh, nearestNode(mesh, p), p, out);
+  if (mesh.walls != nullptr) measureFromWalls(mesh, p, out);
 }
 
 /// The same for the points of a list: `hint` carries the previous nearest node (start with 0).
@@ -255,6 +276,7 @@ inline void locateNext(const MeshView& mesh, const TripletBase<float>& p, Locati
   const int node = nearestNodeFrom(mesh, p, hint);
   hint = static_cast<unsigned int>(node);
   bestCellAroundNode(mesh, node, p, out);
+  if (mesh.walls != nullptr) measureFromWalls(mesh, p, out);
 }
 
 /// Unit directions of increasing i (streamwise) and increasing j (spanwise) of the cell: the

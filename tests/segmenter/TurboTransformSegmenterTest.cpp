@@ -281,6 +281,40 @@ TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWay
   }
 }
 
+TEST(TurboTransformSegmenterAnnulus, inverseBetweenSpanValuesFollowsSlantedEdgesInEverySpace) {
+  // Edges A = a + b eta. On the annulus m' = A / R with R = 1 + eta, so a (u, v) point lies at
+  // A = A_west(v) + u (A_east(v) - A_west(v)) whatever the space, while an edge's m' changes along
+  // the span even when the edge is radial. Between span values the edges' m' are interpolated
+  // linearly: f = b + (a - b) / (1 + eta) has |f''| <= 2 |a - b|, so the error in A is at most
+  // R h^2 / 8 |f''| <= h^2 |a - b| / 2 for the largest span step h.
+  const qortest::Built& b = annulusUnit();
+  const double a[2] = {0.3, 0.7}, slope[2] = {0.2, -0.1};
+  Curves edges;
+  for (int e = 0; e < 2; ++e) edges.push_back(qortest::line(a[e], 1.0, a[e] + slope[e], 2.0, 11));
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
+    Seg seg(&b.transform, method);
+    seg.setInternalBoundaries(edges, {false, false});
+    std::vector<double> nspan;
+    b.transform.getNSpanValues(nspan);
+    double h = 0.0;
+    for (std::size_t j = 1; j < nspan.size(); ++j) h = std::max(h, nspan[j] - nspan[j - 1]);
+    const double tol = kInteriorTol + h * h * std::max(a[0] - slope[0], a[1] - slope[1]) / 2;
+    for (int trial = 0; trial < 30; ++trial) {
+      const double u = unit(rng), v = unit(rng);
+      const double west = a[0] + slope[0] * v, east = a[1] + slope[1] * v;
+      SCOPED_TRACE(::testing::Message() << "seed 7 trial " << trial << " method " << method << " v " << v);
+      for (Seg::spaceSeg k : {Seg::mprime, Seg::m, Seg::nm, Seg::rnm}) {
+        P3 back;
+        seg.convertSpaceNspanToART(1, k, back, P3(float(u), float(v), 0.0f));
+        EXPECT_NEAR(back[0], west + u * (east - west), tol) << "space " << k;
+        EXPECT_NEAR(back[1], 1.0 + v, kInteriorTol) << "space " << k;
+      }
+    }
+  }
+}
+
 TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
   const qortest::Built& b = annulusUnit();
   std::vector<double> nspan;

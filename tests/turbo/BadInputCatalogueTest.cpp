@@ -2,6 +2,7 @@
 // names the problem, or a documented valid result; where the failing operation changes nothing, the
 // object is still usable afterwards.
 
+#include <climits>
 #include <functional>
 #include <limits>
 
@@ -186,6 +187,16 @@ TEST(BadInput, badSizesLevelsAndMethodsAreRefusedKeepingTheOldMesh) {
   EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 3), qor::data::invalid);
   t.setNumberOfLevelsforBM(0);
   EXPECT_THROW(t.createBackgroundMesh(TurboTransform::nonLinear, 300), qor::data::invalid);
+  t.setNumberOfLevelsforBM(3);
+  // Absurd sizes are refused up front naming the size: INT_MAX nodes on one level need about
+  // 500 GB; three levels hold a third more nodes than an int can index.
+  const auto memory = qortest::captureError<qor::data::invalid>([&] { t.createBackgroundMesh(TurboTransform::linear, INT_MAX); });
+  EXPECT_EQ(memory.getMessage().rfind("Background mesh size 2147483647 (2147450880 nodes) needs about 524280 MB of memory, more than the ", 0), 0u)
+      << memory.getMessage();
+  qortest::expectError(
+      qortest::captureError<qor::data::invalid>([&] { t.createBackgroundMesh(TurboTransform::nonLinear, INT_MAX); }),
+      "TurboTransform", "createBackgroundMesh",
+      "Background mesh size 2147483647 needs more than 2147483647 nodes, beyond the index range.");
   // An unknown method is refused after the requested size was stored.
   qortest::expectError(qortest::captureError<qor::internal::error>(
                            [&] { t.createBackgroundMesh(static_cast<TurboTransform::BMmethod>(2), 555); }),

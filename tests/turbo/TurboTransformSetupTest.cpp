@@ -110,6 +110,25 @@ TEST(TurboTransformCleanup, curvesAreReducedKeepingEndsAndRepeatedPointsAreDropp
     previous = std::find(previous, input.end(), q);
     ASSERT_NE(previous, input.end());
   }
+  // The reduction keeps the points farthest from the chords: on the 90-degree arc of radius 1.5 a
+  // budget of 17 points leaves no chord wider than twice an even 16th of the arc, so no given
+  // point lies farther from the reduced curve than that chord's sagitta (7.2e-3; 1.5e-3 for even
+  // spacing).
+  TurboTransform fine;
+  fine.setCurveOptimizedSize(17);
+  qortest::initializeART(fine, p);
+  const auto reduced = cleanedHub(fine);
+  ASSERT_EQ(reduced.size(), 17u);
+  const double sagitta = qortest::Bend().rhoHub * (1.0 - std::cos(qortest::kPi / 2 / 16));
+  for (const auto& q : p.hub) {
+    double nearest = 1e300;
+    for (std::size_t k = 0; k + 1 < reduced.size(); ++k) {
+      const P3 a = reduced[k], d = reduced[k + 1] - a;
+      const double f = std::clamp(double((q - a).dot(d)) / double(d.dot(d)), 0.0, 1.0);
+      nearest = std::min(nearest, qortest::meridionalDistance(q, a + d * float(f)));
+    }
+    EXPECT_LE(nearest, sagitta) << q[0] << ", " << q[1];
+  }
   const auto small = qortest::bend(qortest::Bend(), 31, 11);
   std::vector<P3> doubled;
   for (const auto& q : small.hub) doubled.insert(doubled.end(), 2, q);

@@ -79,6 +79,7 @@ class QOR_API ParametricCurve {
                          bool clamp) const;
   /// n points at the parameters k/(n-1); the first and last are the end points exactly. n == 1 gives
   /// the first point, n <= 0 an empty list.
+  /// @throws data::invalid for n points that cannot fit in memory (before allocating)
   void getCurveForEquidistantS(std::vector<TripletBase<float>>& out, int n) const;
   /// The piece from the first point to s, and from s to the last point (see getCurve).
   void getCurveBegin(double s, std::vector<TripletBase<float>>& out) const;

@@ -34,6 +34,7 @@ class Topo2dMultiLevel;
 namespace turbo_detail {
 class NodeGrid;
 struct MeshView;
+struct WallFit;
 }  // namespace turbo_detail
 
 class QOR_API TurboTransform {
@@ -97,6 +98,18 @@ class QOR_API TurboTransform {
   /// Number of points each boundary curve is reduced to (default 300).
   void setCurveOptimizedSize(int size);
   int getCurveOptimizedSize() const;
+  /// Exact walls (off by default, kept so for compatibility). Off, the forward conversions
+  /// interpolate in the background-mesh cells, whose edges along hub and shroud are chords of the
+  /// walls: a point on a curved wall comes out off nspan 0 or 1 by up to the chord's sagitta over
+  /// the local cell height (up to 4e-3 on real machines with the default mesh). On, in the cells
+  /// along hub and shroud the spanwise position is measured from the boundary curve itself (as
+  /// cleaned and reduced by setCurveOptimizedSize), so points on it convert to nspan 0 or 1 and
+  /// every space is interpolated accordingly. Takes effect at once, also on an existing mesh;
+  /// getBestQuad keeps reporting the cell's own local coordinates. The inverse conversions and the
+  /// lines of constant space are not changed: they still run along the mesh's straight edges, so
+  /// near a curved wall a forward-then-inverse round trip moves a point by up to the sagitta.
+  void setExactWalls(bool on);
+  bool getExactWalls() const;
   /// Number of smoothing levels of the nonLinear background mesh (default 3).
   void setNumberOfLevelsforBM(int levels);
   int getNumberOfLevelsforBM() const;
@@ -116,6 +129,10 @@ class QOR_API TurboTransform {
   /// Builds the background mesh with about `size` nodes and computes the fields.
   /// @return 0 for a good mesh, 1 for a folded one (the mesh is kept and used either way)
   /// @throws internal::error "Unrecognised Method for creation of BM mesh."
+  /// @throws data::invalid for fewer than 4 nodes, and, before anything is allocated, for a size
+  ///         whose nodes overflow the int index or need more memory than the process can obtain
+  ///         (about 256 bytes per node); memory that runs out later is reported the same way.
+  ///         The previous mesh stays in use after every failure.
   int createBackgroundMesh(BMmethod method, int size);
   int createBackgroundMesh(BMmethod method, BMsize size);
   /// The mesh nodes (axial, radial, 0), i-major with j fast, and the point counts.
@@ -245,6 +262,8 @@ class QOR_API TurboTransform {
   void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve) const;
   void getConstantSpace(constSpace c, double value, QORVector<TripletBase<float>>& curve,
                         double extension) const;
+  /// The line resampled to n points evenly spaced along it.
+  /// @throws data::invalid for n < 2, or for n points that cannot fit in memory (before allocating)
   void getConstantSpace(constSpace c, double value, int n,
                         QORVector<TripletBase<float>>& curve) const;
   void getConstantSpace(constSpace c, double value, double from, double to,
@@ -409,6 +428,9 @@ class QOR_API TurboTransform {
   // The node search of the conversions, built with the background mesh and immutable, so that
   // copies share it.
   std::shared_ptr<const turbo_detail::NodeGrid> m_nodeGrid;
+  // The wall curves between the mesh's wall nodes, built with the mesh; used with exact walls.
+  std::shared_ptr<const turbo_detail::WallFit> m_wallFit;
+  bool m_exactWalls = false;
   std::vector<std::vector<double>> m_spaceValues;
   std::vector<bool> m_spaceComputed;
   TripletBase<float> m_axisPoint;
