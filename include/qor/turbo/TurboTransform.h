@@ -9,8 +9,10 @@
 /// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
 /// operations, so one transform must not be used from several threads at once. Give each thread its
 /// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
-/// Distinct transforms are independent.
+/// Distinct transforms are independent. The array form of the inverse conversion keeps no cache and
+/// may be called from several threads at once.
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,6 +53,12 @@ class QOR_API TurboTransform {
   enum BMmethod : int { linear = 0, nonLinear = 1 };
   /// Named background-mesh sizes (requested numbers of nodes).
   enum BMsize : int { BMcoarse = 500, BMmedium = 2000, BMfine = 8000, BMveryFine = 20000 };
+  /// Options of the list operations on arrays.
+  struct ListOptions {
+    /// Threads: 1 = the calling thread only (default), 0 = every hardware thread, n = n.
+    /// Lists shorter than a few thousand points per thread stay on the calling thread.
+    int threads = 1;
+  };
 
   TurboTransform();
   /// Copies the curves, fields and settings; the projection database, topology and the search
@@ -150,6 +158,22 @@ class QOR_API TurboTransform {
   void convertSpaceTNsToART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
   void convertSpaceTNsToART(space s, const std::vector<TripletBase<float>>& in,
                             std::vector<TripletBase<float>>& out) const;
+  /// Fast list inverse for any mix of spans; no cache, safe from several threads; results within
+  /// float rounding of the one-point path.
+  ///
+  /// in[k] = (space value, theta, normalised span), out[k] = (axial, radial, theta), for k < n;
+  /// `out` may be `in` itself. Clamping as in the one-point form: span to [0, 1], the streamwise
+  /// value to the ends of its line (`rnm` to [0, 1]). Instead of building the line of constant
+  /// span, the value of that line at each mesh row is interpolated between the two neighbouring
+  /// streamwise mesh lines, so every point costs two short searches whatever its span. The results
+  /// are the same for every thread count, bit for bit; `rnm` gives exactly the one-point results.
+  /// @throws internal::error "Space (%1) not allowed for conversion here." for `span`, `nspan` and
+  ///         numbers outside the enumeration, as the one-point form (checked before anything else)
+  /// @throws internal::nullPointer before createBackgroundMesh
+  /// @throws data::invalid for a negative thread count or null arrays with n > 0; nothing is
+  ///         written then
+  void convertSpaceTNsToART(space s, const TripletBase<float>* in, std::size_t n,
+                            TripletBase<float>* out, const ListOptions& options) const;
   /// On the hub (`onHub`) or the shroud, in double precision; the span of `in` is not used.
   void convertSpaceTNsToARTspanEQ0or1(space s, const TripletBase<double>& in,
                                       TripletBase<double>& out, bool onHub) const;
