@@ -90,6 +90,11 @@ class QOR_API TurboTransform {
   /// Number of smoothing levels of the nonLinear background mesh (default 3).
   void setNumberOfLevelsforBM(int levels);
   int getNumberOfLevelsforBM() const;
+  /// Threads of the smoother in createBackgroundMesh (default 1; same mesh bit for bit for any).
+  /// 0 = every hardware thread, n = n; only the nonLinear method smooths.
+  /// @throws data::invalid for a negative number (the setting is unchanged)
+  void setNumberOfThreadsForBM(int threads);
+  int getNumberOfThreadsForBM() const;
   /// Requested number of background-mesh nodes (default 2000).
   void setBackgroundMeshSize(int size);
   void setBackgroundMeshSize(BMsize size);
@@ -308,6 +313,7 @@ class QOR_API TurboTransform {
   TripletBase<float> m_axisDirection;
   TripletBase<float> m_axialUnit;
   int m_numberOfLevelsForBM = 3;
+  int m_threadsForBM = 1;
   int m_backgroundMeshSize = 2000;
   int m_bmSetting1 = 0;  // carried and copied for compatibility; not read
   int m_bmSetting2 = 0;  // carried and copied for compatibility; not read
