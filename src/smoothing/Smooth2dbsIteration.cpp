@@ -34,9 +34,9 @@ double angleBetween(const Point& u, const Point& v, double lu, double lv) {
   return std::acos(c);
 }
 
-// Rodrigues rotation of `v` by `angle` about `axis`. The axis is normalised unless its length is
-// exactly zero; a zero axis leaves v * cos(angle).
-Point rotate(const Point& v, const Point& axisIn, double angle) {
+// Rodrigues rotation of `v` by the angle of cosine c and sine s about `axis`. The axis is
+// normalised unless its length is exactly zero; a zero axis leaves v * c.
+Point rotate(const Point& v, const Point& axisIn, double c, double s) {
   double k[3] = {axisIn[0], axisIn[1], axisIn[2]};
   const double kl = std::sqrt(k[0] * k[0] + k[1] * k[1] + k[2] * k[2]);
   if (kl != 0.0) {
@@ -45,8 +45,6 @@ Point rotate(const Point& v, const Point& axisIn, double angle) {
     k[2] /= kl;
   }
   const double x[3] = {v[0], v[1], v[2]};
-  const double c = std::cos(angle);
-  const double s = std::sin(angle);
   const double kx[3] = {k[1] * x[2] - k[2] * x[1], k[2] * x[0] - k[0] * x[2],
                         k[0] * x[1] - k[1] * x[0]};
   const double kdot = k[0] * x[0] + k[1] * x[1] + k[2] * x[2];
@@ -352,8 +350,10 @@ void Smooth2dbs::runSmooth(int level) {
   const int size = block.getSize();
   QORVector<TripletBase<float>>& mesh = *m_mesh;
 
-  // One allocation per level: the new positions and the parameter temporaries.
+  // One allocation per level: the new positions, the relaxed new interior and the parameter
+  // temporaries.
   std::vector<TripletBase<float>> newPositions(mesh.begin() + begin, mesh.begin() + begin + size);
+  std::vector<TripletBase<float>> relaxed(newPositions);
   QORVector<float> west(m_west), east(m_east), south(m_south), north(m_north);
 
   const int maxIterations = m_maxIterations.at(static_cast<std::size_t>(level));
@@ -361,48 +361,46 @@ void Smooth2dbs::runSmooth(int level) {
     std::cout << "do level " << level << "max iter= " << maxIterations << std::endl;
   }
 
-  // The sweep reads only the previous iterate (the mesh) and writes only newPositions, and the
-  // update writes each point from itself: rows can be shared out among threads with no effect on
-  // the result. The boundary conditions slide points along curves and stay on this thread. A point
-  // of a sweep costs about a hundred times a thread start over 1024 points.
+  // A sweep reads only the previous iterate (the mesh) and writes only the new positions: the
+  // interior points' from the angles, the sliding boundary points' from applyBC, two disjoint sets.
+  // So the interior rows are shared out among threads, applyBC runs beside them on the calling
+  // thread, and the mesh is the same bit for bit for any number of threads. The interior is
+  // relaxed into a buffer of its own within the sweep and copied in once every point is done.
+  // A point of a sweep costs about a hundred times a thread start over 1024 points.
   const std::size_t interior =
       static_cast<std::size_t>(std::max(icv - 1, 0)) * static_cast<std::size_t>(std::max(jcv - 1, 0));
   const unsigned parts =
       detail::resolveThreads(m_threads, interior, "Smooth2dbs", "runSmoothAll", 1024);
+  const std::size_t sweepRows = static_cast<std::size_t>(std::max(icv - 1, 0));
   const double r1 = m_relaxation1;
   for (int iteration = 0; iteration < maxIterations; ++iteration) {
-    const std::size_t sweepRows = static_cast<std::size_t>(std::max(icv - 1, 0));
-    detail::parallelChunks(sweepRows, parts, [&](std::size_t first, std::size_t last, unsigned) {
+    detail::parallelChunks(sweepRows, parts, [&](std::size_t first, std::size_t last, unsigned part) {
+      if (part == 0) applyBC(level, newPositions, west, east, south, north);
       std::vector<int> neighbours(4);
       for (int i = 1 + static_cast<int>(first); i < 1 + static_cast<int>(last); ++i) {
         for (int j = 1; j <= jcv - 1; ++j) {
           const int p = block.getij(i, j);
-          if (m_conditions[static_cast<std::size_t>(p)].first == none) continue;
-          neighbours[0] = p + block.getJsize();  // East
-          neighbours[1] = p + 1;                 // North
-          neighbours[2] = p - block.getJsize();  // West
-          neighbours[3] = p - 1;                 // South
-          angleAverageNoSN(p, neighbours, newPositions[static_cast<std::size_t>(p - begin)]);
-        }
-      }
-    });
-    applyBC(level, newPositions, west, east, south, north);
-
-    const std::size_t rows = static_cast<std::size_t>(icv + 1);
-    detail::parallelChunks(rows, parts, [&](std::size_t first, std::size_t last, unsigned) {
-      for (int i = static_cast<int>(first); i < static_cast<int>(last); ++i) {
-        for (int j = 0; j <= jcv; ++j) {
-          const int p = block.getij(i, j);
-          const Point& next = newPositions[static_cast<std::size_t>(p - begin)];
-          Point& current = mesh[static_cast<std::size_t>(p)];
-          if (i > 0 && i < icv && j > 0 && j < jcv) {
-            current = next * r1 + current * (1.0 - r1);
-          } else {
-            current = next;
+          Point& next = newPositions[static_cast<std::size_t>(p - begin)];
+          if (m_conditions[static_cast<std::size_t>(p)].first != none) {
+            neighbours[0] = p + block.getJsize();  // East
+            neighbours[1] = p + 1;                 // North
+            neighbours[2] = p - block.getJsize();  // West
+            neighbours[3] = p - 1;                 // South
+            angleAverageNoSN(p, neighbours, next);
           }
+          relaxed[static_cast<std::size_t>(p - begin)] =
+              next * r1 + mesh[static_cast<std::size_t>(p)] * (1.0 - r1);
         }
       }
     });
+
+    for (int i = 0; i <= icv; ++i) {
+      for (int j = 0; j <= jcv; ++j) {
+        const std::size_t q = static_cast<std::size_t>(block.getij(i, j) - begin);
+        const bool inside = i > 0 && i < icv && j > 0 && j < jcv;
+        mesh[q + static_cast<std::size_t>(begin)] = inside ? relaxed[q] : newPositions[q];
+      }
+    }
     std::copy(west.begin(), west.end(), m_west.begin());
     std::copy(east.begin(), east.end(), m_east.begin());
     std::copy(south.begin(), south.end(), m_south.begin());
@@ -437,7 +435,10 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
       const double delta = (theta1 - theta2) * 0.5;
       // Turning by -delta about these normals brings b onto the bisector of a and c.
       const Point axis = delta >= 0.0 ? b.cross(c) : a.cross(b);
-      candidate = nk + rotate(b, axis, -delta);
+      // cos(-delta) and sin(-delta), from one sincos of delta: the C library's cos is even and its
+      // sin odd to the last bit, so these are the values of the angle -delta itself.
+      const double cosine = std::cos(delta), sine = std::sin(delta);
+      candidate = nk + rotate(b, axis, cosine, -sine);
     } else if (aZero && bZero && cZero) {
       candidate = p;
     } else if (aZero && bZero) {
