@@ -2,6 +2,7 @@
 /// Smooth2dbs: the coarse-to-fine cascade, the angle-based sweeps and the sliding boundary points.
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -363,8 +364,8 @@ void Smooth2dbs::runSmooth(int level) {
 
   // A sweep reads only the previous iterate (the mesh) and writes only the new positions: the
   // interior points' from the angles, the sliding boundary points' from applyBC, two disjoint sets.
-  // So the interior rows are shared out among threads, applyBC runs beside them on the calling
-  // thread, and the mesh is the same bit for bit for any number of threads. The interior is
+  // So the interior rows are shared out among threads, applyBC runs on the thread that finishes its
+  // rows first, and the mesh is the same bit for bit for any number of threads. The interior is
   // relaxed into a buffer of its own within the sweep and copied in once every point is done.
   // A point of a sweep costs about a hundred times a thread start over 1024 points.
   const std::size_t interior =
@@ -372,33 +373,38 @@ void Smooth2dbs::runSmooth(int level) {
   const unsigned parts =
       detail::resolveThreads(m_threads, interior, "Smooth2dbs", "runSmoothAll", 1024);
   const std::size_t sweepRows = static_cast<std::size_t>(std::max(icv - 1, 0));
+  const int jsize = block.getJsize();
   const double r1 = m_relaxation1;
   for (int iteration = 0; iteration < maxIterations; ++iteration) {
-    detail::parallelChunks(sweepRows, parts, [&](std::size_t first, std::size_t last, unsigned part) {
-      if (part == 0) applyBC(level, newPositions, west, east, south, north);
+    std::atomic<bool> boundaryTaken(false);
+    detail::parallelChunks(sweepRows, parts, [&](std::size_t first, std::size_t last, unsigned) {
       std::vector<int> neighbours(4);
       for (int i = 1 + static_cast<int>(first); i < 1 + static_cast<int>(last); ++i) {
+        const int row = block.getij(i, 0);  // a row's points are consecutive
         for (int j = 1; j <= jcv - 1; ++j) {
-          const int p = block.getij(i, j);
+          const int p = row + j;
           Point& next = newPositions[static_cast<std::size_t>(p - begin)];
           if (m_conditions[static_cast<std::size_t>(p)].first != none) {
-            neighbours[0] = p + block.getJsize();  // East
-            neighbours[1] = p + 1;                 // North
-            neighbours[2] = p - block.getJsize();  // West
-            neighbours[3] = p - 1;                 // South
+            neighbours[0] = p + jsize;  // East
+            neighbours[1] = p + 1;      // North
+            neighbours[2] = p - jsize;  // West
+            neighbours[3] = p - 1;      // South
             angleAverageNoSN(p, neighbours, next);
           }
           relaxed[static_cast<std::size_t>(p - begin)] =
               next * r1 + mesh[static_cast<std::size_t>(p)] * (1.0 - r1);
         }
       }
+      if (!boundaryTaken.exchange(true)) applyBC(level, newPositions, west, east, south, north);
     });
 
     for (int i = 0; i <= icv; ++i) {
+      const std::size_t row = static_cast<std::size_t>(block.getij(i, 0));
+      const std::size_t q = row - static_cast<std::size_t>(begin);
+      const bool innerRow = i > 0 && i < icv;
       for (int j = 0; j <= jcv; ++j) {
-        const std::size_t q = static_cast<std::size_t>(block.getij(i, j) - begin);
-        const bool inside = i > 0 && i < icv && j > 0 && j < jcv;
-        mesh[q + static_cast<std::size_t>(begin)] = inside ? relaxed[q] : newPositions[q];
+        const std::size_t k = static_cast<std::size_t>(j);
+        mesh[row + k] = innerRow && j > 0 && j < jcv ? relaxed[q + k] : newPositions[q + k];
       }
     }
     std::copy(west.begin(), west.end(), m_west.begin());
