@@ -41,9 +41,10 @@ Point rotate(const Point& v, const Point& axisIn, double c, double s) {
   double k[3] = {axisIn[0], axisIn[1], axisIn[2]};
   const double kl = std::sqrt(k[0] * k[0] + k[1] * k[1] + k[2] * k[2]);
   if (kl != 0.0) {
-    k[0] /= kl;
-    k[1] /= kl;
-    k[2] /= kl;
+    // A zero component is its own quotient; the axis of two arms in a plane has two of them.
+    for (double& component : k) {
+      if (component != 0.0) component /= kl;
+    }
   }
   const double x[3] = {v[0], v[1], v[2]};
   const double kx[3] = {k[1] * x[2] - k[2] * x[1], k[2] * x[0] - k[0] * x[2],
@@ -398,14 +399,14 @@ void Smooth2dbs::runSmooth(int level) {
       if (!boundaryTaken.exchange(true)) applyBC(level, newPositions, west, east, south, north);
     });
 
+    // The boundary rows and the two ends of every other row from newPositions, the rest relaxed.
     for (int i = 0; i <= icv; ++i) {
-      const std::size_t row = static_cast<std::size_t>(block.getij(i, 0));
-      const std::size_t q = row - static_cast<std::size_t>(begin);
-      const bool innerRow = i > 0 && i < icv;
-      for (int j = 0; j <= jcv; ++j) {
-        const std::size_t k = static_cast<std::size_t>(j);
-        mesh[row + k] = innerRow && j > 0 && j < jcv ? relaxed[q + k] : newPositions[q + k];
-      }
+      const std::ptrdiff_t row = block.getij(i, 0);
+      const std::ptrdiff_t q = row - begin;
+      const auto from = (i > 0 && i < icv ? relaxed : newPositions).begin() + q;
+      std::copy(from, from + jcv + 1, mesh.begin() + row);
+      mesh[static_cast<std::size_t>(row)] = newPositions[static_cast<std::size_t>(q)];
+      mesh[static_cast<std::size_t>(row + jcv)] = newPositions[static_cast<std::size_t>(q + jcv)];
     }
     std::copy(west.begin(), west.end(), m_west.begin());
     std::copy(east.begin(), east.end(), m_east.begin());
@@ -420,6 +421,11 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
   const Point& p = mesh[static_cast<std::size_t>(point)];
   const std::size_t n = neighbours.size();
   Point sum;
+  // The arm a of one neighbour is minus the arm c of the one before (float negation is exact), so
+  // its length is that one's, unless either has a component equal to the invalid-coordinate mark,
+  // which length() tests with its sign.
+  float lcBefore = 0.0f;
+  bool reusable = false;
   for (std::size_t k = 1; k <= n; ++k) {
     const Point& nk = mesh[static_cast<std::size_t>(neighbours[k % n])];
     const Point& nPrev = mesh[static_cast<std::size_t>(neighbours[k - 1])];
@@ -427,9 +433,11 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
     const Point a = nPrev - nk;
     const Point b = p - nk;
     const Point c = nNext - nk;
-    const float la = a.length();
+    const float la = reusable && !a.hasInvalidComponent() ? lcBefore : a.length();
     const float lb = b.length();
     const float lc = c.length();
+    lcBefore = lc;
+    reusable = !c.hasInvalidComponent();
     const bool aZero = isZeroLength(la);
     const bool bZero = isZeroLength(lb);
     const bool cZero = isZeroLength(lc);
