@@ -52,7 +52,7 @@ class QOR_API Smooth2dbs {
   /// into the working directory.
   void setDebug(bool on);
   /// Threads of the sweeps of runSmoothAll: 1 = the calling thread only (default), 0 = every
-  /// hardware thread, n = n; levels of fewer than a few thousand points per thread run on fewer.
+  /// hardware thread, n = n; levels of fewer than about a thousand points per thread run on fewer.
   /// Every sweep reads only the previous iterate, so the mesh is the same bit for bit for any
   /// number. Kept by setmtopo.
   /// @throws data::invalid for a negative number
