@@ -427,9 +427,11 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
   float lcBefore = 0.0f;
   bool reusable = false;
   for (std::size_t k = 1; k <= n; ++k) {
-    const Point& nk = mesh[static_cast<std::size_t>(neighbours[k % n])];
+    const std::size_t here = k == n ? 0 : k;  // k % n and (k + 1) % n without dividing
+    const std::size_t after = here + 1 == n ? 0 : here + 1;
+    const Point& nk = mesh[static_cast<std::size_t>(neighbours[here])];
     const Point& nPrev = mesh[static_cast<std::size_t>(neighbours[k - 1])];
-    const Point& nNext = mesh[static_cast<std::size_t>(neighbours[(k + 1) % n])];
+    const Point& nNext = mesh[static_cast<std::size_t>(neighbours[after])];
     const Point a = nPrev - nk;
     const Point b = p - nk;
     const Point c = nNext - nk;
