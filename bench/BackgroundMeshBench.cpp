@@ -18,10 +18,11 @@ namespace {
 using qor::TurboTransform;
 using P3 = qor::TripletBase<float>;
 
-void buildMesh(benchmark::State& state, TurboTransform::BMmethod method) {
+void buildMesh(benchmark::State& state, TurboTransform::BMmethod method, int threads = 1) {
   const int size = static_cast<int>(state.range(0));
   TurboTransform t;
   qorbench::initializeBend(t, 201);
+  t.setNumberOfThreadsForBM(threads);
   int folded = 0;
   for (auto _ : state) {
     t.setNumberOfLevelsforBM(3);
@@ -45,6 +46,17 @@ BENCHMARK(BM_BackgroundMeshSmoothed)
     ->Arg(20000)
     ->Arg(200000)
     ->Unit(benchmark::kMillisecond);
+
+// The smoother's sweeps on several threads (second argument); the same mesh as on one.
+void BM_BackgroundMeshSmoothedThreads(benchmark::State& state) {
+  buildMesh(state, TurboTransform::nonLinear, static_cast<int>(state.range(1)));
+  state.counters["threads"] = static_cast<double>(state.range(1));
+}
+BENCHMARK(BM_BackgroundMeshSmoothedThreads)
+    ->Args({200000, 1})
+    ->Args({200000, 2})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 void BM_BackgroundMeshLinear(benchmark::State& state) { buildMesh(state, TurboTransform::linear); }
 BENCHMARK(BM_BackgroundMeshLinear)->Arg(200000)->Unit(benchmark::kMillisecond);

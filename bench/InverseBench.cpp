@@ -1,5 +1,6 @@
 // Cost of the inverse conversions and of constant-span lines on a 90-degree bend (the meridional
-// passage of a centrifugal impeller) with a background mesh of about 20 000 nodes.
+// passage of a centrifugal impeller) with a background mesh of about 20 000 nodes; the random-span
+// cases on one of about 200 000 nodes.
 //
 //   cmake -S . -B build/rel -G Ninja -DCMAKE_BUILD_TYPE=Release -DQOR_BUILD_BENCHMARKS=ON
 //         -DQOR_BUILD_TESTS=OFF
@@ -138,6 +139,62 @@ void BM_InverseOnHubDouble(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kPoints);
 }
 BENCHMARK(BM_InverseOnHubDouble)->Unit(benchmark::kMillisecond);
+
+// ---- any mix of spans on the 200 000-node mesh ------------------------------------------------------
+
+// The bend with the smoothed mesh of about 200 000 nodes, built once.
+const TurboTransform& bendLarge() {
+  static const std::unique_ptr<TurboTransform> t = [] {
+    auto tr = std::make_unique<TurboTransform>();
+    qorbench::initializeBend(*tr, 201);
+    tr->createBackgroundMesh(TurboTransform::nonLinear, 200000);
+    return tr;
+  }();
+  return *t;
+}
+
+// Random nm and random spans (seed 42).
+std::vector<P3> randomSpanInputs(int n) {
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<float> u(0.0f, 1.0f);
+  std::vector<P3> in(static_cast<std::size_t>(n));
+  for (P3& p : in) {
+    const float value = u(rng);
+    p = P3(value, 0.1f, u(rng));
+  }
+  return in;
+}
+
+// Before: the vector list form, one line rebuilt per point (fewer points: the figure of interest
+// is the time per point).
+void BM_InverseRandomSpansVectorList(benchmark::State& state) {
+  const TurboTransform& t = bendLarge();
+  const std::vector<P3> in = randomSpanInputs(static_cast<int>(state.range(0)));
+  std::vector<P3> out(in.size());
+  for (auto _ : state) {
+    t.convertSpaceTNsToART(TurboTransform::nm, in, out);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  meshCounters(state, t);
+}
+BENCHMARK(BM_InverseRandomSpansVectorList)->Arg(200)->Unit(benchmark::kMillisecond);
+
+// After: the array form, no line; argument = threads.
+void BM_InverseRandomSpansArray(benchmark::State& state) {
+  const TurboTransform& t = bendLarge();
+  const std::vector<P3> in = randomSpanInputs(kPoints);
+  std::vector<P3> out(in.size());
+  TurboTransform::ListOptions options;
+  options.threads = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    t.convertSpaceTNsToART(TurboTransform::nm, in.data(), in.size(), out.data(), options);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetItemsProcessed(state.iterations() * kPoints);
+  meshCounters(state, t);
+}
+BENCHMARK(BM_InverseRandomSpansArray)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Constant-span and constant-nm lines resampled to 1 000 points.
 void BM_ConstantSpanLineResampled(benchmark::State& state) {

@@ -11,6 +11,7 @@
 
 #include "qor/foundation/Error.h"
 #include "qor/foundation/Message.h"
+#include "foundation/ParallelFor.h"
 
 namespace qor {
 
@@ -40,6 +41,13 @@ Smooth2dbs& Smooth2dbs::operator=(const Smooth2dbs&) = default;
 Smooth2dbs::~Smooth2dbs() = default;
 
 void Smooth2dbs::setDefaults() { m_set = false; }
+
+void Smooth2dbs::setNumberOfThreads(int threads) {
+  detail::resolveThreads(threads, 0, "Smooth2dbs", "setNumberOfThreads");  // the check only
+  m_threads = threads;
+}
+
+int Smooth2dbs::getNumberOfThreads() const { return m_threads; }
 
 void Smooth2dbs::checkTheGoodState() const {
   if (!m_set) {

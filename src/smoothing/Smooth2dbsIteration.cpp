@@ -2,6 +2,7 @@
 /// Smooth2dbs: the coarse-to-fine cascade, the angle-based sweeps and the sliding boundary points.
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include "qor/foundation/Message.h"
 #include "qor/foundation/NumericalUtils.h"
 #include "qor/smoothing/Smooth2dbs.h"
+#include "foundation/ParallelFor.h"
 
 namespace qor {
 
@@ -33,19 +35,18 @@ double angleBetween(const Point& u, const Point& v, double lu, double lv) {
   return std::acos(c);
 }
 
-// Rodrigues rotation of `v` by `angle` about `axis`. The axis is normalised unless its length is
-// exactly zero; a zero axis leaves v * cos(angle).
-Point rotate(const Point& v, const Point& axisIn, double angle) {
+// Rodrigues rotation of `v` by the angle of cosine c and sine s about `axis`. The axis is
+// normalised unless its length is exactly zero; a zero axis leaves v * c.
+Point rotate(const Point& v, const Point& axisIn, double c, double s) {
   double k[3] = {axisIn[0], axisIn[1], axisIn[2]};
   const double kl = std::sqrt(k[0] * k[0] + k[1] * k[1] + k[2] * k[2]);
   if (kl != 0.0) {
-    k[0] /= kl;
-    k[1] /= kl;
-    k[2] /= kl;
+    // A zero component is its own quotient; the axis of two arms in a plane has two of them.
+    for (double& component : k) {
+      if (component != 0.0) component /= kl;
+    }
   }
   const double x[3] = {v[0], v[1], v[2]};
-  const double c = std::cos(angle);
-  const double s = std::sin(angle);
   const double kx[3] = {k[1] * x[2] - k[2] * x[1], k[2] * x[0] - k[0] * x[2],
                         k[0] * x[1] - k[1] * x[0]};
   const double kdot = k[0] * x[0] + k[1] * x[1] + k[2] * x[2];
@@ -351,8 +352,10 @@ void Smooth2dbs::runSmooth(int level) {
   const int size = block.getSize();
   QORVector<TripletBase<float>>& mesh = *m_mesh;
 
-  // One allocation per level: the new positions and the parameter temporaries.
+  // One allocation per level: the new positions, the relaxed new interior and the parameter
+  // temporaries.
   std::vector<TripletBase<float>> newPositions(mesh.begin() + begin, mesh.begin() + begin + size);
+  std::vector<TripletBase<float>> relaxed(newPositions);
   QORVector<float> west(m_west), east(m_east), south(m_south), north(m_north);
 
   const int maxIterations = m_maxIterations.at(static_cast<std::size_t>(level));
@@ -360,33 +363,50 @@ void Smooth2dbs::runSmooth(int level) {
     std::cout << "do level " << level << "max iter= " << maxIterations << std::endl;
   }
 
-  std::vector<int> neighbours(4);
+  // A sweep reads only the previous iterate (the mesh) and writes only the new positions: the
+  // interior points' from the angles, the sliding boundary points' from applyBC, two disjoint sets.
+  // So the interior rows are shared out among threads, applyBC runs on the thread that finishes its
+  // rows first, and the mesh is the same bit for bit for any number of threads. The interior is
+  // relaxed into a buffer of its own within the sweep and copied in once every point is done.
+  // A point of a sweep costs about a hundred times a thread start over 1024 points.
+  const std::size_t interior =
+      static_cast<std::size_t>(std::max(icv - 1, 0)) * static_cast<std::size_t>(std::max(jcv - 1, 0));
+  const unsigned parts =
+      detail::resolveThreads(m_threads, interior, "Smooth2dbs", "runSmoothAll", 1024);
+  const std::size_t sweepRows = static_cast<std::size_t>(std::max(icv - 1, 0));
+  const int jsize = block.getJsize();
   const double r1 = m_relaxation1;
   for (int iteration = 0; iteration < maxIterations; ++iteration) {
-    for (int i = 1; i <= icv - 1; ++i) {
-      for (int j = 1; j <= jcv - 1; ++j) {
-        const int p = block.getij(i, j);
-        if (m_conditions[static_cast<std::size_t>(p)].first == none) continue;
-        neighbours[0] = p + block.getJsize();  // East
-        neighbours[1] = p + 1;                 // North
-        neighbours[2] = p - block.getJsize();  // West
-        neighbours[3] = p - 1;                 // South
-        angleAverageNoSN(p, neighbours, newPositions[static_cast<std::size_t>(p - begin)]);
-      }
-    }
-    applyBC(level, newPositions, west, east, south, north);
-
-    for (int i = 0; i <= icv; ++i) {
-      for (int j = 0; j <= jcv; ++j) {
-        const int p = block.getij(i, j);
-        const Point& next = newPositions[static_cast<std::size_t>(p - begin)];
-        Point& current = mesh[static_cast<std::size_t>(p)];
-        if (i > 0 && i < icv && j > 0 && j < jcv) {
-          current = next * r1 + current * (1.0 - r1);
-        } else {
-          current = next;
+    std::atomic<bool> boundaryTaken(false);
+    detail::parallelChunks(sweepRows, parts, [&](std::size_t first, std::size_t last, unsigned) {
+      std::vector<int> neighbours(4);
+      for (int i = 1 + static_cast<int>(first); i < 1 + static_cast<int>(last); ++i) {
+        const int row = block.getij(i, 0);  // a row's points are consecutive
+        for (int j = 1; j <= jcv - 1; ++j) {
+          const int p = row + j;
+          Point& next = newPositions[static_cast<std::size_t>(p - begin)];
+          if (m_conditions[static_cast<std::size_t>(p)].first != none) {
+            neighbours[0] = p + jsize;  // East
+            neighbours[1] = p + 1;      // North
+            neighbours[2] = p - jsize;  // West
+            neighbours[3] = p - 1;      // South
+            angleAverageNoSN(p, neighbours, next);
+          }
+          relaxed[static_cast<std::size_t>(p - begin)] =
+              next * r1 + mesh[static_cast<std::size_t>(p)] * (1.0 - r1);
         }
       }
+      if (!boundaryTaken.exchange(true)) applyBC(level, newPositions, west, east, south, north);
+    });
+
+    // The boundary rows and the two ends of every other row from newPositions, the rest relaxed.
+    for (int i = 0; i <= icv; ++i) {
+      const std::ptrdiff_t row = block.getij(i, 0);
+      const std::ptrdiff_t q = row - begin;
+      const auto from = (i > 0 && i < icv ? relaxed : newPositions).begin() + q;
+      std::copy(from, from + jcv + 1, mesh.begin() + row);
+      mesh[static_cast<std::size_t>(row)] = newPositions[static_cast<std::size_t>(q)];
+      mesh[static_cast<std::size_t>(row + jcv)] = newPositions[static_cast<std::size_t>(q + jcv)];
     }
     std::copy(west.begin(), west.end(), m_west.begin());
     std::copy(east.begin(), east.end(), m_east.begin());
@@ -401,16 +421,25 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
   const Point& p = mesh[static_cast<std::size_t>(point)];
   const std::size_t n = neighbours.size();
   Point sum;
+  // The arm a of one neighbour is minus the arm c of the one before (float negation is exact), so
+  // its length is that one's, unless either has a component equal to the invalid-coordinate mark,
+  // which length() tests with its sign.
+  float lcBefore = 0.0f;
+  bool reusable = false;
   for (std::size_t k = 1; k <= n; ++k) {
-    const Point& nk = mesh[static_cast<std::size_t>(neighbours[k % n])];
+    const std::size_t here = k == n ? 0 : k;  // k % n and (k + 1) % n without dividing
+    const std::size_t after = here + 1 == n ? 0 : here + 1;
+    const Point& nk = mesh[static_cast<std::size_t>(neighbours[here])];
     const Point& nPrev = mesh[static_cast<std::size_t>(neighbours[k - 1])];
-    const Point& nNext = mesh[static_cast<std::size_t>(neighbours[(k + 1) % n])];
+    const Point& nNext = mesh[static_cast<std::size_t>(neighbours[after])];
     const Point a = nPrev - nk;
     const Point b = p - nk;
     const Point c = nNext - nk;
-    const float la = a.length();
+    const float la = reusable && !a.hasInvalidComponent() ? lcBefore : a.length();
     const float lb = b.length();
     const float lc = c.length();
+    lcBefore = lc;
+    reusable = !c.hasInvalidComponent();
     const bool aZero = isZeroLength(la);
     const bool bZero = isZeroLength(lb);
     const bool cZero = isZeroLength(lc);
@@ -422,7 +451,10 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
       const double delta = (theta1 - theta2) * 0.5;
       // Turning by -delta about these normals brings b onto the bisector of a and c.
       const Point axis = delta >= 0.0 ? b.cross(c) : a.cross(b);
-      candidate = nk + rotate(b, axis, -delta);
+      // cos(-delta) and sin(-delta), from one sincos of delta: the C library's cos is even and its
+      // sin odd to the last bit, so these are the values of the angle -delta itself.
+      const double cosine = std::cos(delta), sine = std::sin(delta);
+      candidate = nk + rotate(b, axis, cosine, -sine);
     } else if (aZero && bZero && cZero) {
       candidate = p;
     } else if (aZero && bZero) {

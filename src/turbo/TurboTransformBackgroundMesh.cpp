@@ -25,6 +25,7 @@
 #include "foundation/MemoryBudget.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/IntegerMath.h"
+#include "foundation/ParallelFor.h"
 
 namespace qor {
 
@@ -268,6 +269,7 @@ void TurboTransform::createBackgroundMeshNonLinear() {
     smoother.setbcgeoIDne(Smooth2dbs::pinned, 3);
     smoother.setUnderRelaxation(0.8, 0.6, 0.4);
     smoother.setSpreadIterationSqr(200, 30);
+    smoother.setNumberOfThreads(m_threadsForBM);
     smoother.runSmoothAll();
   }
 
@@ -375,5 +377,12 @@ int TurboTransform::checkQualityOfBMesh() const {
   const float minority = static_cast<float>(p <= n ? p : n);
   return double(minority) > 0.05 ? 1 : 0;
 }
+
+void TurboTransform::setNumberOfThreadsForBM(int threads) {
+  detail::resolveThreads(threads, 0, kClass, "setNumberOfThreadsForBM");  // the check only
+  m_threadsForBM = threads;
+}
+
+int TurboTransform::getNumberOfThreadsForBM() const { return m_threadsForBM; }
 
 }  // namespace qor

@@ -11,6 +11,7 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "foundation/ParallelFor.h"
 
 namespace qor {
 
@@ -61,6 +62,90 @@ double clampUnit(double v) {
   if (!(v > 0.0)) return 0.0;
   if (v > 1.0) return 1.0;
   return v;
+}
+
+// Bracket of x in the ascending sequence value(0) .. value(n - 1), n >= 2, read only where the
+// search probes it: the lo, hi and w of interpolateOnDouble on the same values. The upper end (the
+// first value greater than x) is searched from a guess by linear interpolation between the end
+// values, with steps doubling until it is enclosed and then halving: a few probes on the smooth
+// fields of a mesh instead of two full binary searches. The second search of interpolateOnDouble
+// (the first value equal to x) runs only when the value just below the upper end is not below x.
+// For ascending values the answers are those of interpolateOnDouble; for any values they stay in
+// range.
+template <typename Value>
+void bracketOnLine(std::size_t n, const Value& value, double x, int& lo, int& hi, double& w) {
+  const double v0 = value(0);
+  if (!(x > v0)) {
+    lo = 0;
+    hi = 1;
+    w = 0.0;
+    return;
+  }
+  const double vLast = value(n - 1);
+  if (x >= vLast) {
+    lo = static_cast<int>(n) - 2;
+    hi = static_cast<int>(n) - 1;
+    w = 1.0;
+    return;
+  }
+  // Here value(0) < x < value(n - 1). Invariant below: !(x < value(below)), x < value(above).
+  const double guess = (x - v0) / (vLast - v0) * static_cast<double>(n - 1);
+  std::size_t start = 0;
+  if (guess > 0.0) start = guess < static_cast<double>(n - 2) ? static_cast<std::size_t>(guess) : n - 2;
+  std::size_t below = 0, above = n - 1;
+  if (x < value(start)) {
+    above = start;
+    std::size_t step = 1;
+    while (above > step && x < value(above - step)) {
+      above -= step;
+      step *= 2;
+    }
+    below = above > step ? above - step : 0;
+  } else {
+    below = start;
+    std::size_t step = 1;
+    while (below + step < n - 1 && !(x < value(below + step))) {
+      below += step;
+      step *= 2;
+    }
+    above = below + step < n - 1 ? below + step : n - 1;
+  }
+  while (above - below > 1) {
+    const std::size_t mid = below + (above - below) / 2;
+    if (x < value(mid)) {
+      above = mid;
+    } else {
+      below = mid;
+    }
+  }
+  const std::size_t upper = above;
+  const double vUpper = value(upper);
+  std::size_t lower = upper - 1;
+  double vLower = value(lower);
+  if (!(vLower < x)) {
+    std::size_t first = 0;
+    std::size_t count = upper;
+    while (count > 0) {
+      const std::size_t step = count / 2;
+      const std::size_t it = first + step;
+      if (value(it) < x) {
+        first = it + 1;
+        count -= step + 1;
+      } else {
+        count = step;
+      }
+    }
+    if (first < upper && value(first) == x) lower = first;
+    vLower = value(lower);
+  }
+  lo = static_cast<int>(lower);
+  hi = static_cast<int>(upper);
+  const double d = vUpper - vLower;
+  if (100.0 * NumericalUtils::spacing(vUpper) <= d) {
+    w = (x - vLower) / d;
+  } else {
+    w = 0.5;
+  }
 }
 
 }  // namespace
@@ -146,6 +231,93 @@ void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& i
   interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
 
   out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
+}
+
+// ---- any spans, arrays, no cache -----------------------------------------------------------------
+//
+// The one-point path searches the values c_i = F(P~_i) of its line: P_i = node (i, j0) +
+// b (node (i, j1) - node (i, j0)), rounded to float (P~_i), and F the forward conversion (cell search
+// and bilinear interpolation in float). P_i lies on the mesh edge between the nodes (i, j0) and
+// (i, j1), along which F is exactly linear, so in exact arithmetic c_i = g_i = (1 - b) f(i, j0) +
+// b f(i, j1), f the field at the nodes. This form searches g_i, computed in double where the search
+// probes it, and then interpolates in the cell exactly as the one-point path does: the same j lines
+// and weight b, the same cell formula. The results differ only through the float roundings in c_i
+// (u = 2^-24, |P| the largest coordinate of the mesh, F the space):
+//   - P~_i: the blend of two float nodes rounds to within 2 u |P|, which moves F by 2 u |P| |grad F|;
+//   - the cell search solves X(s, t) = P~_i in float to a residual of about 4 u |P|: 4 u |P| |grad F|;
+//   - the float interpolation of the float-rounded corner values: within 4 u |F|max.
+// So |c_i - g_i| <= e = 6 u |P| |grad F| + 4 u |F|max. With the weight along the line
+// a = (x - c_lo) / (c_hi - c_lo), an error e in the bracket values moves the point along the line by
+// at most e / (dF/dl) to first order, dF/dl the rise of the space per length along the line; twice
+// that covers the second-order terms and a neighbouring bracket chosen near a node (the point is
+// continuous in x there). The final interpolation in float adds 3 u |P| to each result. Hence
+//   |out - out_one_point| <= 2 (6 u |P| |grad F| + 4 u |F|max) / min (dF/dl) + 6 u |P|
+//                          = FLT_EPSILON ((6 |P| |grad F| + 4 |F|max) / min (dF/dl) + 3 |P|).
+// For m and nm, |grad F| / (dF/dl) is about 1 (the gradient runs along the streamwise lines) and
+// |F|max / (dF/dl) is the line length, so the bound is a few tens of FLT_EPSILON |P|; for the m'
+// spaces r max / r min multiplies the second term. The tests evaluate this bound from the mesh of
+// each passage. `rnm` needs no line: its results are those of the one-point path, bit for bit.
+
+void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in, std::size_t n,
+                                          TripletBase<float>* out,
+                                          const ListOptions& options) const {
+  const InverseWay way = inverseWayOf(s);
+  if (way == InverseWay::refused) throwSpaceRefused(s);
+  requireMesh("convertARTtoSpace");
+  if (n > 0 && (in == nullptr || out == nullptr)) {
+    throw data::invalid("TurboTransform", "convertSpaceTNsToART",
+                        SystemMsg("Null array for a list of %1 points.") << static_cast<unsigned long long>(n),
+                        errorType::fatal);
+  }
+  const unsigned parts =
+      detail::resolveThreads(options.threads, n, "TurboTransform", "convertSpaceTNsToART");
+  if (n == 0) return;
+
+  const Topo2dBase& level = m_topo->getLevel(0);
+  const std::size_t isize = static_cast<std::size_t>(level.getIsize());
+  const std::size_t jsize = static_cast<std::size_t>(level.getJsize());
+  const std::vector<double>& spans = m_spaceValues.at(nspan);
+  const std::vector<double>& field = m_spaceValues.at(static_cast<std::size_t>(s));
+  const std::size_t fieldSize = way == InverseWay::full ? isize * jsize : isize;
+  if (isize < 2 || jsize < 2 || spans.size() != jsize || field.size() < fieldSize ||
+      m_meshPoints.size() < isize * jsize || level.getij(1, 0) != static_cast<int>(jsize) ||
+      level.getij(0, 0) != 0) {
+    throw internal::error("TurboTransform", "convertSpaceTNsToART",
+                          SystemMsg("Background mesh and fields do not match."), errorType::fatal);
+  }
+  const TripletBase<float>* nodes = m_meshPoints.data();
+  const double* f = field.data();
+
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    for (std::size_t k = begin; k < end; ++k) {
+      const TripletBase<float> p = in[k];  // a copy: out may be in
+      const double ns = clampUnit(p[2]);
+      int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
+      double a = 0.0, b = 0.0;
+      bracketOnLine(jsize, [&spans](std::size_t j) { return spans[j]; }, ns, j0, j1, b);
+      if (way == InverseWay::full) {
+        const double* f0 = f + j0;
+        const double* f1 = f + j1;
+        const double b0 = 1.0 - b;
+        // (1 - b) f0 + b f1 is exact at b = 0 and 1 and, like the fields, ascending along i.
+        bracketOnLine(
+            isize, [=](std::size_t i) { return b0 * f0[i * jsize] + b * f1[i * jsize]; },
+            static_cast<double>(p[0]), i0, i1, a);
+      } else {
+        interpolateOnDouble(field, clampUnit(p[0]), i0, i1, a);
+      }
+      const TripletBase<float>& p00 = nodes[static_cast<std::size_t>(i0) * jsize + j0];
+      const TripletBase<float>& p10 = nodes[static_cast<std::size_t>(i1) * jsize + j0];
+      const TripletBase<float>& p01 = nodes[static_cast<std::size_t>(i0) * jsize + j1];
+      const TripletBase<float>& p11 = nodes[static_cast<std::size_t>(i1) * jsize + j1];
+      const float fa = static_cast<float>(a);
+      const float fb = static_cast<float>(b);
+      out[k] = TripletBase<float>(
+          NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[0], p10[0], p01[0], p11[0]),
+          NumericalUtils::calculateValueInQuadFromST(fa, fb, p00[1], p10[1], p01[1], p11[1]),
+          p[1]);
+    }
+  });
 }
 
 // ---- double precision on the hub or the shroud ------------------------------------------------

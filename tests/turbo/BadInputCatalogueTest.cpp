@@ -231,6 +231,10 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
        "Space (9) " + forward},
       {"inverse 4", [&] { t.convertSpaceTNsToART(sp(4), p, out); }, "convertSpaceTNsToART",
        "Space (4) " + forward + "."},
+      {"inverse array 1", [&] { t.convertSpaceTNsToART(sp(1), &p, 1, &out, {}); }, "convertSpaceTNsToART",
+       "Space (1) " + forward + "."},
+      {"inverse array 8", [&] { t.convertSpaceTNsToART(sp(8), nullptr, 0, nullptr, {}); }, "convertSpaceTNsToART",
+       "Space (8) " + forward + "."},
       {"inverse -1", [&] { t.convertSpaceTNsToARTspanEQ0or1(sp(-1), D3(0.5, 0, 0), outD, true); },
        "convertSpaceTNsToART", "Space (-1) " + forward + "."},
       {"constant span", [&] { t.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, list, outList); },
@@ -238,9 +242,16 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   });
   EXPECT_EQ(out, P3(9, 9, 9));
   EXPECT_EQ(outD, D3(9, 9, 9));
+  TurboTransform::ListOptions negative;
+  negative.threads = -2;
   expectCalls<qor::data::invalid>(
       {{"constSpace 3", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, line); },
-        "getConstantSpace", "Constant space (3) does not exist"}});
+        "getConstantSpace", "Constant space (3) does not exist"},
+       {"null array", [&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, nullptr, {}); }, "convertSpaceTNsToART",
+        "Null array for a list of 1 points."},
+       {"threads", [&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, negative); }, "convertSpaceTNsToART",
+        "Number of threads (-2) must be 0 (every hardware thread) or more."}});
+  EXPECT_EQ(out, P3(9, 9, 9));
   // The multi-space form skips unknown spaces silently: a pre-sized list is untouched, a new one
   // is sized to the points and left at zero.
   const TripletQORVector pts = {P3(0.5f, 1.5f, 0), P3(1.2f, 1.1f, 0)};
@@ -280,6 +291,8 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
         {"ART multi", [&] { t->convertARTtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
         {"inverse", [&] { t->convertSpaceTNsToART(TurboTransform::rnm, P3(0.5f, 0, 0.5f), out); }, "convertARTtoSpace",
          topo},
+        {"inverse array", [&] { t->convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, {}); }, "convertARTtoSpace",
+         topo},
         {"constant span", [&] { t->getConstantSpace(TurboTransform::nspanConst, 0.5, line); }, "getConstantSpace",
          topo},
         {"cut resampled", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, line); }, nullptr, ""},
@@ -293,7 +306,9 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
     // The checks that come first still win.
     expectCalls<qor::internal::error>(
         {{"nspan inverse", [&] { t->convertSpaceTNsToART(TurboTransform::nspan, p, out); }, "convertSpaceTNsToART",
-          "Space (4) not allowed for conversion here."}});
+          "Space (4) not allowed for conversion here."},
+         {"nspan inverse array", [&] { t->convertSpaceTNsToART(TurboTransform::nspan, &p, 1, &out, {}); },
+          "convertSpaceTNsToART", "Space (4) not allowed for conversion here."}});
     expectCalls<qor::data::invalid>(
         {{"constSpace 7", [&] { t->getConstantSpace(static_cast<TurboTransform::constSpace>(7), 0.5, line); }, nullptr,
           ""},

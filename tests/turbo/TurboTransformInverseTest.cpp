@@ -3,9 +3,10 @@
 // passages. Errors are in BadInputCatalogueTest.cpp.
 
 #include <cfloat>
+#include <cstring>
 #include <limits>
 
-#include "support/Passages.h"
+#include "support/InverseChecks.h"
 
 namespace {
 
@@ -233,6 +234,49 @@ TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackWithinTheirToleranc
     qortest::build(b, c.first, c.second, 2000);
     checkRoundTrips(b);
   }
+}
+
+// ---- arrays of any spans, no cache --------------------------------------------------------------
+
+TEST(TurboTransformInverseArray, anySpansMatchTheOnePointPathWithinTheDerivedBound) {
+  const std::pair<qortest::Passage, TurboTransform::BMmethod> cases[] = {
+      {qortest::annulus(), TurboTransform::linear},
+      {qortest::cone(), TurboTransform::nonLinear},
+      {qortest::bend(), TurboTransform::nonLinear}};
+  for (const auto& c : cases) {
+    Built b;
+    qortest::build(b, c.first, c.second, 2000);
+    qortest::expectArrayInverseMatchesOnePoint(b);
+  }
+}
+
+TEST(TurboTransformInverseArray, everyThreadCountGivesTheSameBitsAlsoInPlace) {
+  Built b;
+  qortest::build(b, qortest::bend(), TurboTransform::nonLinear, 2000);
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> u(-0.2f, 1.2f);
+  std::vector<P3> in(3 * 4096 + 17);  // enough for three threads
+  for (P3& p : in) p = P3(u(rng), u(rng), u(rng));
+  in[5][0] = in[6][2] = std::numeric_limits<float>::quiet_NaN();
+  TurboTransform::ListOptions options;
+  for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::mprime, TurboTransform::rnm}) {
+    std::vector<P3> one(in.size()), other(in.size());
+    b.transform.convertSpaceTNsToART(s, in.data(), in.size(), one.data(), options);
+    for (int threads : {2, 3, 0}) {
+      options.threads = threads;
+      std::vector<P3> inPlace = in;
+      b.transform.convertSpaceTNsToART(s, in.data(), in.size(), other.data(), options);
+      b.transform.convertSpaceTNsToART(s, inPlace.data(), inPlace.size(), inPlace.data(), options);
+      EXPECT_EQ(std::memcmp(one.data(), other.data(), one.size() * sizeof(P3)), 0) << threads << " threads";
+      EXPECT_EQ(std::memcmp(one.data(), inPlace.data(), one.size() * sizeof(P3)), 0) << threads << " threads";
+    }
+    options.threads = 1;
+    P3 single;
+    b.transform.convertSpaceTNsToART(s, in[5], single);  // NaN value: the start of its line
+    EXPECT_EQ(single, one[5]);
+  }
+  b.transform.convertSpaceTNsToART(TurboTransform::nm, nullptr, 0, nullptr, options);  // nothing to do
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 // Background mesh: sizing and levels, the fields at the nodes of analytic passages set up from ART
 // and from XYZ, mesh shape, fold detection, copies and the mesh file.
+#include <cstring>
+
+#include "qor/smoothing/Smooth2dbs.h"
 #include "support/Passages.h"
 
 namespace {
@@ -234,6 +237,31 @@ TEST(TurboTransformMeshQuality, mirroredMeshIsGoodAndOneCellInTwentyCountsAsFold
   ASSERT_EQ(std::make_pair(negative, examined), std::make_pair(1, 20));
   EXPECT_EQ(buildDetour(2.5, 0.2, 0.3, 0.12, negative, examined), 0);
   ASSERT_EQ(std::make_pair(negative, examined), std::make_pair(1, 21));
+}
+
+// Each sweep of the smoother reads only the previous iterate, so its rows can be shared out among
+// threads without changing a bit. At 12 000 nodes the two finer levels are split.
+TEST(TurboTransformMeshThreads, smoothedMeshIsTheSameBitForBitOnAnyNumberOfThreads) {
+  TurboTransform t;
+  EXPECT_EQ(t.getNumberOfThreadsForBM(), 1);
+  qortest::initializeART(t, qortest::bend());
+  std::vector<P3> reference, nodes;
+  int ni = 0, nj = 0;
+  for (int threads : {1, 2, 0}) {
+    t.setNumberOfThreadsForBM(threads);
+    ASSERT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 12000), 0);
+    t.getBackgroundMesh(threads == 1 ? reference : nodes, ni, nj);
+    if (threads == 1) continue;
+    ASSERT_EQ(nodes.size(), reference.size());
+    EXPECT_EQ(std::memcmp(nodes.data(), reference.data(), nodes.size() * sizeof(P3)), 0) << threads << " threads";
+  }
+  qortest::expectError(qortest::captureError<qor::data::invalid>([&] { t.setNumberOfThreadsForBM(-1); }),
+                       "TurboTransform", "setNumberOfThreadsForBM",
+                       "Number of threads (-1) must be 0 (every hardware thread) or more.");
+  EXPECT_EQ(t.getNumberOfThreadsForBM(), 0);
+  qor::Smooth2dbs smoother;
+  EXPECT_THROW(smoother.setNumberOfThreads(-3), qor::data::invalid);
+  EXPECT_EQ(smoother.getNumberOfThreads(), 1);
 }
 
 TEST(TurboTransformOwnership, copyThatRebuildsLeavesSourceIntact) {

@@ -2,7 +2,7 @@
 // set-ups, forward-then-inverse round trips, and every node of a real solver mesh converted.
 #include <iostream>
 
-#include "support/Passages.h"
+#include "support/InverseChecks.h"
 
 namespace {
 
@@ -173,6 +173,23 @@ TEST(TurboTransformInverseRealData, roundTripOnEveryMachine) {
     std::replace(key.begin(), key.end(), '/', '_');
     ::testing::Test::RecordProperty(key, report.str());
     EXPECT_LE(worst, tol);
+  }
+}
+
+// The array inverse at any mix of spans against the one-point path, within the bound derived beside
+// it, on every machine's smoothed mesh.
+TEST(TurboTransformInverseRealData, arrayFormMatchesTheOnePointPathOnEveryMachine) {
+  if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
+  const std::vector<std::string> cases = qortest::dataCases();
+  ASSERT_FALSE(cases.empty()) << "no machine with hub.csv under " << qortest::dataDir();
+  for (const std::string& name : cases) {
+    qortest::Built b;
+    qortest::build(b, qortest::loadCase(name), TurboTransform::nonLinear, kMeshSize);
+    b.passage.name = name;
+    const double worst = qortest::expectArrayInverseMatchesOnePoint(b);
+    std::string key = "arrayInverse_" + name;
+    std::replace(key.begin(), key.end(), '/', '_');
+    ::testing::Test::RecordProperty(key, name + ": largest difference " + std::to_string(worst) + " of the bound");
   }
 }
 

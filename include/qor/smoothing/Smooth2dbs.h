@@ -51,6 +51,13 @@ class QOR_API Smooth2dbs {
   /// Debug mode: runSmoothAll prints "do level ..." and writes "strStart.NN" and "str.NN" per level
   /// into the working directory.
   void setDebug(bool on);
+  /// Threads of the sweeps of runSmoothAll: 1 = the calling thread only (default), 0 = every
+  /// hardware thread, n = n; levels of fewer than about a thousand points per thread run on fewer.
+  /// Every sweep reads only the previous iterate, so the mesh is the same bit for bit for any
+  /// number. Kept by setmtopo.
+  /// @throws data::invalid for a negative number
+  void setNumberOfThreads(int threads);
+  int getNumberOfThreads() const;
   /// Every level runs exactly this number of sweeps. @throws internal::error before setmtopo.
   void setMaxNumberOfIteration(int n);
   /// Sets one level's number of sweeps when level <= number of levels (std::out_of_range for an
@@ -149,6 +156,7 @@ class QOR_API Smooth2dbs {
   QORVector<std::string> m_geoNames;
   QORVector<std::pair<short, short>> m_conditions;  // first = bcType, second = geo id
   bool m_debug = false;
+  int m_threads = 1;
   std::vector<float> m_west;
   std::vector<float> m_east;
   std::vector<float> m_south;

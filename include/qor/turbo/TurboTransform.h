@@ -10,7 +10,8 @@
 /// operations, so one transform must not be used from several threads at once. Give each thread its
 /// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
 /// Distinct transforms are independent. The array forms (those taking `ListOptions`) are the
-/// exception: they read the transform without touching the cache, see "Array forms" below.
+/// exception: they read the transform without touching the cache (the inverse array form keeps no
+/// cache at all), see "Array forms" below.
 
 #include <cstddef>
 #include <cstdint>
@@ -113,6 +114,11 @@ class QOR_API TurboTransform {
   /// Number of smoothing levels of the nonLinear background mesh (default 3).
   void setNumberOfLevelsforBM(int levels);
   int getNumberOfLevelsforBM() const;
+  /// Threads of the smoother in createBackgroundMesh (default 1; same mesh bit for bit for any).
+  /// 0 = every hardware thread, n = n; only the nonLinear method smooths.
+  /// @throws data::invalid for a negative number (the setting is unchanged)
+  void setNumberOfThreadsForBM(int threads);
+  int getNumberOfThreadsForBM() const;
   /// Requested number of background-mesh nodes (default 2000).
   void setBackgroundMeshSize(int size);
   void setBackgroundMeshSize(BMsize size);
@@ -245,6 +251,22 @@ class QOR_API TurboTransform {
   void convertSpaceTNsToART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
   void convertSpaceTNsToART(space s, const std::vector<TripletBase<float>>& in,
                             std::vector<TripletBase<float>>& out) const;
+  /// Fast list inverse for any mix of spans; no cache, safe from several threads; results within
+  /// float rounding of the one-point path.
+  ///
+  /// in[k] = (space value, theta, normalised span), out[k] = (axial, radial, theta), for k < n;
+  /// `out` may be `in` itself. Clamping as in the one-point form: span to [0, 1], the streamwise
+  /// value to the ends of its line (`rnm` to [0, 1]). Instead of building the line of constant
+  /// span, the value of that line at each mesh row is interpolated between the two neighbouring
+  /// streamwise mesh lines, so every point costs two short searches whatever its span. The results
+  /// are the same for every thread count, bit for bit; `rnm` gives exactly the one-point results.
+  /// @throws internal::error "Space (%1) not allowed for conversion here." for `span`, `nspan` and
+  ///         numbers outside the enumeration, as the one-point form (checked before anything else)
+  /// @throws internal::nullPointer before createBackgroundMesh
+  /// @throws data::invalid for a negative thread count or null arrays with n > 0; nothing is
+  ///         written then
+  void convertSpaceTNsToART(space s, const TripletBase<float>* in, std::size_t n,
+                            TripletBase<float>* out, const ListOptions& options) const;
   /// On the hub (`onHub`) or the shroud, in double precision; the span of `in` is not used.
   void convertSpaceTNsToARTspanEQ0or1(space s, const TripletBase<double>& in,
                                       TripletBase<double>& out, bool onHub) const;
@@ -437,6 +459,7 @@ class QOR_API TurboTransform {
   TripletBase<float> m_axisDirection;
   TripletBase<float> m_axialUnit;
   int m_numberOfLevelsForBM = 3;
+  int m_threadsForBM = 1;
   int m_backgroundMeshSize = 2000;
   int m_bmSetting1 = 0;  // carried and copied for compatibility; not read
   int m_bmSetting2 = 0;  // carried and copied for compatibility; not read

@@ -1,0 +1,93 @@
+#pragma once
+// Shared check of the array inverse (any mix of spans, no cache) against the one-point path.
+
+#include <cfloat>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "Passages.h"
+
+namespace qortest {
+
+/// Largest |A| or |R| of the mesh nodes.
+inline double meshScale(const Built& b) {
+  double s = 0.0;
+  for (const P3& q : b.nodes) s = std::max({s, std::fabs(double(q[0])), std::fabs(double(q[1]))});
+  return s;
+}
+
+/// The bound on the difference between the array inverse and the one-point path derived beside
+/// the array form: FLT_EPSILON ((6 |P| |grad F| + 4 |F|) / (dF/dl) + 3 |P|), with |P| = meshScale,
+/// the largest gradient and |F| of the space and its smallest rise per length along the streamwise
+/// mesh lines, all taken from the space at the nodes (the gradient of each cell from its two edges
+/// at corner (i, j)).
+inline double derivedBound(const Built& b, qor::TurboTransform::space s) {
+  std::vector<double> f(b.nodes.size());
+  double fMax = 0.0, grad = 0.0, slope = HUGE_VAL;
+  for (std::size_t k = 0; k < f.size(); ++k) {
+    f[k] = b.transform.convertARTtoSpace(s, b.nodes[k]);
+    fMax = std::max(fMax, std::fabs(f[k]));
+  }
+  for (int i = 0; i + 1 < b.ni; ++i) {
+    for (int j = 0; j < b.nj; ++j) {
+      const P3 ei = b.node(i + 1, j) - b.node(i, j), ej = b.node(i, j == 0 ? 1 : j - 1) - b.node(i, j);
+      const double di = f[std::size_t(b.index(i + 1, j))] - f[std::size_t(b.index(i, j))];
+      const double dj = f[std::size_t(b.index(i, j == 0 ? 1 : j - 1))] - f[std::size_t(b.index(i, j))];
+      slope = std::min(slope, di / ei.length());
+      const double det = double(ei[0]) * ej[1] - double(ei[1]) * ej[0];
+      grad = std::max(grad, std::hypot(di * ej[1] - dj * ei[1], ei[0] * dj - ej[0] * di) / std::fabs(det));
+    }
+  }
+  const double p = meshScale(b);
+  return FLT_EPSILON * ((6.0 * p * grad + 4.0 * fMax) / slope + 3.0 * p);
+}
+
+/// Inputs of `s` at arbitrary spans: the (value, theta, nspan) of random points of the passage,
+/// half of them given another span in [-0.1, 1.1], plus values beyond both ends of the lines.
+inline std::vector<P3> mixedSpanInputs(const Built& b, qor::TurboTransform::space s, std::mt19937& rng,
+                                       int n) {
+  std::uniform_real_distribution<float> span(-0.1f, 1.1f);
+  std::vector<P3> in;
+  for (const P3& q : samplePoints(b, -1.0, rng, n, 0.0)) {
+    P3 tns;
+    b.transform.convertARTtoSpaceTNs(s, q, tns);
+    if (in.size() % 2 == 1) tns[2] = span(rng);
+    in.push_back(tns);
+  }
+  const float top = in.empty() ? 1.0f : 2.0f * std::fabs(in.front()[0]) + 2.0f;
+  for (float v : {-1.0f, top}) in.emplace_back(v, 0.5f, span(rng));
+  return in;
+}
+
+/// Converts mixed-span inputs of every accepted space with the array form (one thread) and one
+/// point at a time, and expects them within derivedBound of each other (exactly equal for rnm,
+/// which needs no line). Returns the largest difference over its bound.
+inline double expectArrayInverseMatchesOnePoint(const Built& b, int n = 150) {
+  std::mt19937 rng(42);
+  SCOPED_TRACE(b.passage.name + ", seed 42");
+  double worst = 0.0;
+  using T = qor::TurboTransform;
+  for (T::space s : {T::mprime, T::m, T::nmprime, T::nm, T::rnm, T::mprimeScaled}) {
+    SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
+    const std::vector<P3> in = mixedSpanInputs(b, s, rng, n);
+    const double bound = s == T::rnm ? 0.0 : derivedBound(b, s);
+    std::vector<P3> fast(in.size());
+    b.transform.convertSpaceTNsToART(s, in.data(), in.size(), fast.data(), T::ListOptions());
+    for (std::size_t k = 0; k < in.size(); ++k) {
+      P3 one;
+      b.transform.convertSpaceTNsToART(s, in[k], one);
+      const double e = meridionalDistance(one, fast[k]);
+      if (s != T::rnm) worst = std::max(worst, e / bound);
+      EXPECT_EQ(fast[k][2], in[k][1]);
+      if (s == T::rnm) {
+        EXPECT_EQ(fast[k], one) << "point " << k;
+      } else {
+        EXPECT_LE(e, bound) << "point " << k << " in (" << in[k][0] << ", " << in[k][2] << ")";
+      }
+    }
+  }
+  return worst;
+}
+
+}  // namespace qortest
