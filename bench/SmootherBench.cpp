@@ -17,6 +17,8 @@
 
 namespace {
 
+using qortest::P3;
+
 void fillBend(qor::ParametricDB& db) {
   const qortest::Passage p = qortest::bend(qortest::Bend(), 241, 2);
   db.createCurve("w_mp", p.inlet.points(), qor::ParametricCurve::curve2d);
