@@ -188,59 +188,83 @@ const auto kAllMeshes = testing::Values(bendLinear, bendSmoothed, uniformAnnulus
 
 class TurboTransformLocation : public testing::TestWithParam<MeshCase> {};
 
-// Cell (i, j) holds p by its direct solve: the solve stands and leaves p in the cell.
-bool holds(const Built& m, int i, int j, const P3& p) {
-  const P3 a = m.node(i, j), b = m.node(i + 1, j), c = m.node(i, j + 1), d = m.node(i + 1, j + 1);
+// The direct solve of p in cell (i, j): whether it stands (converged, p within the cell's margin),
+// the local coordinates, and the distance outside the cell weighed by the mean edge lengths.
+struct Direct {
+  bool stands = false;
   float s = 0, t = 0;
-  bool unreliable = true, inside = false, unusable = true;
-  NumericalUtils::searchForSTinQuad(s, t, p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0], d[1], unreliable,
-                                    inside, unusable, 50, 0.01f, 0.00001f);
-  return !unreliable && inside && s >= 0.0f && s <= 1.0f && t >= 0.0f && t <= 1.0f;
+  double score = 0;
+};
+
+Direct directSolve(const Built& m, int i, int j, const P3& p) {
+  const P3 a = m.node(i, j), b = m.node(i + 1, j), c = m.node(i, j + 1), d = m.node(i + 1, j + 1);
+  Direct r;
+  bool unreliable = true, unusable = true;
+  NumericalUtils::searchForSTinQuad(r.s, r.t, p[0], p[1], a[0], a[1], b[0], b[1], c[0], c[1], d[0], d[1], unreliable,
+                                    r.stands, unusable, 50, 0.01f, 0.00001f);
+  r.stands = r.stands && !unreliable;
+  auto out = [](double v) { return std::max({-v, v - 1.0, 0.0}); };
+  const double li = 0.5 * (qortest::meridionalDistance(a, b) + qortest::meridionalDistance(c, d));
+  const double lj = 0.5 * (qortest::meridionalDistance(a, c) + qortest::meridionalDistance(b, d));
+  r.score = out(r.s) * li + out(r.t) * lj;
+  return r;
 }
 
-TEST_P(TurboTransformLocation, fastPathsGiveThePlainSearchBitForBitAndTheEarliestCellHoldingThePoint) {
+// The ranking on the candidate cells around the nearest node: no cell whose direct solve leaves the
+// point inside comes before the answer (which may hold it through a retry of its solve); when every direct solve stands (no retry can change a
+// rank), the smallest distance outside wins, the earlier cell on a tie.
+TEST_P(TurboTransformLocation, fastPathsGiveThePlainSearchBitForBitAndTheRankingRule) {
   const Meshes& m = meshes(GetParam());
   SCOPED_TRACE(kMeshNames[GetParam()]);
-  int mismatches = 0, outside = 0, laterCell = 0, twoHold = 0;
+  int mismatches = 0, outside = 0, laterCell = 0, twoHold = 0, ranked = 0, ties = 0;
   for (std::size_t k = 0; k < m.points.size(); ++k) {
     const P3& p = m.points[k];
     int got[4], want[4];
     float s, t, ps, pt;
     m.fast.transform.getBestQuad(p, got[0], got[1], got[2], got[3], s, t);
     m.plain.transform.getBestQuad(p, want[0], want[1], want[2], want[3], ps, pt);
-    if (!std::equal(got, got + 4, want) || bits(s) != bits(ps) || bits(t) != bits(pt)) {
-      if (++mismatches <= 5) {
-        ADD_FAILURE() << "point " << k << " " << describe(p) << ": corner " << got[0] << " s " << exact(s) << " t "
-                      << exact(t) << ", plainly corner " << want[0] << " s " << exact(ps) << " t " << exact(pt);
-      }
+    if ((!std::equal(got, got + 4, want) || bits(s) != bits(ps) || bits(t) != bits(pt)) && ++mismatches <= 5) {
+      ADD_FAILURE() << "point " << k << " " << describe(p) << ": corner " << got[0] << " s " << exact(s) << " t "
+                    << exact(t) << ", plainly corner " << want[0] << " s " << exact(ps) << " t " << exact(pt);
     }
-    if (s < 0.0f || s > 1.0f || t < 0.0f || t > 1.0f) {
-      ++outside;
-      continue;
-    }
-    // Inside the mesh no candidate around the nearest node that holds the point comes before the
-    // answer (which may hold it only through a retry of its solve).
+    outside += s < 0.0f || s > 1.0f || t < 0.0f || t > 1.0f;
     int cells[4][2];
     const int count = m.fast.transform.findClosestElements(p, cells);
-    int holding = 0;
-    bool reached = false;
+    Direct d[4];
+    int answer = -1, holding = 0, best = 0;
+    bool allStand = true;
     for (int n = 0; n < count; ++n) {
-      if (m.fast.index(cells[n][0], cells[n][1]) == got[0]) {
-        reached = true;
-        laterCell += n > 0;
-      }
-      if (!holds(m.fast, cells[n][0], cells[n][1], p)) continue;
-      ++holding;
-      if (!reached) ADD_FAILURE() << "point " << k << " " << describe(p) << ": an earlier cell holds it";
+      d[n] = directSolve(m.fast, cells[n][0], cells[n][1], p);
+      if (m.fast.index(cells[n][0], cells[n][1]) == got[0]) answer = n;
+      allStand = allStand && d[n].stands;
+      if (d[n].score < d[best].score) best = n;
+      if (!d[n].stands || d[n].score != 0.0) continue;
+      if (++holding == 1 && answer < 0) ADD_FAILURE() << "point " << k << " " << describe(p) << ": cell " << n << " holds it";
     }
-    if (holding > 1) ++twoHold;
+    laterCell += answer > 0;
+    twoHold += holding > 1;
+    if (!allStand || holding > 0) continue;
+    // A clear winner, or an exact tie (the first smallest); near ties are left alone.
+    bool clear = true;
+    for (int n = 0; n < count; ++n) {
+      if (n != best && d[n].score == d[best].score) ++ties;
+      clear = clear && (n == best || d[n].score == d[best].score || d[n].score > d[best].score * (1 + 1e-5) + 1e-12);
+    }
+    if (!clear) continue;
+    ++ranked;
+    if (answer != best || bits(s) != bits(d[best].s) || bits(t) != bits(d[best].t)) {
+      ADD_FAILURE() << "point " << k << " " << describe(p) << ": cell " << answer << " s " << exact(s) << " t "
+                    << exact(t) << ", smallest distance outside in cell " << best;
+    }
   }
   EXPECT_EQ(mismatches, 0) << "of " << m.points.size();
-  // The points reach outside the mesh, cells other than the first candidate and, on the uniform
-  // annulus, edges that two cells hold exactly.
+  // The points reach outside the mesh, cells other than the first candidate, clear rankings and, on
+  // the uniform annulus, exact ties and edges that two cells hold.
   EXPECT_GT(outside, 100);
   EXPECT_GT(laterCell, 100);
+  EXPECT_GT(ranked, 100);
   if (GetParam() == uniformAnnulus) {
+    EXPECT_GT(ties, 100);
     EXPECT_GT(twoHold, 100);
   }
 }
