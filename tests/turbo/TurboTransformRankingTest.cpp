@@ -302,79 +302,61 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
   // Unordered points, shuffled, a structured walk through the cells, or a short list (searched
   // node by node from the previous answer), with angles theta; the Cartesian forms get them about
   // the axis.
-  std::vector<P3> art = order == structured ? m.walk : m.points;
-  if (order == shuffled) std::shuffle(art.begin(), art.end(), std::mt19937(7));
-  if (order == shortList) art.resize(20);
-  for (std::size_t k = 0; k < art.size(); ++k) art[k] = P3(art[k][0], art[k][1], 0.1f * float(k % 7));
-  const P3 axisPoint(0, 0, 0), axisDirection(0, 0, 1);
-  std::vector<P3> xyz;
-  for (const P3& p : art) {
-    const auto x = qortest::toXYZ(p[0], p[1], p[2], axisPoint, axisDirection);
-    xyz.emplace_back(float(x[0]), float(x[1]), float(x[2]));
-  }
+  std::vector<P3> pts = order == structured ? m.walk : m.points;
+  if (order == shuffled) std::shuffle(pts.begin(), pts.end(), std::mt19937(7));
+  if (order == shortList) pts.resize(20);
   const bool cartesian = form == xyzOneSpace || form == xyzSpaces;
-  const std::vector<P3>& pts = cartesian ? xyz : art;
-  auto single = [&](Space s) {
-    return std::function<float(const P3&)>([&t, s, cartesian](const P3& p) {
-      return cartesian ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p);
-    });
+  for (std::size_t k = 0; k < pts.size(); ++k) {
+    const auto x = qortest::toXYZ(pts[k][0], pts[k][1], 0.1 * (k % 7), P3(0, 0, 0), P3(0, 0, 1));
+    pts[k] = cartesian ? P3(float(x[0]), float(x[1]), float(x[2])) : P3(pts[k][0], pts[k][1], 0.1f * float(k % 7));
+  }
+  auto single = [&t, cartesian](Space s) {
+    return std::function<float(const P3&)>(
+        [&t, s, cartesian](const P3& p) { return cartesian ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p); });
   };
   const QORVector<Space> all = qortest::allSpaces();
-  switch (form) {
-    case oneSpace:
-    case xyzOneSpace:
-      for (Space s : {TurboTransform::nm, TurboTransform::mprime}) {
-        QORVector<float> values;
-        if (cartesian) {
-          t.convertXYZtoSpace(s, QORVector<P3>(pts), values);
-        } else {
-          t.convertARTtoSpace(s, QORVector<P3>(pts), values);
-        }
-        expectSingle(values, pts, single(s), "space " + std::to_string(s));
-      }
-      break;
-    case stdVector: {
-      std::vector<P3> copy = pts;
-      std::vector<float> values;
-      t.convertARTtoSpace(TurboTransform::nspan, copy, values);
-      expectSingle(values, pts, single(TurboTransform::nspan), "nspan");
-      break;
+  const TripletQORVector list(pts);
+  if (form == oneSpace || form == xyzOneSpace) {
+    for (Space s : {TurboTransform::nm, TurboTransform::mprime}) {
+      QORVector<float> values;
+      cartesian ? t.convertXYZtoSpace(s, QORVector<P3>(pts), values) : t.convertARTtoSpace(s, QORVector<P3>(pts), values);
+      expectSingle(values, pts, single(s), "space " + std::to_string(s));
     }
-    case spaces:
-    case directions:
-    case xyzSpaces: {
-      QORVector<std::vector<float>> values;
-      QORVector<P3> along, across, plainAlong, plainAcross;
-      const TripletQORVector list(pts);
-      if (form == spaces) {
-        t.convertARTtoSpace(list, all, values);
-      } else if (cartesian) {
-        t.convertXYZtoSpace(list, all, values, along, across, true);
-        m.plain.transform.getUnitVectorsFromXYZ(list, plainAlong, plainAcross);
-      } else {
-        t.convertARTtoSpace(list, all, values, along, across, true);
-        m.plain.transform.getUnitVectorsFromART(list, plainAlong, plainAcross);
-      }
-      ASSERT_EQ(values.size(), all.size());
-      for (std::size_t q = 0; q < all.size(); ++q) expectSingle(values[q], pts, single(all[q]), "space " + std::to_string(q));
-      EXPECT_TRUE(along == plainAlong && across == plainAcross) << "directions differ from the plain search's";
-      break;
+  } else if (form == stdVector) {
+    std::vector<P3> copy = pts;
+    std::vector<float> values;
+    t.convertARTtoSpace(TurboTransform::nspan, copy, values);
+    expectSingle(values, pts, single(TurboTransform::nspan), "nspan");
+  } else if (form == tns) {
+    std::vector<P3> out;
+    t.convertARTtoSpaceTNs(TurboTransform::mprime, pts, out);
+    ASSERT_EQ(out.size(), pts.size());
+    for (int c = 0; c < 3; ++c) {
+      std::vector<float> component;
+      for (const P3& v : out) component.push_back(v[c]);
+      const auto one = [&t, c](const P3& p) {
+        P3 v;
+        t.convertARTtoSpaceTNs(TurboTransform::mprime, p, v);
+        return v[c];
+      };
+      expectSingle(component, pts, one, "TNs component " + std::to_string(c));
     }
-    case tns: {
-      std::vector<P3> out;
-      t.convertARTtoSpaceTNs(TurboTransform::mprime, pts, out);
-      ASSERT_EQ(out.size(), pts.size());
-      for (int c = 0; c < 3; ++c) {
-        std::vector<float> component;
-        for (const P3& v : out) component.push_back(v[c]);
-        expectSingle(component, pts, [&t, c](const P3& p) {
-          P3 one;
-          t.convertARTtoSpaceTNs(TurboTransform::mprime, p, one);
-          return one[c];
-        }, "TNs component " + std::to_string(c));
-      }
-      break;
+  } else {
+    // All spaces at once, with the directions of the mesh against the plain search's.
+    QORVector<std::vector<float>> values;
+    QORVector<P3> along, across, plainAlong, plainAcross;
+    if (form == spaces) {
+      t.convertARTtoSpace(list, all, values);
+    } else if (cartesian) {
+      t.convertXYZtoSpace(list, all, values, along, across, true);
+      m.plain.transform.getUnitVectorsFromXYZ(list, plainAlong, plainAcross);
+    } else {
+      t.convertARTtoSpace(list, all, values, along, across, true);
+      m.plain.transform.getUnitVectorsFromART(list, plainAlong, plainAcross);
     }
+    ASSERT_EQ(values.size(), all.size());
+    for (std::size_t q = 0; q < all.size(); ++q) expectSingle(values[q], pts, single(all[q]), "space " + std::to_string(q));
+    EXPECT_TRUE(along == plainAlong && across == plainAcross) << "directions differ from the plain search's";
   }
 }
 
