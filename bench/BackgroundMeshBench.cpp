@@ -10,7 +10,7 @@
 #include <cmath>
 #include <vector>
 
-#include "BendPassage.h"
+#include "../tests/support/Geometry.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -21,7 +21,7 @@ using P3 = qor::TripletBase<float>;
 void buildMesh(benchmark::State& state, TurboTransform::BMmethod method, int threads = 1) {
   const int size = static_cast<int>(state.range(0));
   TurboTransform t;
-  qorbench::initializeBend(t, 201);
+  qortest::initializeART(t, qortest::bend(qortest::Bend(), 201));
   t.setNumberOfThreadsForBM(threads);
   int folded = 0;
   for (auto _ : state) {

@@ -15,7 +15,7 @@
 #include <random>
 #include <vector>
 
-#include "BendPassage.h"
+#include "../tests/support/Geometry.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -26,11 +26,8 @@ using qor::TripletQORVector;
 using qor::TurboTransform;
 using P3 = TripletBase<float>;
 
-using qorbench::bendPoint;
-using qorbench::kCentreR;
-using qorbench::kPi;
-using qorbench::kRhoHub;
-using qorbench::kRhoShroud;
+using qortest::kPi;
+const qortest::Bend kBend;  // centre (0, rc), hub arc rhoHub, shroud arc rhoShroud
 constexpr int kQueryPoints = 1000000;
 
 // The transform of the bend with a linear background mesh of about `nodes` nodes (the smoother is
@@ -40,7 +37,7 @@ const TurboTransform& bendTransform(int nodes) {
   auto& slot = cache[nodes];
   if (!slot) {
     slot = std::make_unique<TurboTransform>();
-    qorbench::initializeBend(*slot, 300);
+    qortest::initializeART(*slot, qortest::bend(qortest::Bend(), 300));
     slot->createBackgroundMesh(TurboTransform::linear, nodes);
   }
   return *slot;
@@ -60,8 +57,10 @@ const TripletQORVector& queryPoints(bool sorted) {
     for (int j = 0; j < nSpan; ++j) {
       for (int i = 0; i < nStream; ++i) {
         const double theta = (kPi / 2) * (i + 0.5 + jitter(rng)) / nStream;
-        const double rho = kRhoShroud + (kRhoHub - kRhoShroud) * (j + 0.5 + jitter(rng)) / nSpan;
-        pts.push_back(bendPoint(theta, rho));
+        const double rho =
+            kBend.rhoShroud + (kBend.rhoHub - kBend.rhoShroud) * (j + 0.5 + jitter(rng)) / nSpan;
+        const auto q = kBend.at(theta, rho);
+        pts.emplace_back(float(q[0]), float(q[1]), 0.0f);
       }
     }
     ordered = TripletQORVector(pts);
@@ -109,8 +108,8 @@ const TripletQORVector& boxPoints() {
   static TripletQORVector box;
   if (box.empty()) {
     std::mt19937 rng(7);
-    std::uniform_real_distribution<double> a(-0.1, kRhoHub + 0.1), r(kCentreR - kRhoHub - 0.1,
-                                                                     kCentreR + 0.1);
+    std::uniform_real_distribution<double> a(-0.1, kBend.rhoHub + 0.1),
+        r(kBend.rc - kBend.rhoHub - 0.1, kBend.rc + 0.1);
     std::vector<P3> pts;
     pts.reserve(kQueryPoints);
     for (int k = 0; k < kQueryPoints; ++k) {

@@ -14,7 +14,7 @@
 #include <random>
 #include <vector>
 
-#include "BendPassage.h"
+#include "../tests/support/Geometry.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -29,7 +29,7 @@ constexpr int kPoints = 1000000;
 const TurboTransform& bend() {
   static const std::unique_ptr<TurboTransform> t = [] {
     auto tr = std::make_unique<TurboTransform>();
-    qorbench::initializeBend(*tr, 201);
+    qortest::initializeART(*tr, qortest::bend(qortest::Bend(), 201));
     tr->createBackgroundMesh(TurboTransform::nonLinear, TurboTransform::BMveryFine);
     return tr;
   }();
@@ -146,7 +146,7 @@ BENCHMARK(BM_InverseOnHubDouble)->Unit(benchmark::kMillisecond);
 const TurboTransform& bendLarge() {
   static const std::unique_ptr<TurboTransform> t = [] {
     auto tr = std::make_unique<TurboTransform>();
-    qorbench::initializeBend(*tr, 201);
+    qortest::initializeART(*tr, qortest::bend(qortest::Bend(), 201));
     tr->createBackgroundMesh(TurboTransform::nonLinear, 200000);
     return tr;
   }();

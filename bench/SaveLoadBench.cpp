@@ -13,7 +13,7 @@
 #include <sstream>
 #include <string>
 
-#include "BendPassage.h"
+#include "../tests/support/Geometry.h"
 #include "qor/CoordTransform.h"
 
 namespace {
@@ -26,7 +26,7 @@ constexpr int kMeshSize = 200000;
 const TurboTransform& finished() {
   static const std::unique_ptr<TurboTransform> t = [] {
     auto made = std::make_unique<TurboTransform>();
-    qorbench::initializeBend(*made, 201);
+    qortest::initializeART(*made, qortest::bend(qortest::Bend(), 201));
     made->setNumberOfLevelsforBM(3);
     made->createBackgroundMesh(TurboTransform::nonLinear, kMeshSize);
     return made;
@@ -46,7 +46,7 @@ void nodeCounter(benchmark::State& state, const TurboTransform& t) {
 
 void BM_CreateBackgroundMesh(benchmark::State& state) {
   TurboTransform t;
-  qorbench::initializeBend(t, 201);
+  qortest::initializeART(t, qortest::bend(qortest::Bend(), 201));
   for (auto _ : state) {
     t.setNumberOfLevelsforBM(3);
     benchmark::DoNotOptimize(t.createBackgroundMesh(TurboTransform::nonLinear, kMeshSize));

@@ -12,23 +12,19 @@
 #include <string>
 #include <vector>
 
-#include "BendPassage.h"
+#include "../tests/support/Geometry.h"
 #include "qor/CoordTransform.h"
 
 namespace {
 
-using P3 = qor::TripletBase<float>;
-
-using qorbench::bendArc;
+using qortest::P3;
 
 void fillBend(qor::ParametricDB& db) {
-  const double hub = 1.5, shroud = 1.0;
-  db.createCurve("w_mp", {P3(0, float(3 - hub), 0), P3(0, float(3 - shroud), 0)},
-                 qor::ParametricCurve::curve2d);
-  db.createCurve("e_mp", {P3(float(hub), 3, 0), P3(float(shroud), 3, 0)},
-                 qor::ParametricCurve::curve2d);
-  db.createCurve("s_mp", bendArc(hub, 241), qor::ParametricCurve::curve2d);
-  db.createCurve("n_mp", bendArc(shroud, 241), qor::ParametricCurve::curve2d);
+  const qortest::Passage p = qortest::bend(qortest::Bend(), 241, 2);
+  db.createCurve("w_mp", p.inlet.points(), qor::ParametricCurve::curve2d);
+  db.createCurve("e_mp", p.outlet.points(), qor::ParametricCurve::curve2d);
+  db.createCurve("s_mp", p.hub.points(), qor::ParametricCurve::curve2d);
+  db.createCurve("n_mp", p.shroud.points(), qor::ParametricCurve::curve2d);
 }
 
 // Arguments: cells of the coarsest level in i and j; the finest of three levels has

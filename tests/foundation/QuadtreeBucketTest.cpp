@@ -42,68 +42,52 @@ void expectAgreesWithBruteForce(const std::vector<P>& points, const std::vector<
 
 }  // namespace
 
-TEST(QuadtreeBucket, agreesWithBruteForceOnRandomPointSets) {
-  for (unsigned seed : {42u, 43u, 44u}) {
-    SCOPED_TRACE(seed);
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> coord(-1.0f, 1.0f), wide(-3.0f, 3.0f);
-    std::vector<P> points;
+TEST(QuadtreeBucket, agreesWithBruteForceOnRandomGridClusteredAndMeshLikePointSets) {
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<float> coord(-1.0f, 1.0f), wide(-3.0f, 3.0f);
+  {
+    SCOPED_TRACE("random, with duplicates; queries in, out and on nodes");
+    std::vector<P> points, queries;
     for (int k = 0; k < 3000; ++k) points.emplace_back(coord(rng), 0.3f * coord(rng), coord(rng));
-    for (int k = 0; k < 300; ++k) points.push_back(points[rng() % points.size()]);  // duplicates
-    std::vector<P> queries;
-    for (int k = 0; k < 1500; ++k) queries.emplace_back(wide(rng), wide(rng), 0.0f);  // in and out
-    for (int k = 0; k < 500; ++k) queries.push_back(points[rng() % points.size()]);   // on nodes
+    for (int k = 0; k < 300; ++k) points.push_back(points[rng() % points.size()]);
+    for (int k = 0; k < 1500; ++k) queries.emplace_back(wide(rng), wide(rng), 0.0f);
+    for (int k = 0; k < 500; ++k) queries.push_back(points[rng() % points.size()]);
     expectAgreesWithBruteForce(points, queries);
   }
-}
-
-TEST(QuadtreeBucket, lowestIndexWinsTiesOnAGrid) {
-  // A regular grid: queries at cell centres and edge midpoints are equidistant from several nodes.
-  std::vector<P> points;
-  for (int i = 0; i < 40; ++i)
-    for (int j = 0; j < 25; ++j) points.emplace_back(0.25f * i, 0.5f * j, 0.0f);
-  std::vector<P> queries;
-  for (int i = -2; i < 82; ++i)
-    for (int j = -2; j < 52; j += 3) queries.emplace_back(0.125f * i, 0.25f * j, 0.0f);
-  expectAgreesWithBruteForce(points, queries);  // (0.125, 0.25) is equidistant from nodes 0, 1, 25, 26
-}
-
-TEST(QuadtreeBucket, clusteredAndCoincidentPointsStayExact) {
-  std::mt19937 rng(42);
-  std::normal_distribution<float> cluster(0.0f, 1e-3f);
-  std::uniform_real_distribution<float> coord(-0.01f, 0.01f);
-  std::vector<P> points(2000, P(0.5f, 0.5f, 0.0f));  // coincident: the depth cap ends the splits
-  for (int k = 0; k < 2000; ++k) points.emplace_back(cluster(rng), cluster(rng), 0.0f);
-  for (int k = 0; k < 50; ++k) points.emplace_back(1000.0f * k, -1e4f, 0.0f);
-  points.emplace_back(std::nextafter(0.5f, 1.0f), 0.5f, 0.0f);
-  std::vector<P> queries{P(0.5f, 0.5f, 0.0f), P(0.5f, 0.5000001f, 0.0f), P(1e6f, 1e6f, 0.0f)};
-  for (int k = 0; k < 500; ++k) queries.emplace_back(coord(rng), coord(rng), 0.0f);
-  expectAgreesWithBruteForce(points, queries);
-}
-
-TEST(QuadtreeBucket, agreesWithBruteForceOnAClusteredStructuredMesh) {
+  {
+    SCOPED_TRACE("regular grid: cell centres and edge midpoints are ties, (0.125, 0.25) of nodes 0, 1, 25, 26");
+    std::vector<P> points, queries;
+    for (int i = 0; i < 40; ++i)
+      for (int j = 0; j < 25; ++j) points.emplace_back(0.25f * i, 0.5f * j, 0.0f);
+    for (int i = -2; i < 82; ++i)
+      for (int j = -2; j < 52; j += 3) queries.emplace_back(0.125f * i, 0.25f * j, 0.0f);
+    expectAgreesWithBruteForce(points, queries);
+  }
+  {
+    SCOPED_TRACE("coincident (the depth cap ends the splits), clustered and far points");
+    std::normal_distribution<float> cluster(0.0f, 1e-3f);
+    std::vector<P> points(2000, P(0.5f, 0.5f, 0.0f));
+    for (int k = 0; k < 2000; ++k) points.emplace_back(cluster(rng), cluster(rng), 0.0f);
+    for (int k = 0; k < 50; ++k) points.emplace_back(1000.0f * k, -1e4f, 0.0f);
+    points.emplace_back(std::nextafter(0.5f, 1.0f), 0.5f, 0.0f);
+    std::vector<P> queries{P(0.5f, 0.5f, 0.0f), P(0.5f, 0.5000001f, 0.0f), P(1e6f, 1e6f, 0.0f)};
+    for (int k = 0; k < 500; ++k) queries.emplace_back(0.01f * coord(rng), 0.01f * coord(rng), 0.0f);
+    expectAgreesWithBruteForce(points, queries);
+  }
   // Mesh-like nodes: thin cells clustered at the walls, and coordinates far from the origin where
   // float rounding makes many distances equal.
   for (float offset : {0.0f, 4096.0f}) {
-    SCOPED_TRACE(offset);
-    std::vector<P> points;
-    const int ni = 60, nj = 40;
-    for (int i = 0; i < ni; ++i) {
-      for (int j = 0; j < nj; ++j) {
-        const double v = double(j) / (nj - 1);
-        const double span = 0.5 - 0.5 * std::cos(3.141592653589793 * v);
-        const double u = double(i) / (ni - 1);
-        points.emplace_back(offset + float(u + 0.3 * u * u * span), offset + float(0.2 + 0.4 * span + 0.2 * u),
-                            0.0f);
+    SCOPED_TRACE(testing::Message() << "mesh at offset " << offset);
+    std::vector<P> points, queries;
+    for (int i = 0; i < 60; ++i) {
+      for (int j = 0; j < 40; ++j) {
+        const double u = i / 59.0, span = 0.5 - 0.5 * std::cos(3.141592653589793 * j / 39.0);
+        points.emplace_back(offset + float(u + 0.3 * u * u * span), offset + float(0.2 + 0.4 * span + 0.2 * u), 0.0f);
       }
     }
-    std::mt19937 rng(42);
-    std::uniform_real_distribution<float> coord(-0.5f, 1.5f);
-    std::vector<P> queries;
-    for (int k = 0; k < 2000; ++k) queries.emplace_back(offset + coord(rng), offset + coord(rng), 0.0f);
+    for (int k = 0; k < 2000; ++k) queries.emplace_back(offset + 0.5f + coord(rng), offset + 0.5f + coord(rng), 0.0f);
     for (std::size_t k = 0; k + 1 < points.size(); k += 7) {  // midpoints of neighbours: ties
-      queries.emplace_back(0.5f * (points[k][0] + points[k + 1][0]), 0.5f * (points[k][1] + points[k + 1][1]),
-                           0.0f);
+      queries.emplace_back(0.5f * (points[k][0] + points[k + 1][0]), 0.5f * (points[k][1] + points[k + 1][1]), 0.0f);
     }
     expectAgreesWithBruteForce(points, queries);
   }

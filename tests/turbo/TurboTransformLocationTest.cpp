@@ -1,6 +1,6 @@
-// Point location in the background mesh: nearest node (quadtree and brute force), the cells around
-// it, and the equivalence of every result with and without QOR_NO_QUADTREE. The best cell and its
-// local coordinates are checked bit for bit in TurboTransformRankingTest.cpp.
+// Point location in the background mesh: nearest node (quadtree and brute force) and the cells
+// around it. The best cell, with and without the fast paths, and the list forms are checked in
+// TurboTransformRankingTest.cpp.
 
 #include "support/Passages.h"
 
@@ -55,49 +55,6 @@ TEST(TurboTransformCellsAroundNode, cornersEdgesAndInteriorGiveOneTwoOrFourCells
     const int n = m.transform.findClosestElements(m.node(c.i, c.j), cells);
     ASSERT_EQ(n, static_cast<int>(c.cells.size()));
     for (int k = 0; k < n; ++k) EXPECT_EQ(std::make_pair(cells[k][0], cells[k][1]), c.cells[std::size_t(k)]);
-  }
-}
-
-TEST(TurboTransformQuadtree, everyConversionIsIdenticalWithoutTheQuadtree) {
-  // Long lists use their own node search; it must give what the scan over all nodes gives, also
-  // for points on nodes, halfway between nodes (equal distances) and far outside the passage.
-  Built tree, brute;
-  buildAnnulus(tree, 600);
-  {
-    qortest::ScopedEnv env("QOR_NO_QUADTREE", "1");
-    buildAnnulus(brute, 600);
-  }
-  std::vector<P3> pts(tree.nodes);
-  auto sq = [](const P3& p, const P3& q) { return (p[0] - q[0]) * (p[0] - q[0]) + (p[1] - q[1]) * (p[1] - q[1]); };
-  int ties = 0;
-  for (int i = 0; i + 1 < tree.ni; ++i) {
-    for (int j = 0; j + 1 < tree.nj; ++j) {
-      for (const P3& b : {tree.node(i + 1, j), tree.node(i, j + 1), tree.node(i + 1, j + 1)}) {
-        const P3 a = tree.node(i, j), mid(0.5f * (a[0] + b[0]), 0.5f * (a[1] + b[1]), 0.0f);
-        if (sq(mid, a) != sq(mid, b)) continue;  // only exactly equal float distances
-        pts.push_back(mid);
-        ++ties;
-      }
-    }
-  }
-  ASSERT_GT(ties, 50);
-  std::mt19937 rng(42);
-  std::uniform_real_distribution<float> unit(-1.0f, 1.0f), a(-0.5f, 2.5f), r(0.5f, 2.5f);
-  for (int k = 0; k < 1000; ++k) pts.emplace_back(a(rng), r(rng), 0.0f);
-  for (float far : {3.0f, 50.0f, 1e4f, 1e7f}) {
-    for (int k = 0; k < 50; ++k) pts.emplace_back(far * unit(rng), far * unit(rng), 0.0f);
-  }
-  qor::QORVector<std::vector<float>> v1, v2;
-  qor::QORVector<P3> s1, t1, s2, t2;
-  tree.transform.convertARTtoSpace(qor::TripletQORVector(pts), qortest::allSpaces(), v1, s1, t1, true);
-  brute.transform.convertARTtoSpace(qor::TripletQORVector(pts), qortest::allSpaces(), v2, s2, t2, true);
-  EXPECT_EQ(v1, v2);
-  EXPECT_EQ(s1, s2);
-  EXPECT_EQ(t1, t2);
-  for (std::size_t k = 0; k < pts.size(); k += 17) {
-    ASSERT_EQ(tree.transform.convertARTtoSpace(TurboTransform::nm, pts[k]),
-              brute.transform.convertARTtoSpace(TurboTransform::nm, pts[k]))
-        << "point " << k;
   }
 }
 

@@ -1,5 +1,5 @@
-// The single-point conversions and the cell search allocate nothing: this program counts every
-// call of the global operator new.
+// The single-point conversions and the cell search allocate nothing. This program of its own
+// counts every call of the global operator new.
 
 #include <atomic>
 #include <new>
@@ -12,14 +12,12 @@
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #endif
 
-namespace {
-std::atomic<long> g_allocations{0};
-volatile float g_sink = 0.0f;
-}  // namespace
-
 // Every unaligned form is replaced, so that each allocation is released by its own family (the
 // address sanitizer checks that); the aligned forms keep the library's pair.
 namespace {
+std::atomic<long> g_allocations{0};
+volatile float g_sink = 0.0f;
+
 void* counted(std::size_t size) noexcept {
   ++g_allocations;
   return std::malloc(size == 0 ? 1 : size);
