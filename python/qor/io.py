@@ -496,16 +496,18 @@ def passageFromPatches(data, names, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1)
 # ---- transform and annotation -----------------------------------------------------------------
 
 def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method=T.nonLinear,
-                   size=2000, levels=None, curvePoints=None, threads=0):
-    """A TurboTransform with its background mesh for the passage. @throws InputError when the
-    library rejects the passage or the mesh folds (usually a wrong axis)."""
+                   size=2000, levels=None, curvePoints=None, threads=0, exactWalls=True):
+    """A TurboTransform with its background mesh for the passage, with exact walls by default (points
+    on the hub and shroud convert to nspan 0 and 1; `exactWalls=False` keeps the mesh's chords).
+    @throws InputError when the library rejects the passage or the mesh folds (usually a wrong
+    axis)."""
     t = T()
+    t.setExactWalls(exactWalls)
     if curvePoints is not None:
         t.setCurveOptimizedSize(curvePoints)
     if levels is not None:
         t.setNumberOfLevelsforBM(levels)
-    if hasattr(t, "setNumberOfThreadsForBM"):
-        t.setNumberOfThreadsForBM(threads)
+    t.setNumberOfThreadsForBM(threads)
     starts = passage.starts or [-1] * 4
     try:
         t.initializeFromART(*passage.curves, tuple(map(float, axisPoint)),
@@ -693,6 +695,10 @@ def _parser():
     p.add_argument("--levels", type=int, help="smoothing levels of the nonlinear mesh, 1..6")
     p.add_argument("--curve-points", type=int, help="points kept per boundary curve, 10..100000")
     p.add_argument("--threads", type=int, default=0, help="threads, 0 = every core (default)")
+    p.add_argument("--chord-walls", action="store_true",
+                   help="the library's default walls: the mesh's straight wall edges (chords), up to "
+                        "about 4e-3 off nspan 0 and 1 on curved walls; by default points on the "
+                        "given hub and shroud convert to nspan 0 and 1 exactly")
     return p
 
 
@@ -766,7 +772,7 @@ def annotateMain(argv):
         phases.begin("mesh")
         t = buildTransform(passage, a.axisPoint, a.axisDirection,
                            T.linear if a.method == "linear" else T.nonLinear, a.meshSize,
-                           a.levels, a.curve_points, a.threads)
+                           a.levels, a.curve_points, a.threads, exactWalls=not a.chord_walls)
         phases.end()
     except InputError as e:
         print(f"qor annotate: {e}", file=err)

@@ -35,11 +35,7 @@ void statusList(const TT& t, const P* pts, std::size_t n, std::int8_t* status, i
 }
 
 void inverseList(const TT& t, TT::space s, const P* pts, std::size_t n, P* out, int threads) {
-  (void)threads;
-  const std::vector<P> in(pts, pts + n);
-  std::vector<P> o;
-  t.convertSpaceTNsToART(s, in, o);
-  std::copy(o.begin(), o.end(), out);
+  t.convertSpaceTNsToART(s, pts, n, out, options(threads));
 }
 
 void segmentForwardList(const Seg& s, int segment, Seg::spaceSeg k, const P* in, std::size_t n,

@@ -221,6 +221,16 @@ Raises InvalidDataError for a bad curve or axis, InternalError when hub and shro
            "Number of points each boundary curve is reduced to at set-up (default 300).")
       .def("getCurveOptimizedSize", &TT::getCurveOptimizedSize,
            "Number of points each boundary curve is reduced to.")
+      .def("setExactWalls", &TT::setExactWalls, py::arg("on"),
+           R"doc(Exact walls (off by default in the class, kept so for compatibility; on in
+python3 -m qor). On, in the cells along hub and shroud the span is measured from the boundary curve
+itself, so points on the given walls convert to nspan 0 and 1; off, the cells' straight wall edges
+(chords of curved walls) are used, up to about 4e-3 off on real machines. Forward conversions only.)doc")
+      .def("getExactWalls", &TT::getExactWalls, "Whether exact walls are on.")
+      .def("setNumberOfThreadsForBM", &TT::setNumberOfThreadsForBM, py::arg("threads"),
+           "Threads of the smoother in createBackgroundMesh: 1 (default) the calling thread, 0 every\n"
+           "hardware thread, n n threads; the same mesh bit for bit for any count.")
+      .def("getNumberOfThreadsForBM", &TT::getNumberOfThreadsForBM)
       .def("setNumberOfLevelsforBM", &TT::setNumberOfLevelsforBM, py::arg("levels"),
            "Smoothing levels of the nonLinear background mesh (default 3; lowered for small meshes).")
       .def("getNumberOfLevelsforBM", &TT::getNumberOfLevelsforBM,
@@ -461,7 +471,9 @@ raise InternalError).
          py::arg("space"), py::arg("p"), py::arg("threads") = 0,
          (std::string(R"doc(
 (value of `space`, theta, nspan) to (axial, radial, theta): a triplet gives a tuple, a list (N, 3)
-gives float32 (N, 3). Values outside the passage are clamped to it. space: mprime, m, nmprime, nm,
+gives float32 (N, 3). Values outside the passage are clamped to it. A triplet takes the library's
+one-point path (with its one-entry cache); a list takes the array form, fast for any mix of spans and
+equal to the one-point path within float rounding. space: mprime, m, nmprime, nm,
 mprimeScaled or rnm. Raises NullPointerError before createBackgroundMesh.
 )doc") + kThreadsDoc).c_str())
       .def(

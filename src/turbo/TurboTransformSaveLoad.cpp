@@ -250,6 +250,7 @@ bool readExactly(std::istream& in, std::uint64_t n, std::vector<unsigned char>& 
 struct SavedState {
   bool geometry = false;
   bool mesh = false;
+  bool exactWalls = false;
   unsigned computed = 0;
   int settings[5] = {0, 0, 0, 0, 0};
   TripletBase<float> axis[3];
@@ -299,7 +300,11 @@ SavedState readState(std::istream& in, const std::string& source) {
   s.geometry = r.flag("geometry");
   s.mesh = r.flag("mesh");
   s.computed = r.u8("computed fields");
-  if (r.u8("reserved byte") != 0) fail("load", source, "reserved byte is not 0");
+  const unsigned options = r.u8("options");
+  if (options > 1) {
+    fail("load", source, "options byte " + std::to_string(options) + " has bits this version does not know");
+  }
+  s.exactWalls = options == 1;
   for (int& v : s.settings) v = r.i32("settings");
   for (auto& t : s.axis) t = r.triplet("axis");
   for (int c = 0; c < 4; ++c) {
@@ -373,7 +378,7 @@ void TurboTransform::saveTo(std::ostream& out, const std::string& target) const 
     if (m_spaceComputed[k]) computed |= 1u << k;
   }
   w.u8(computed);
-  w.u8(0);
+  w.u8(m_exactWalls ? 1 : 0);  // options: bit 0 exact walls
   for (int v : {m_numberOfLevelsForBM, m_backgroundMeshSize, m_curveOptimizedSize, m_bmSetting1,
                 m_bmSetting2}) {
     w.i32(v);
@@ -473,6 +478,7 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   std::shared_ptr<Topo2dMultiLevel> topo;
   std::shared_ptr<QuadtreeBucket> quadtree;
   std::shared_ptr<const turbo_detail::NodeGrid> grid;
+  std::shared_ptr<const turbo_detail::WallFit> wallFit;
   std::shared_ptr<ParametricDBInterface> db;
   std::vector<std::string> names;
   try {
@@ -487,6 +493,9 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
         g->buildCellTests(turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr));
         grid = std::move(g);
       }
+      // The walls' fit to the mesh, derived like the search structures (used with exact walls).
+      wallFit = std::make_shared<const turbo_detail::WallFit>(turbo_detail::fitWalls(
+          turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr), s.curves[0], s.curves[1]));
     }
     if (s.geometry) {
       // As the set-up builds it, in a database of this object's own (copies keep theirs).
@@ -514,6 +523,8 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   m_meshPoints.swap(s.nodes);
   m_quadtree = std::move(quadtree);
   m_nodeGrid = std::move(grid);
+  m_wallFit = std::move(wallFit);
+  m_exactWalls = s.exactWalls;
   m_spaceValues.swap(s.fields);
   m_spaceComputed.swap(computed);
   m_axisPoint = s.axis[0];

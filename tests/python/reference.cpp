@@ -123,6 +123,8 @@ int main(int argc, char** argv) try {
     writePoints("tns.f32", tns);
     for (std::size_t k = 0; k < tns.size(); ++k) t.convertSpaceTNsToART(TT::nm, tns[k], back[k]);
     writePoints("inverse.f32", back);
+    t.convertSpaceTNsToART(TT::nm, tns.data(), tns.size(), back.data(), TT::ListOptions());
+    writePoints("inverse_array.f32", back);
   }
   qor::QORVector<P> line;
   t.getConstantSpace(TT::nspanConst, 0.5, line);

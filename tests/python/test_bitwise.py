@@ -58,6 +58,7 @@ def compare(tmp_path, passage, frame, method):
         assertBitwise(tns, ref("tns.f32"))
         back = np.array([t.convertSpaceTNsToART(T.nm, tuple(p)) for p in tns], np.float32)
         assertBitwise(back, ref("inverse.f32"))
+        assertBitwise(t.convertSpaceTNsToART(T.nm, tns), ref("inverse_array.f32"))
     assertBitwise(t.getConstantSpace(T.nspanConst, 0.5), ref("const_nspan.f32"))
     assertBitwise(t.getConstantSpace(T.nmConst, 0.5), ref("const_nm.f32"))
     return t, pts, ref

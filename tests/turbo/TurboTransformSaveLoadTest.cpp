@@ -107,6 +107,7 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
   TurboTransform original;
   original.setCurveOptimizedSize(120);
   original.setNumberOfLevelsforBM(2);
+  original.setExactWalls(GetParam() == 0);  // the option travels, and the walls' fit is rebuilt
   c.xyz ? qortest::initializeXYZ(original, c.passage) : qortest::initializeART(original, c.passage);
   if (c.meshMethod >= 0) original.createBackgroundMesh(TurboTransform::BMmethod(c.meshMethod), 900);
 
@@ -121,6 +122,7 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
   EXPECT_EQ(saved(loaded), saved(original));
   EXPECT_TRUE(loaded.isGeometryInitialized());
   EXPECT_EQ(loaded.getCurveOptimizedSize(), 120);
+  EXPECT_EQ(loaded.getExactWalls(), original.getExactWalls());
   P3 pa, da, pb, db;
   original.getAxis(pa, da);
   loaded.getAxis(pb, db);

@@ -332,7 +332,7 @@ class QOR_API TurboTransform {
   ///     u8  geometry initialised (0 or 1)
   ///     u8  mesh present (0 or 1)
   ///     u8  fields marked computed: bit k for space k
-  ///     u8  reserved, 0
+  ///     u8  options: bit 0 exact walls (`setExactWalls`), the other bits 0
   ///     i32 x 5   levels of the smoothed mesh, requested mesh size, curve point budget, and two
   ///               settings carried for compatibility
   ///     f32 x 9   axis point, axis direction, axial unit vector (XYZ)
