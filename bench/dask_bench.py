@@ -6,14 +6,19 @@
     PYTHONPATH=build/release/python /usr/bin/python3 bench/dask_bench.py
 
 The bend of the C++ benchmarks with a 200 000-node background mesh, three spaces, chunks of
-500 000 points; the cluster time includes shipping the transform to the workers and the points to
-and the values back from them (the points are made on the client, as a user's would be).
+500 000 points. Two workflows: points in the client's memory (the cluster time includes shipping
+the transform to the workers, the points to them and the values back), and points in a zarr store
+on disk converted into another store (the workers read and write their own chunks; in process: read
+the store, convert on one thread, write the store).
 """
 
+import tempfile
 import time
+from pathlib import Path
 
 import dask.array as da
 import numpy as np
+import zarr
 from distributed import Client, LocalCluster
 
 import qor
@@ -46,6 +51,21 @@ def main():
             assert np.array_equal(values, ref)
             print(f"local cluster, 2 x 1 thread ({run}): {took:6.2f} s ({n / took / 1e6:.2f} M points/s, "
                   f"{one / took:.2f} x one thread)")
+
+        with tempfile.TemporaryDirectory() as d:
+            store, out = str(Path(d) / "points.zarr"), str(Path(d) / "values.zarr")
+            zarr.save_array(store, pts, chunks=(500_000, 3))
+            t0 = time.perf_counter()
+            values = t.convertARTtoSpace(zarr.load(store), SPACES, threads=1)
+            zarr.save_array(out, values, chunks=(500_000, 3))
+            local = time.perf_counter() - t0
+            print(f"zarr to zarr, in process, one thread: {local:6.2f} s")
+            for run in ("first", "second"):
+                t0 = time.perf_counter()
+                qor.dask.convertARTtoSpace(t, da.from_zarr(store), SPACES).to_zarr(out, overwrite=True)
+                took = time.perf_counter() - t0
+                assert np.array_equal(zarr.load(out), ref)
+                print(f"zarr to zarr, local cluster ({run}):  {took:6.2f} s ({local / took:.2f} x in process)")
 
 
 if __name__ == "__main__":
