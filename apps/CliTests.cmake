@@ -99,13 +99,14 @@ qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--o
 
 # ---- convert -------------------------------------------------------------------------------------
 qor_cli_test(convert_art ARGS convert|${QOR_CLI_DATA}/duct-points.txt|${QOR_CLI_DUCT}|--spaces|all|--directions|--output|out.csv
-  FILE_REGEX "out.csv=^line,axial,radial,theta,mprime,span,m,nmprime,nspan,nm,rnm,mprimeScaled,stream_axial,stream_radial,span_axial,span_radial\n"
+  STDERR "duct-points.txt: 0 of 4 points outside the passage"
+  FILE_REGEX "out.csv=^line,axial,radial,theta,location,mprime,span,m,nmprime,nspan,nm,rnm,mprimeScaled,stream_axial,stream_radial,span_axial,span_radial\n2,2,1.5,0.25,inside,[^\n]*\n3,0,1,0,inside,"
   VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,1,m,1.98,2.02 out.csv,1,theta,0.25,0.25
          out.csv,1,stream_axial,0.999,1.001 out.csv,1,span_radial,0.999,1.001
          out.csv,2,nm,-0.001,0.001 out.csv,2,nspan,-0.001,0.001 out.csv,3,nm,0.999,1.001 out.csv,3,nspan,0.999,1.001)
 qor_cli_test(convert_xyz ARGS convert|--points-xyz|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT}|--axis-dir|x
        --directions|--output|out.csv
-  FILE_REGEX "out.csv=^line,x,y,z,nm,nspan,mprime,stream_x,stream_y,stream_z,span_x,span_y,span_z\n"
+  FILE_REGEX "out.csv=^line,x,y,z,location,nm,nspan,mprime,stream_x,stream_y,stream_z,span_x,span_y,span_z\n"
   VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,2,nm,0.495,0.505 out.csv,2,nspan,0.495,0.505
          out.csv,1,stream_x,0.999,1.001 out.csv,1,span_z,0.999,1.001 out.csv,2,span_y,0.999,1.001)
 
@@ -131,8 +132,12 @@ qor_cli_test(invert_file ARGS invert|${QOR_CLI_DATA}/duct-inverse.csv|--space|nm
   VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51 art.csv,2,axial,3.99,4.01 art.csv,2,radial,1.99,2.01
          art.csv,3,axial,-0.01,0.01 art.csv,3,radial,0.99,1.01)
 qor_cli_test(invert_spaces_theta_once ARGS invert|--at|0.5,0.3,0.5|--spaces|nm|${QOR_CLI_DUCT}|--output|art.csv
-  FILE_REGEX "art.csv=^line,nm,theta,nspan,axial,radial\n0,0.5,0.3[0-9]*,0.5,[-0-9.e]+,[-0-9.e]+\n$"
+  FILE_REGEX "art.csv=^line,nm,theta,nspan,location,axial,radial\n0,0.5,0.3[0-9]*,0.5,inside,[-0-9.e]+,[-0-9.e]+\n$"
   VALUES art.csv,1,axial,1.98,2.02 art.csv,1,radial,1.49,1.51)
+# Clamped inputs are named by the side they were beyond, and counted.
+qor_cli_test(invert_clamped_named ARGS invert|--at|1.2,0,0.5|--at|0.5,0,-0.3|--at|0,0,1|${QOR_CLI_DUCT}|--output|art.csv
+  STDERR "the --at points: 2 of 3 points outside the passage \\(1 beyondHub, 1 afterOutlet"
+  FILE_REGEX "art.csv=\n0,1.2[0-9]*,0,0.5,afterOutlet,[^\n]*\n0,0.5,0,-0.3[0-9]*,beyondHub,[^\n]*\n0,0,0,1,inside,")
 qor_cli_rejects(invert_space_and_spaces "options --space and --spaces exclude each other"
   ARGS invert|--demo|--space|nm|--spaces|m|--at|0,0,0)
 qor_cli_test(invert_at_xyz ARGS invert|--at|0.5,0,0.5|--to-xyz|${QOR_CLI_DUCT}|--axis-dir|x|--output|xyz.csv
@@ -157,7 +162,8 @@ qor_cli_test(segment_duct
 qor_cli_test(segment_outside_marked
   ARGS segment|${QOR_CLI_DATA}/duct-segment-outside.csv|--boundaries|${QOR_CLI_DATA}/duct-boundaries.csv|${QOR_CLI_DUCT}
   VALUES segments.csv,4,segment,-1,-1
-  FILE_REGEX "segments.svg=<circle class=\"outside\".*>your points: outside the passage<.*>your points: segment 2<")
+  STDERR "1 of 4 points outside the passage \\(1 afterOutlet"
+  FILE_REGEX "segments.csv=\n5,9,1.5,0,afterOutlet,-1,,\n" "segments.svg=<circle class=\"outside\".*>your points: outside the passage<.*>your points: segment 2<")
 qor_cli_test(segment_demo_merged ARGS segment|--demo|--sampling|mergedSpan|--spaces|m|--output|seg
   STDOUT "3 segments \\(u in m\\)" FILES seg-boundaries.csv seg.svg)
 

@@ -17,6 +17,32 @@ namespace {
 
 using P = qor::TripletBase<float>;
 
+// The side an inverse input lies beyond, as `TurboTransform::location` (inside when neither its
+// span nor its value had to be clamped): span outside 0..1, or a value outside the range the space
+// takes along the clamped span line (read from the line's two ends), relative to that range; the
+// larger excess wins. A relative 1e-5 keeps the line's own end values inside.
+int clampedSide(const qor::TurboTransform& t, qor::TurboTransform::space space, const P& in) {
+  const double span = in[2];
+  const float clampedSpan = static_cast<float>(std::min(1.0, std::max(0.0, span)));
+  P lo, hi, v;
+  t.convertSpaceTNsToART(space, P(-3e38f, 0.0f, clampedSpan), lo);
+  t.convertSpaceTNsToART(space, P(3e38f, 0.0f, clampedSpan), hi);
+  t.convertARTtoSpaceTNs(space, lo, v);
+  const double first = v[0];
+  t.convertARTtoSpaceTNs(space, hi, v);
+  const double range = std::max(1e-30, std::fabs(double(v[0]) - first));
+  const double value = in[0];
+  const double beforeBy = (first - value) / range, afterBy = (value - double(v[0])) / range;
+  const double hubBy = -span, shroudBy = span - 1.0;
+  constexpr double kTolerance = 1e-5;
+  const double worst = std::max(std::max(beforeBy, afterBy), std::max(hubBy, shroudBy));
+  if (!(worst > kTolerance)) return qor::TurboTransform::inside;
+  if (worst == hubBy) return qor::TurboTransform::beyondHub;
+  if (worst == shroudBy) return qor::TurboTransform::beyondShroud;
+  return worst == beforeBy ? qor::TurboTransform::beforeInlet : qor::TurboTransform::afterOutlet;
+}
+
+
 /// Points converted per library call, so that progress can be shown between calls.
 constexpr std::size_t kChunk = 4096;
 
@@ -47,7 +73,8 @@ int runConvert(int argc, char** argv) {
       "  rnm           nm averaged over each spanwise line: constant along spanwise lines\n"
       "  span          distance from the hub along the spanwise line (length units)\n"
       "  nspan         span normalised: 0 at the hub, 1 at the shroud\n"
-      "Points outside the passage are extrapolated. The points file has the layouts of the\n"
+      "Points outside the passage are extrapolated; the location column says where each point\n"
+      "lies (inside, beyondHub, beyondShroud, beforeInlet, afterOutlet). The points file has the layouts of the\n"
       "curve files; its columns are (axial, radial[, theta]) or (x, y, z) as its header names\n"
       "them, otherwise like the curves unless --points-art or --points-xyz says otherwise.\n"
       "\n"
@@ -123,10 +150,14 @@ int runConvert(int argc, char** argv) {
     }
   }
 
+  // Values outside the passage are extrapolated, never clamped: the location column says which.
+  const std::vector<std::int8_t> status = locate(*transform, art);
+  reportOutside(status, pointsPath);
+
   Phase writing("writing " + (outPath.empty() ? std::string("standard output") : outPath));
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
-  out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta");
+  out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta") << ",location";
   for (auto s : spaces) out << ',' << spaceName(s);
   if (directions) {
     out << (coords == Coords::xyz ? ",stream_x,stream_y,stream_z,span_x,span_y,span_z"
@@ -136,7 +167,7 @@ int runConvert(int argc, char** argv) {
   for (std::size_t k = 0; k < art.size(); ++k) {
     const P& in = table.points[k];
     out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
-        << csvNumber(in[2]);
+        << csvNumber(in[2]) << ',' << locationName(status[k]);
     for (std::size_t s = 0; s < spaces.size(); ++s) out << ',' << csvNumber(values[s][k]);
     if (directions) {
       if (coords == Coords::xyz) {
@@ -221,22 +252,27 @@ int runInvert(int argc, char** argv) {
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
   // theta is written once: the input's, which the conversion keeps.
-  out << "line," << spaceName(space) << ",theta,nspan," << (toXyz ? "x,y,z" : "axial,radial")
+  out << "line," << spaceName(space) << ",theta,nspan,location," << (toXyz ? "x,y,z" : "axial,radial")
       << '\n';
   Progress progress("inverting", input.size());
+  std::vector<std::int8_t> status(input.size());
   for (std::size_t k = 0; k < input.size(); ++k) {
     P art;
-    atPoint(lines[k] > 0 ? inputPath : "option --at", lines[k],
-            [&] { transform->convertSpaceTNsToART(space, input[k], art); });
+    atPoint(lines[k] > 0 ? inputPath : "option --at", lines[k], [&] {
+      transform->convertSpaceTNsToART(space, input[k], art);
+      status[k] = static_cast<std::int8_t>(clampedSide(*transform, space, input[k]));
+    });
     const P o = toXyz ? artToXyz(passage, art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
-        << csvNumber(input[k][2]) << ',' << csvNumber(o[0]) << ',' << csvNumber(o[1]);
+        << csvNumber(input[k][2]) << ',' << locationName(status[k]) << ',' << csvNumber(o[0])
+        << ',' << csvNumber(o[1]);
     if (toXyz) out << ',' << csvNumber(o[2]);
     out << '\n';
     if (k % 1024 == 0) progress.update(k);
   }
   progress.update(input.size());
   finishOutput(outPath, out);
+  reportOutside(status, inputPath == "option --at" ? "the --at points" : inputPath);
   return 0;
 }
 

@@ -232,7 +232,10 @@ int runSegment(int argc, char** argv) {
     const std::string path = prefix + ".csv";
     std::ofstream out(path);
     if (!out) throw ToolError(path + ": cannot write");
-    out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta") << ",segment,u,v\n";
+    const std::vector<std::int8_t> status = locate(*transform, art);
+    reportOutside(status, pointsPath);
+    out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta")
+        << ",location,segment,u,v\n";
     // Points on a wall may come out a little outside 0..1 (the mesh edges are polygons through the
     // curve points): within this normalised distance they count as inside.
     constexpr double kInside = 1e-3;
@@ -254,7 +257,7 @@ int runSegment(int argc, char** argv) {
       }
       const P& in = table.points[k];
       out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
-          << csvNumber(in[2]) << ',' << segment;
+          << csvNumber(in[2]) << ',' << locationName(status[k]) << ',' << segment;
       if (segment >= 0) {
         out << ',' << csvNumber(uv[0]) << ',' << csvNumber(uv[1]) << '\n';
       } else {

@@ -100,4 +100,44 @@ Coords pointForm(const CliArgs& args, Coords fallback) {
   return fallback;
 }
 
+const char* locationName(int status) {
+  switch (status) {
+    case qor::TurboTransform::inside: return "inside";
+    case qor::TurboTransform::beyondHub: return "beyondHub";
+    case qor::TurboTransform::beyondShroud: return "beyondShroud";
+    case qor::TurboTransform::beforeInlet: return "beforeInlet";
+    case qor::TurboTransform::afterOutlet: return "afterOutlet";
+    default: return "unknown";
+  }
+}
+
+std::vector<std::int8_t> locate(const qor::TurboTransform& transform,
+                               const std::vector<qor::TripletBase<float>>& art) {
+  std::vector<std::int8_t> status(art.size());
+  qor::TurboTransform::ListOptions every;
+  every.threads = 0;
+  transform.locationStatus(art.data(), art.size(), status.data(), every);
+  return status;
+}
+
+void reportOutside(const std::vector<std::int8_t>& status, const std::string& what) {
+  std::size_t count[5] = {0, 0, 0, 0, 0};
+  for (std::int8_t s : status) {
+    if (s >= 0 && s < 5) ++count[s];
+  }
+  const std::size_t outside = status.size() - count[0];
+  std::cerr << what << ": " << outside << " of " << status.size() << " points outside the passage";
+  if (outside > 0) {
+    std::cerr << " (";
+    const char* sep = "";
+    for (int s = 1; s < 5; ++s) {
+      if (count[s] == 0) continue;
+      std::cerr << sep << count[s] << ' ' << locationName(s);
+      sep = ", ";
+    }
+    std::cerr << "; see the location column)";
+  }
+  std::cerr << '\n';
+}
+
 }  // namespace qormeridional

@@ -2,6 +2,7 @@
 /// @file
 /// Pieces shared by several subcommands.
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -60,6 +61,14 @@ void atPoint(const std::string& path, int line, F&& f) {
     throw fileError(path, line, describe(e));
   }
 }
+
+/// The name of a `TurboTransform::location` value, as the `location` column writes it.
+const char* locationName(int status);
+/// Where each (axial, radial, theta) point lies (the library's statuses, every core).
+std::vector<std::int8_t> locate(const qor::TurboTransform& transform,
+                               const std::vector<qor::TripletBase<float>>& art);
+/// On standard error: how many of the points lie outside the passage, and beyond which side.
+void reportOutside(const std::vector<std::int8_t>& status, const std::string& what);
 
 /// Opens --output (or standard output when absent or "-"). The stream stays valid while `file`
 /// lives.
