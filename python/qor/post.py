@@ -797,8 +797,8 @@ def _parser():
     return p
 
 
-def _column(arrays, spec, path):
-    name, _, comp = spec.partition(":")
+def _column(arrays, field, path):
+    name, _, comp = field.partition(":")
     if name not in arrays:
         raise ValueError(f"{path} has no point array {name!r}; it has {sorted(arrays)}")
     a = arrays[name]

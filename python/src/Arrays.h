@@ -76,4 +76,24 @@ std::vector<P> toVector(const F32& a);
 /// @throws ValueError for a negative count
 int threadCount(int threads);
 
+/// A conversion of triplets to triplets: `one(P)` for a single point (a tuple out), or
+/// `many(in, n, out, threads)` with the GIL released for a list (float32 (N, 3) out, allocated
+/// before the release).
+template <typename One, typename Many>
+py::object tripletsCall(py::handle p, const char* name, int threads, One one, Many many) {
+  const int th = threadCount(threads);
+  py::array a = numeric(p, name);
+  if (isTriplet(a, name)) return toTuple(one(triplet(a, name)));
+  F32 in = pointList(a, name);
+  const std::size_t n = rows(in);
+  F32 out = newF32({static_cast<py::ssize_t>(n), 3});
+  P* o = outPoints(out);
+  const P* i = points(in);
+  {
+    py::gil_scoped_release release;
+    many(i, n, o, th);
+  }
+  return std::move(out);
+}
+
 }  // namespace qorpy

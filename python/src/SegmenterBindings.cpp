@@ -22,24 +22,6 @@ using Seg = qor::TurboTransformSegmenter;
 const char* const kThreadsDoc =
     "threads: 1 = the calling thread only, 0 = every hardware thread (the default), n = n threads.";
 
-// A forward or inverse segment conversion of a triplet (a tuple out) or a list (float32 (N, 3)).
-template <typename One, typename Many>
-py::object segmentCall(py::handle p, const char* name, int threads, One one, Many many) {
-  py::array a = numeric(p, name);
-  if (isTriplet(a, name)) return toTuple(one(triplet(a, name)));
-  F32 in = pointList(a, name);
-  const std::size_t n = rows(in);
-  F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-  P* o = outPoints(out);
-  const P* i = points(in);
-  threadCount(threads);
-  {
-    py::gil_scoped_release release;
-    many(i, n, o, threads);
-  }
-  return std::move(out);
-}
-
 }  // namespace
 
 void bindSegmenter(py::module_& m) {
@@ -180,7 +162,7 @@ clean: one bool per curve, or one for all: reorder the points and drop repeated 
   cls.def(
          "convertARTtoSpaceNspan",
          [](const Seg& s, int id, Seg::spaceSeg k, py::handle p, int threads) {
-           return segmentCall(
+           return tripletsCall(
                p, "p", threads,
                [&](const P& q) {
                  P uv;
@@ -196,7 +178,7 @@ clean: one bool per curve, or one for all: reorder the points and drop repeated 
       .def(
           "convertSpaceNspanToART",
           [](const Seg& s, int id, Seg::spaceSeg k, py::handle uv, int threads) {
-            return segmentCall(
+            return tripletsCall(
                 uv, "uv", threads,
                 [&](const P& q) {
                   P art;

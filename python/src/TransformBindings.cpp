@@ -422,23 +422,15 @@ Raises NullPointerError before createBackgroundMesh, InternalError for a space o
 
   cls.def(
       "convertARTtoSpaceTNs",
-      [](const TT& t, TT::space s, py::handle p, int threads) -> py::object {
-        py::array a = numeric(p, "p");
-        if (isTriplet(a, "p")) {
-          P out;
-          t.convertARTtoSpaceTNs(s, triplet(a, "p"), out);
-          return toTuple(out);
-        }
-        F32 in = pointList(a, "p");
-        const std::size_t n = rows(in);
-        F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-        P* o = outPoints(out);
-        const int th = threadCount(threads);
-        {
-          py::gil_scoped_release release;
-          forwardTNsList(t, s, points(in), n, o, th);
-        }
-        return std::move(out);
+      [](const TT& t, TT::space s, py::handle p, int threads) {
+        return tripletsCall(
+            p, "p", threads,
+            [&](const P& q) {
+              P out;
+              t.convertARTtoSpaceTNs(s, q, out);
+              return out;
+            },
+            [&](const P* in, std::size_t n, P* out, int th) { forwardTNsList(t, s, in, n, out, th); });
       },
       py::arg("space"), py::arg("p"), py::arg("threads") = 0,
       (std::string(R"doc(
@@ -450,23 +442,15 @@ raise InternalError).
   // ---- inverse conversions ------------------------------------------------------------------
   cls.def(
          "convertSpaceTNsToART",
-         [](const TT& t, TT::space s, py::handle p, int threads) -> py::object {
-           py::array a = numeric(p, "p");
-           if (isTriplet(a, "p")) {
-             P out;
-             t.convertSpaceTNsToART(s, triplet(a, "p"), out);
-             return toTuple(out);
-           }
-           F32 in = pointList(a, "p");
-           const std::size_t n = rows(in);
-           F32 out = newF32({static_cast<py::ssize_t>(n), 3});
-           P* o = outPoints(out);
-           const int th = threadCount(threads);
-           {
-             py::gil_scoped_release release;
-             inverseList(t, s, points(in), n, o, th);
-           }
-           return std::move(out);
+         [](const TT& t, TT::space s, py::handle p, int threads) {
+           return tripletsCall(
+               p, "p", threads,
+               [&](const P& q) {
+                 P out;
+                 t.convertSpaceTNsToART(s, q, out);
+                 return out;
+               },
+               [&](const P* in, std::size_t n, P* out, int th) { inverseList(t, s, in, n, out, th); });
          },
          py::arg("space"), py::arg("p"), py::arg("threads") = 0,
          (std::string(R"doc(
