@@ -9,8 +9,8 @@
 /// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
 /// operations, so one transform must not be used from several threads at once. Give each thread its
 /// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
-/// Distinct transforms are independent. The array forms (those taking `ListOptions`) are the
-/// exception: they read the transform without touching the cache, see "Array forms" below.
+/// Distinct transforms are independent. The array forms (those taking `ListOptions`) read the
+/// transform without touching the cache: see "array forms" below.
 
 #include <cstddef>
 #include <cstdint>
