@@ -157,6 +157,27 @@ BENCHMARK(BM_SegmentForwardList)
     ->Arg(Seg::backgroundMeshSpan)
     ->Unit(benchmark::kMillisecond);
 
+/// Array form, one call per segment, on 1 or 2 threads (argument; real time).
+void BM_SegmentForwardArray(benchmark::State& state) {
+  const Machine* m = machineOrSkip(state);
+  if (m == nullptr) return;
+  const Seg seg = segmenter(*m, Seg::mergedSpan);
+  const auto points = pointsPerSegment(seg);
+  std::vector<P3> uv(points.at(0).size() + 1);
+  TurboTransform::ListOptions options;
+  options.threads = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    for (std::size_t s = 0; s < points.size(); ++s) {
+      seg.convertARTtoSpaceNspan(static_cast<int>(s), Seg::nm, points[s].data(), points[s].size(),
+                                 uv.data(), options);
+      benchmark::DoNotOptimize(uv.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kPoints);
+  counters(state, *m, seg);
+}
+BENCHMARK(BM_SegmentForwardArray)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 /// Point form, every point separately.
 void BM_SegmentForwardPoint(benchmark::State& state) {
   const Machine* m = machineOrSkip(state);

@@ -230,7 +230,8 @@ std::int8_t statusOf(const MeshView& mesh, const Location& loc, const TripletBas
   const TripletBase<float>* P = mesh.points;
   double magnitude = std::max(std::fabs(double(p[0])), std::fabs(double(p[1])));
   for (int c : {loc.c0, loc.c1, loc.c2, loc.c3}) {
-    magnitude = std::max(magnitude, std::max(std::fabs(double(P[c][0])), std::fabs(double(P[c][1]))));
+    magnitude = std::max(magnitude, std::fabs(double(P[c][0])));
+    magnitude = std::max(magnitude, std::fabs(double(P[c][1])));
   }
   double furthest = 16.0 * double(FLT_EPSILON) * magnitude;
   std::int8_t status = TurboTransform::inside;
