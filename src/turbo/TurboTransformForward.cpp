@@ -222,7 +222,13 @@ double distanceFromEdge(const TripletBase<float>& p, const TripletBase<float>& a
 
 // The location status of p placed in the cell `loc` (see the header for the tolerance): a side is
 // a candidate when the cell lies on it and the local coordinate across it leaves [0, 1]; the
-// candidate whose edge line p lies furthest from, beyond the tolerance, wins.
+// candidate whose edge line p lies furthest from, beyond the tolerance, wins. With exact walls, t of
+// a wall cell is measured from the wall curve itself (a point on the curve has t = 0 or 1 even
+// where the curve bulges beyond the cell's straight edge), so the distance beyond the hub or the
+// shroud is taken along the cell's line of constant s, and within kWallTolerance of the passage
+// height it is on the wall.
+constexpr double kWallTolerance = 1e-4;
+
 std::int8_t statusOf(const MeshView& mesh, const Location& loc, const TripletBase<float>& p) {
   if (loc.s >= 0.0f && loc.s <= 1.0f && loc.t >= 0.0f && loc.t <= 1.0f) {
     return TurboTransform::inside;
@@ -233,20 +239,49 @@ std::int8_t statusOf(const MeshView& mesh, const Location& loc, const TripletBas
     magnitude = std::max(magnitude, std::fabs(double(P[c][0])));
     magnitude = std::max(magnitude, std::fabs(double(P[c][1])));
   }
-  double furthest = 16.0 * double(FLT_EPSILON) * magnitude;
+  const double rounding = 16.0 * double(FLT_EPSILON) * magnitude;
+  double furthest = 0.0;
   std::int8_t status = TurboTransform::inside;
-  auto side = [&](bool candidate, int a, int b, TurboTransform::location which) {
-    if (!candidate) return;
-    const double d = distanceFromEdge(p, P[a], P[b]);
-    if (d > furthest) {
-      furthest = d;
+  auto consider = [&](double d, double tolerance, TurboTransform::location which) {
+    if (d > tolerance && d - tolerance > furthest) {
+      furthest = d - tolerance;
       status = which;
     }
   };
-  side(loc.j == 0 && loc.t < 0.0f, loc.c0, loc.c1, TurboTransform::beyondHub);
-  side(loc.j == mesh.jcv - 1 && loc.t > 1.0f, loc.c2, loc.c3, TurboTransform::beyondShroud);
-  side(loc.i == 0 && loc.s < 0.0f, loc.c0, loc.c2, TurboTransform::beforeInlet);
-  side(loc.i == mesh.icv - 1 && loc.s > 1.0f, loc.c1, loc.c3, TurboTransform::afterOutlet);
+  const double s = std::min(1.0, std::max(0.0, double(loc.s)));
+  // The distance between the points of two nodes' lines at s: a and b on row i, c and d on i + 1.
+  auto spanAt = [&](int a, int b, int c, int d) {
+    const double dx = (1.0 - s) * (double(P[b][0]) - P[a][0]) + s * (double(P[d][0]) - P[c][0]);
+    const double dy = (1.0 - s) * (double(P[b][1]) - P[a][1]) + s * (double(P[d][1]) - P[c][1]);
+    return std::sqrt(dx * dx + dy * dy);
+  };
+  auto beyondWall = [&](double beyond, int hub0, TurboTransform::location which) {
+    // hub0: the hub node of the cell's row i; the row's nodes run hub0 .. hub0 + jcv
+    const double cell = spanAt(loc.c0, loc.c2, loc.c1, loc.c3);
+    const double height = spanAt(hub0, hub0 + mesh.jcv, hub0 + mesh.jsize, hub0 + mesh.jsize + mesh.jcv);
+    consider(beyond * cell, std::max(rounding, kWallTolerance * height), which);
+  };
+  const bool walls = mesh.walls != nullptr;
+  if (loc.j == 0 && loc.t < 0.0f) {
+    if (walls) {
+      beyondWall(-double(loc.t), loc.c0, TurboTransform::beyondHub);
+    } else {
+      consider(distanceFromEdge(p, P[loc.c0], P[loc.c1]), rounding, TurboTransform::beyondHub);
+    }
+  }
+  if (loc.j == mesh.jcv - 1 && loc.t > 1.0f) {
+    if (walls) {
+      beyondWall(double(loc.t) - 1.0, loc.c2 - mesh.jcv, TurboTransform::beyondShroud);
+    } else {
+      consider(distanceFromEdge(p, P[loc.c2], P[loc.c3]), rounding, TurboTransform::beyondShroud);
+    }
+  }
+  if (loc.i == 0 && loc.s < 0.0f) {
+    consider(distanceFromEdge(p, P[loc.c0], P[loc.c2]), rounding, TurboTransform::beforeInlet);
+  }
+  if (loc.i == mesh.icv - 1 && loc.s > 1.0f) {
+    consider(distanceFromEdge(p, P[loc.c1], P[loc.c3]), rounding, TurboTransform::afterOutlet);
+  }
   return status;
 }
 

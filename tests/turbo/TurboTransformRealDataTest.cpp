@@ -110,6 +110,13 @@ TEST(TurboTransformRealData, exactWallsPutEveryGivenWallPointOnSpanZeroOrOne) {
       t.convertARTtoSpace(TurboTransform::m, inner, before);
       t.setExactWalls(true);
       EXPECT_LE(worst(), 1e-4);
+      // and the given walls are inside, even where they bulge beyond the mesh's straight edges
+      for (const auto* wall : {&p.hub, &p.shroud}) {
+        std::vector<std::int8_t> status(wall->size());
+        t.locationStatus(wall->data(), wall->size(), status.data());
+        EXPECT_EQ(std::count(status.begin(), status.end(), TurboTransform::inside),
+                  std::ptrdiff_t(status.size()));
+      }
       t.convertARTtoSpace(TurboTransform::m, inner, after);
       EXPECT_EQ(before, after);
     }

@@ -218,6 +218,12 @@ class QOR_API TurboTransform {
   // converges to about 1e-10 and then snaps values within 4 eps of 0 or 1 onto the edge, which
   // moves a point by at most 4 eps times the cell's extent (<= 2.9 M): 16 eps M covers both. A
   // point with a NaN coordinate gets the status of the cell it is placed in, as for its values.
+  // With exact walls (`setExactWalls`) the hub and the shroud are the wall curves themselves, as
+  // for the values: a point on a wall curve is inside even where it bulges beyond the chord; the
+  // distance beyond them is measured along the wall cell's line of constant s, and a point within
+  // 1e-4 of the local passage height of a wall is on it (the walls are the given curves reduced to
+  // `getCurveOptimizedSize` points, which moves them by up to about 5e-5 of the height on real
+  // machines, so points on the given walls are inside).
 
   /// The status of one (axial, radial, theta) point.
   /// @throws internal::nullPointer without a background mesh
