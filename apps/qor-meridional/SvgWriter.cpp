@@ -311,7 +311,8 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
 
 void addMesh(SvgPicture& picture, const MeshFields& mesh) {
   const auto node = [&](int i, int j) {
-    return mesh.nodes[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.nj) + static_cast<std::size_t>(j)];
+    return mesh.nodes[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.nj) +
+                      static_cast<std::size_t>(j)];
   };
   // Fine meshes are thinned to about 150 lines per direction to keep the picture readable.
   const int si = std::max(1, (mesh.ni + 149) / 150);

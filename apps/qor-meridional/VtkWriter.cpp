@@ -48,7 +48,8 @@ MeshQuality measureMesh(const MeshFields& mesh) {
   int positive = 0;
   int negative = 0;
   const auto node = [&](int i, int j) -> const P& {
-    return mesh.nodes[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.nj) + static_cast<std::size_t>(j)];
+    return mesh.nodes[static_cast<std::size_t>(i) * static_cast<std::size_t>(mesh.nj) +
+                      static_cast<std::size_t>(j)];
   };
   for (int i = 0; i + 1 < mesh.ni; ++i) {
     for (int j = 0; j + 1 < mesh.nj; ++j) {
