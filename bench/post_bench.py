@@ -17,28 +17,16 @@ import numpy as np
 
 import qor
 import qor.post as post
+from python_bench import bend as benchBend, best
 
 T = qor.TurboTransform
 
 
-def best(f, repeats=5):
-    times = []
-    for _ in range(repeats):
-        t0 = time.perf_counter()
-        f()
-        times.append(time.perf_counter() - t0)
-    return min(times)
-
-
-def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0, n=300):
-    th = np.linspace(0.0, np.pi / 2, n)
-    arc = lambda rho: np.c_[rho * np.sin(th), rc - rho * np.cos(th), 0 * th].astype(np.float32)
-    f = np.linspace(0, 1, 11)[:, None]
-    end = lambda t: (np.array([rhoHub * np.sin(t), rc - rhoHub * np.cos(t), 0]) * (1 - f)
-                     + np.array([rhoShroud * np.sin(t), rc - rhoShroud * np.cos(t), 0]) * f
-                     ).astype(np.float32)
+def bend():
+    """The bend of the C++ benchmarks with its 2 000-node background mesh."""
+    curves, _ = benchBend()
     t = T()
-    t.initializeFromART(arc(rhoHub), arc(rhoShroud), end(0.0), end(np.pi / 2), (0, 0, 0), (0, 0, 1))
+    t.initializeFromART(*curves, (0, 0, 0), (0, 0, 1))
     t.createBackgroundMesh(T.nonLinear, 2000)
     return t
 

@@ -43,8 +43,9 @@ int clampedSide(const qor::TurboTransform& t, qor::TurboTransform::space space, 
 }
 
 
-/// Points converted per library call, so that progress can be shown between calls.
-constexpr std::size_t kChunk = 4096;
+/// Points converted per library call, so that progress can be shown between calls; large enough
+/// for the call to use every core.
+constexpr std::size_t kChunk = std::size_t(1) << 16;
 
 std::string pointFileArgument(const CliArgs& args, const char* what) {
   if (args.has("points") && !args.positionals().empty())
@@ -115,43 +116,38 @@ int runConvert(int argc, char** argv) {
   if (coords == Coords::xyz) {
     for (P& p : art) p = xyzToArt(passage, p);
   }
-  qor::QORVector<qor::TurboTransform::space> spaceList(spaces.begin(), spaces.end());
-  std::vector<std::vector<float>> values(spaces.size(), std::vector<float>(art.size(), 0.0f));
+  // Values (row-major, point by point), directions and statuses from one location per point.
+  const std::size_t count = spaces.size();
+  std::vector<float> values(art.size() * count);
   std::vector<P> stream(directions ? art.size() : 0), span(directions ? art.size() : 0);
+  std::vector<std::int8_t> status(art.size());
   {
     Progress progress("converting " + pointsPath, art.size());
+    qor::TurboTransform::ListOptions every;
+    every.threads = 0;
     for (std::size_t first = 0; first < art.size(); first += kChunk) {
-      const std::size_t last = std::min(art.size(), first + kChunk);
-      const qor::TripletQORVector chunk(
-          std::vector<P>(art.begin() + static_cast<std::ptrdiff_t>(first),
-                         art.begin() + static_cast<std::ptrdiff_t>(last)));
-      qor::QORVector<std::vector<float>> v;
-      qor::QORVector<P> sw, sp;
+      const std::size_t n = std::min(art.size(), first + kChunk) - first;
       try {
-        transform->convertARTtoSpace(chunk, spaceList, v, sw, sp, directions);
+        transform->convertARTtoSpace(art.data() + first, n, spaces.data(), count,
+                                     values.data() + first * count,
+                                     directions ? stream.data() + first : nullptr,
+                                     directions ? span.data() + first : nullptr,
+                                     status.data() + first, every);
       } catch (const qor::Error&) {
         // The point that fails, by its line.
-        for (std::size_t k = first; k < last; ++k) {
+        for (std::size_t k = first; k < first + n; ++k) {
           atPoint(pointsPath, table.lines[k], [&] {
-            qor::QORVector<std::vector<float>> one;
-            transform->convertARTtoSpace(qor::TripletQORVector(std::vector<P>{art[k]}), spaceList,
-                                         one, sw, sp, directions);
+            transform->convertARTtoSpace(art.data() + k, 1, spaces.data(), count,
+                                         values.data() + k * count, nullptr, nullptr,
+                                         status.data() + k, every);
           });
         }
         throw;
       }
-      for (std::size_t s = 0; s < spaces.size(); ++s)
-        std::copy(v[s].begin(), v[s].end(), values[s].begin() + static_cast<std::ptrdiff_t>(first));
-      if (directions) {
-        std::copy(sw.begin(), sw.end(), stream.begin() + static_cast<std::ptrdiff_t>(first));
-        std::copy(sp.begin(), sp.end(), span.begin() + static_cast<std::ptrdiff_t>(first));
-      }
-      progress.update(last);
+      progress.update(first + n);
     }
   }
-
   // Values outside the passage are extrapolated, never clamped: the location column says which.
-  const std::vector<std::int8_t> status = locate(*transform, art);
   reportOutside(status, pointsPath);
 
   Phase writing("writing " + (outPath.empty() ? std::string("standard output") : outPath));
@@ -168,7 +164,7 @@ int runConvert(int argc, char** argv) {
     const P& in = table.points[k];
     out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
         << csvNumber(in[2]) << ',' << locationName(status[k]);
-    for (std::size_t s = 0; s < spaces.size(); ++s) out << ',' << csvNumber(values[s][k]);
+    for (std::size_t s = 0; s < count; ++s) out << ',' << csvNumber(values[k * count + s]);
     if (directions) {
       if (coords == Coords::xyz) {
         // (axial, radial) directions of the meridional plane turned into Cartesian ones at the

@@ -227,13 +227,19 @@ int runSegment(int argc, char** argv) {
     if (coords == Coords::xyz) {
       for (P& p : art) p = xyzToArt(passage, p);
     }
-    std::vector<P> tns;
-    transform->convertARTtoSpaceTNs(qor::TurboTransform::rnm, art, tns);
+    // rnm and nspan of every point, which choose its segment, and its status: one location each.
+    const qor::TurboTransform::space rnmNspan[2] = {qor::TurboTransform::rnm,
+                                                    qor::TurboTransform::nspan};
+    std::vector<float> where(2 * art.size());
+    std::vector<std::int8_t> status(art.size());
+    qor::TurboTransform::ListOptions every;
+    every.threads = 0;
+    transform->convertARTtoSpace(art.data(), art.size(), rnmNspan, 2, where.data(), nullptr, nullptr,
+                                 status.data(), every);
+    reportOutside(status, pointsPath);
     const std::string path = prefix + ".csv";
     std::ofstream out(path);
     if (!out) throw ToolError(path + ": cannot write");
-    const std::vector<std::int8_t> status = locate(*transform, art);
-    reportOutside(status, pointsPath);
     out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta")
         << ",location,segment,u,v\n";
     // Points on a wall may come out a little outside 0..1 (the mesh edges are polygons through the
@@ -241,8 +247,8 @@ int runSegment(int argc, char** argv) {
     constexpr double kInside = 1e-3;
     Progress progress("segmenting " + pointsPath, art.size());
     for (std::size_t k = 0; k < art.size(); ++k) {
-      const double x = tns[k][0];
-      const double eta = tns[k][2];
+      const double x = where[2 * k];
+      const double eta = where[2 * k + 1];
       int segment = -1;
       if (x >= -kInside && x <= 1.0 + kInside && eta >= -kInside && eta <= 1.0 + kInside) {
         segment = 0;

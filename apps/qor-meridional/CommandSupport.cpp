@@ -111,15 +111,6 @@ const char* locationName(int status) {
   }
 }
 
-std::vector<std::int8_t> locate(const qor::TurboTransform& transform,
-                               const std::vector<qor::TripletBase<float>>& art) {
-  std::vector<std::int8_t> status(art.size());
-  qor::TurboTransform::ListOptions every;
-  every.threads = 0;
-  transform.locationStatus(art.data(), art.size(), status.data(), every);
-  return status;
-}
-
 void reportOutside(const std::vector<std::int8_t>& status, const std::string& what) {
   std::size_t count[5] = {0, 0, 0, 0, 0};
   for (std::int8_t s : status) {

@@ -64,9 +64,6 @@ void atPoint(const std::string& path, int line, F&& f) {
 
 /// The name of a `TurboTransform::location` value, as the `location` column writes it.
 const char* locationName(int status);
-/// Where each (axial, radial, theta) point lies (the library's statuses, every core).
-std::vector<std::int8_t> locate(const qor::TurboTransform& transform,
-                               const std::vector<qor::TripletBase<float>>& art);
 /// On standard error: how many of the points lie outside the passage, and beyond which side.
 void reportOutside(const std::vector<std::int8_t>& status, const std::string& what);
 

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "qor/segmenter/TurboTransformSegmenter.h"
 #include "qor/turbo/TurboTransform.h"

@@ -74,6 +74,18 @@ Field fieldOf(const std::vector<double>& values, int s, const MeshView& mesh) {
   return {values.data(), storage};
 }
 
+// The fields of the spaces of an array form (already checked to be spaces), in their order.
+std::vector<Field> fieldsOf(const std::vector<std::vector<double>>& values,
+                            const TurboTransform::space* spaces, std::size_t count,
+                            const MeshView& mesh) {
+  std::vector<Field> fields;
+  fields.reserve(count);
+  for (std::size_t q = 0; q < count; ++q) {
+    fields.push_back(fieldOf(values.at(spaces[q]), spaces[q], mesh));
+  }
+  return fields;
+}
+
 // The four corner values of the cell in the order of the bilinear formula.
 template <typename T>
 inline void cornerValues(const Field& f, const Location& loc, T& w0, T& w1, T& w2, T& w3) {
@@ -673,10 +685,7 @@ void TurboTransform::convertARTtoSpace(const TripletBase<float>* art, std::size_
               status);
   if (n == 0) return;
   const MeshView mesh = meshView();
-  std::vector<Field> fields;
-  for (std::size_t q = 0; q < spaceCount; ++q) {
-    fields.push_back(fieldOf(m_spaceValues.at(spaces[q]), spaces[q], mesh));
-  }
+  std::vector<Field> fields = fieldsOf(m_spaceValues, spaces, spaceCount, mesh);
   convertList(mesh, std::move(fields),
               arrayOutputs(spaceCount, values, streamwise, spanwise, status), n, art, parts);
 }
@@ -692,10 +701,7 @@ void TurboTransform::convertXYZtoSpace(const TripletBase<float>* xyz, std::size_
               status);
   if (n == 0) return;
   const MeshView mesh = meshView();
-  std::vector<Field> fields;
-  for (std::size_t q = 0; q < spaceCount; ++q) {
-    fields.push_back(fieldOf(m_spaceValues.at(spaces[q]), spaces[q], mesh));
-  }
+  std::vector<Field> fields = fieldsOf(m_spaceValues, spaces, spaceCount, mesh);
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
   const Outputs outs = arrayOutputs(spaceCount, values, streamwise, spanwise, status);
