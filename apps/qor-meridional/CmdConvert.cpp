@@ -113,9 +113,8 @@ int runConvert(int argc, char** argv) {
   // Everything is converted as (axial, radial, theta) about the axis; Cartesian input is turned
   // into that frame first so that theta can be reported too.
   std::vector<P> art(table.points);
-  if (coords == Coords::xyz) {
-    for (P& p : art) p = xyzToArt(passage, p);
-  }
+  const qor::AxisFrame frame = axisFrame(passage);
+  if (coords == Coords::xyz) frame.toART(art.data(), art.size(), art.data());
   // Values (row-major, point by point), directions and statuses from one location per point.
   const std::size_t count = spaces.size();
   std::vector<float> values(art.size() * count);
@@ -170,8 +169,8 @@ int runConvert(int argc, char** argv) {
         // (axial, radial) directions of the meridional plane turned into Cartesian ones at the
         // point's theta.
         for (const P* d : {&stream[k], &span[k]}) {
-          const P a = artToXyz(passage, P((*d)[0], (*d)[1], art[k][2]));
-          const P o = artToXyz(passage, P(0.0f, 0.0f, art[k][2]));
+          const P a = frame.toXYZ(P((*d)[0], (*d)[1], art[k][2]));
+          const P o = frame.toXYZ(P(0.0f, 0.0f, art[k][2]));
           out << ',' << csvNumber(a[0] - o[0]) << ',' << csvNumber(a[1] - o[1]) << ','
               << csvNumber(a[2] - o[2]);
         }
@@ -244,6 +243,7 @@ int runInvert(int argc, char** argv) {
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
+  const qor::AxisFrame frame = axisFrame(passage);
 
   std::ofstream file;
   std::ostream& out = openOutput(outPath, file);
@@ -258,7 +258,7 @@ int runInvert(int argc, char** argv) {
       transform->convertSpaceTNsToART(space, input[k], art);
       status[k] = static_cast<std::int8_t>(clampedSide(*transform, space, input[k]));
     });
-    const P o = toXyz ? artToXyz(passage, art) : art;
+    const P o = toXyz ? frame.toXYZ(art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
         << csvNumber(input[k][2]) << ',' << locationName(status[k]) << ',' << csvNumber(o[0])
         << ',' << csvNumber(o[1]);

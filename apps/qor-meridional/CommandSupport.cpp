@@ -46,7 +46,8 @@ void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transf
   Phase phase("writing " + prefix + ".vtk and " + prefix + ".svg");
   if (machineFrame) {
     MeshFields placed = mesh;
-    for (auto& p : placed.nodes) p = artToXyz(passage, qor::TripletBase<float>(p[0], p[1], 0.0f));
+    const qor::AxisFrame frame = axisFrame(passage);
+    for (auto& p : placed.nodes) p = frame.toXYZ(qor::TripletBase<float>(p[0], p[1], 0.0f));
     writeVtk(prefix + ".vtk", placed, title, spaces);
   } else {
     writeVtk(prefix + ".vtk", mesh, title, spaces);

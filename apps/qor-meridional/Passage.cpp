@@ -11,6 +11,7 @@
 #include "ToolError.h"
 #include "Warnings.h"
 #include "qor/foundation/Error.h"
+#include "qor/turbo/CurveOrientation.h"
 
 namespace qormeridional {
 namespace {
@@ -79,141 +80,26 @@ std::string curvePathInDirectory(const std::string& dir, const char* name) {
                   ".csv (expected hub, shroud, inlet and outlet files in the directory)");
 }
 
-/// Unit reference directions e1 (theta 0) and e2 (theta 90 degrees) perpendicular to the axis.
-void radialFrame(const P& axis, P& e1, P& e2) {
-  const double len =
-      std::sqrt(double(axis[0]) * axis[0] + double(axis[1]) * axis[1] + double(axis[2]) * axis[2]);
-  const double a[3] = {axis[0] / len, axis[1] / len, axis[2] / len};
-  // Cyclic convention: for an axis mostly along global axis k, theta 0 lies along axis k + 1
-  // (z -> x, x -> y, y -> z), so that (axis, theta 0, theta 90 degrees) is right-handed.
-  int major = 0;
-  for (int k = 1; k < 3; ++k) {
-    if (std::fabs(a[k]) > std::fabs(a[major])) major = k;
-  }
-  const int least = (major + 1) % 3;
-  double g[3] = {0.0, 0.0, 0.0};
-  g[least] = 1.0;
-  const double d = g[0] * a[0] + g[1] * a[1] + g[2] * a[2];
-  double u[3] = {g[0] - d * a[0], g[1] - d * a[1], g[2] - d * a[2]};
-  const double ul = std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]);
-  for (double& c : u) c /= ul;
-  const double v[3] = {a[1] * u[2] - a[2] * u[1], a[2] * u[0] - a[0] * u[2],
-                       a[0] * u[1] - a[1] * u[0]};
-  e1 = P(static_cast<float>(u[0]), static_cast<float>(u[1]), static_cast<float>(u[2]));
-  e2 = P(static_cast<float>(v[0]), static_cast<float>(v[1]), static_cast<float>(v[2]));
-}
-
-P unitAxis(const P& axis) {
-  const double len =
-      std::sqrt(double(axis[0]) * axis[0] + double(axis[1]) * axis[1] + double(axis[2]) * axis[2]);
-  return P(static_cast<float>(axis[0] / len), static_cast<float>(axis[1] / len),
-           static_cast<float>(axis[2] / len));
-}
-
-/// One way of reading the four files: hub and shroud swapped or not, each curve reversed or not.
-struct Reading {
-  bool swap = false;
-  bool reversed[4] = {false, false, false, false};
-  int changes() const {
-    return int(swap) + int(reversed[0]) + int(reversed[1]) + int(reversed[2]) + int(reversed[3]);
-  }
-};
-
-/// Checks the curves against each other and reverses the one curve that runs the wrong way; see
-/// readPassage. The ends count as meeting within a quarter of the shortest curve's chord (and 5 %
-/// of the passage), so that the other end of any curve is always farther.
+/// Checks the curves against each other (qor::CurveOrientation) and reverses the one curve that
+/// runs the wrong way, with a warning; see readPassage.
+/// @throws ToolError naming the files when they contradict each other
 void orientCurves(Passage& p) {
   std::vector<std::vector<P>> c;
   passageCurvesART(p, c);
-  const auto dist = [](const P& a, const P& b) {
-    return std::hypot(double(a[0]) - b[0], double(a[1]) - b[1]);
-  };
-  double lo[2] = {1e300, 1e300}, hi[2] = {-1e300, -1e300}, chord = 1e300;
-  for (const auto& curve : c) {
-    chord = std::min(chord, dist(curve.front(), curve.back()));
-    for (const P& q : curve) {
-      for (int k = 0; k < 2; ++k) {
-        lo[k] = std::min(lo[k], double(q[k]));
-        hi[k] = std::max(hi[k], double(q[k]));
-      }
-    }
+  std::vector<std::string> names(p.files, p.files + 4);
+  qor::CurveOrientation found;
+  try {
+    found = qor::CurveOrientation::check(c[0], c[1], c[2], c[3], names);
+  } catch (const qor::data::invalid& e) {
+    throw ToolError(e.getMessage());
   }
-  const double tolerance = std::min(0.25 * chord, 0.05 * std::hypot(hi[0] - lo[0], hi[1] - lo[1]));
-  const auto fits = [&](const Reading& r) {
-    const auto end = [&](int file, bool last) {
-      const std::vector<P>& curve = c[std::size_t(file)];
-      return (last != r.reversed[file]) ? curve.back() : curve.front();
-    };
-    const int hub = r.swap ? 1 : 0, shroud = r.swap ? 0 : 1;
-    return dist(end(hub, false), end(2, false)) <= tolerance &&
-           dist(end(shroud, false), end(2, true)) <= tolerance &&
-           dist(end(hub, true), end(3, false)) <= tolerance &&
-           dist(end(shroud, true), end(3, true)) <= tolerance;
-  };
-  std::vector<Reading> fitting;
-  for (int code = 0; code < 32; ++code) {
-    Reading r;
-    r.swap = (code & 16) != 0;
-    for (int k = 0; k < 4; ++k) r.reversed[k] = (code >> k & 1) != 0;
-    if (fits(r)) fitting.push_back(r);
-  }
-  if (fitting.empty()) {
-    addWarning(
-        "the curves do not meet at the passage corners: hub and shroud must run inlet to outlet, "
-        "inlet and outlet hub to shroud");
-    return;
-  }
-  std::sort(fitting.begin(), fitting.end(),
-            [](const Reading& a, const Reading& b) { return a.changes() < b.changes(); });
-  const Reading& best = fitting.front();
-  if (best.changes() == 0) return;
-  const bool unique = fitting.size() == 1 || fitting[1].changes() > best.changes();
-  const std::string name[4] = {p.files[0].empty() ? "hub" : p.files[0],
-                               p.files[1].empty() ? "shroud" : p.files[1],
-                               p.files[2].empty() ? "inlet" : p.files[2],
-                               p.files[3].empty() ? "outlet" : p.files[3]};
-  const char* const wrongWay[4] = {"runs outlet to inlet", "runs outlet to inlet",
-                                   "runs shroud to hub", "runs shroud to hub"};
-  if (unique && !best.swap && best.changes() == 1) {
-    const int k = best.reversed[0] ? 0 : best.reversed[1] ? 1 : best.reversed[2] ? 2 : 3;
-    std::vector<P>* curves[4] = {&p.hub, &p.shroud, &p.inlet, &p.outlet};
+  std::vector<P>* curves[4] = {&p.hub, &p.shroud, &p.inlet, &p.outlet};
+  for (int k = 0; k < 4; ++k) {
+    if (!found.reverse[k]) continue;
     std::reverse(curves[k]->begin(), curves[k]->end());
     std::reverse(p.lines[k].begin(), p.lines[k].end());
-    addWarning(name[k] + ": the " + kRoles[k] + " curve " + wrongWay[k] +
-               " while the other curves agree with each other; reversed it");
-    return;
   }
-  // The files contradict each other: every reading with the fewest changes is named.
-  std::string readings;
-  std::vector<std::string> files;
-  const auto mention = [&](int k) {
-    if (std::find(files.begin(), files.end(), name[k]) == files.end()) files.push_back(name[k]);
-  };
-  for (const Reading& r : fitting) {
-    if (r.changes() > best.changes() + 1) break;
-    std::string text;
-    if (r.swap) {
-      text = "hub and shroud are swapped";
-      mention(0), mention(1);
-    }
-    for (int k = 0; k < 4; k += 2) {
-      if (!r.reversed[k] && !r.reversed[k + 1]) continue;
-      const bool both = r.reversed[k] && r.reversed[k + 1];
-      std::string who = both ? std::string("the ") + kRoles[k] + " and the " + kRoles[k + 1]
-                             : std::string("the ") + kRoles[r.reversed[k] ? k : k + 1];
-      std::string how = wrongWay[k];
-      if (both) how.replace(0, 4, "run");  // "runs ..." -> "run ..."
-      text += (text.empty() ? "" : " and ") + who + " " + how;
-      for (int m = k; m < k + 2; ++m) {
-        if (r.reversed[m]) mention(m);
-      }
-    }
-    readings += (readings.empty() ? "" : ", or ") + text;
-  }
-  std::string list;
-  for (std::size_t k = 0; k < files.size(); ++k) list += (k == 0 ? "" : ", ") + files[k];
-  throw ToolError(list + ": the curve files contradict each other (" + readings +
-                  "); which is meant cannot be told, fix the files");
+  if (!found.message.empty()) addWarning(found.message);
 }
 
 }  // namespace
@@ -314,8 +200,11 @@ Passage readPassage(const CliArgs& args) {
   } else {
     p.axisDirection = args.triplet("axis-dir", p.axisDirection);
   }
-  const float len = p.axisDirection.length();
-  if (!(len > 1e-20f)) throw ToolError("option --axis-dir: the axis direction must not be zero");
+  try {
+    axisFrame(p);
+  } catch (const qor::data::invalid&) {
+    throw ToolError("option --axis-dir: the axis direction must not be zero");
+  }
   if (args.has("units")) p.units = args.value("units");
   orientCurves(p);
   return p;
@@ -431,36 +320,16 @@ WallDeviation measureWallDeviation(const qor::TurboTransform& transform, const P
 void passageCurvesART(const Passage& passage, std::vector<std::vector<P>>& curves) {
   curves = {passage.hub, passage.shroud, passage.inlet, passage.outlet};
   if (passage.coords == Coords::art) return;
-  for (auto& c : curves) {
-    for (P& p : c) p = xyzToArt(passage, p);
-  }
+  const qor::AxisFrame frame = axisFrame(passage);
+  for (auto& c : curves) frame.toART(c.data(), c.size(), c.data());
 }
 
-P artToXyz(const Passage& passage, const P& art) {
-  P e1, e2;
-  radialFrame(passage.axisDirection, e1, e2);
-  const P a = unitAxis(passage.axisDirection);
-  const double c = std::cos(double(art[2]));
-  const double s = std::sin(double(art[2]));
-  P out;
-  for (int k = 0; k < 3; ++k) {
-    out[k] = static_cast<float>(passage.axisPoint[k] + double(art[0]) * a[k] +
-                                double(art[1]) * (c * e1[k] + s * e2[k]));
-  }
-  return out;
+qor::AxisFrame axisFrame(const Passage& passage) {
+  return qor::AxisFrame(passage.axisPoint, passage.axisDirection);
 }
 
-P xyzToArt(const Passage& passage, const P& xyz) {
-  P e1, e2;
-  radialFrame(passage.axisDirection, e1, e2);
-  const P a = unitAxis(passage.axisDirection);
-  double d[3];
-  for (int k = 0; k < 3; ++k) d[k] = double(xyz[k]) - passage.axisPoint[k];
-  const double ax = d[0] * a[0] + d[1] * a[1] + d[2] * a[2];
-  const double x1 = d[0] * e1[0] + d[1] * e1[1] + d[2] * e1[2];
-  const double x2 = d[0] * e2[0] + d[1] * e2[1] + d[2] * e2[2];
-  return P(static_cast<float>(ax), static_cast<float>(std::sqrt(x1 * x1 + x2 * x2)),
-           static_cast<float>(std::atan2(x2, x1)));
-}
+P artToXyz(const Passage& passage, const P& art) { return axisFrame(passage).toXYZ(art); }
+
+P xyzToArt(const Passage& passage, const P& xyz) { return axisFrame(passage).toART(xyz); }
 
 }  // namespace qormeridional

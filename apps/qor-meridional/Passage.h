@@ -10,6 +10,7 @@
 #include "CliArgs.h"
 #include "PointFiles.h"
 #include "qor/foundation/TripletBase.h"
+#include "qor/turbo/AxisFrame.h"
 #include "qor/turbo/TurboTransform.h"
 
 namespace qormeridional {
@@ -66,9 +67,11 @@ std::unique_ptr<qor::TurboTransform> buildTransform(const Passage& passage,
 void passageCurvesART(const Passage& passage,
                       std::vector<std::vector<qor::TripletBase<float>>>& curves);
 
-/// Cartesian point of (axial, radial, theta) about the axis. For an axis mostly along global z, x,
-/// y theta 0 lies along x, y, z respectively (made perpendicular to the axis), and theta grows
-/// counter-clockwise seen from the axis tip (right-handed about the axis).
+/// The cylindrical frame of the passage's axis (qor::AxisFrame: for an axis mostly along global z,
+/// x, y theta 0 lies along x, y, z respectively, made perpendicular to the axis, and theta grows
+/// counter-clockwise seen from the axis tip). Make it once for many points.
+qor::AxisFrame axisFrame(const Passage& passage);
+/// Cartesian point of (axial, radial, theta) about the axis (one point; see axisFrame).
 qor::TripletBase<float> artToXyz(const Passage& passage, const qor::TripletBase<float>& art);
 /// (axial, radial, theta) of a Cartesian point in the same convention.
 qor::TripletBase<float> xyzToArt(const Passage& passage, const qor::TripletBase<float>& xyz);

@@ -24,6 +24,8 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 
+#include "qor/turbo/AxisFrame.h"
+#include "qor/turbo/CurveOrientation.h"
 #include "qor/turbo/TurboTransform.h"
 
 #include "qor/segmenter/TurboTransformSegmenter.h"

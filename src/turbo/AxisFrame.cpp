@@ -1,0 +1,120 @@
+// AxisFrame: Cartesian points to (axial, radial, theta) about a machine axis and back.
+
+#include "qor/turbo/AxisFrame.h"
+
+#include <cmath>
+
+#include "foundation/ParallelFor.h"
+#include "qor/foundation/Error.h"
+#include "qor/foundation/Message.h"
+#include "qor/foundation/NumericalUtils.h"
+
+namespace qor {
+
+namespace {
+
+const char* const kClass = "AxisFrame";
+
+using P = TripletBase<float>;
+
+// The arithmetic of TurboTransform's Cartesian conversion, step for step, so that axial and radial
+// come out the same bits: products in double from single-precision inputs, held in single
+// precision between the steps.
+P crossInDouble(const P& a, const P& b) {
+  const double ax = a[0], ay = a[1], az = a[2];
+  const double bx = b[0], by = b[1], bz = b[2];
+  return {static_cast<float>(ay * bz - az * by), static_cast<float>(az * bx - ax * bz),
+          static_cast<float>(ax * by - ay * bx)};
+}
+
+double dotInDouble(const P& a, const P& b) {
+  return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
+}
+
+bool finite(const P& p) {
+  return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
+}
+
+}  // namespace
+
+AxisFrame::AxisFrame() : AxisFrame(P(0.0f, 0.0f, 0.0f), P(0.0f, 0.0f, 1.0f)) {}
+
+AxisFrame::AxisFrame(const P& point, const P& direction) : m_point(point) {
+  if (!finite(point) || !finite(direction)) {
+    throw data::invalid(kClass, "AxisFrame",
+                        UserMsg("Axis point (%1,%2,%3) and direction (%4,%5,%6) must be finite.")
+                            << point[0] << point[1] << point[2] << direction[0] << direction[1]
+                            << direction[2],
+                        errorType::fatal);
+  }
+  const float length = direction.length();
+  if (100.0f * NumericalUtils::spacing(length) > length) {
+    throw data::invalid(kClass, "AxisFrame",
+                        UserMsg("Axis vector definition insignificant. Axis vector= %1,%2,%3")
+                            << direction[0] << direction[1] << direction[2],
+                        errorType::fatal);
+  }
+  m_axial = direction / length;
+
+  // Theta 0: the global axis after the one the machine axis is mostly along (z -> x, x -> y,
+  // y -> z), made perpendicular to the axis, so that (axis, theta 0, theta pi/2) is right-handed
+  // and a machine axis along z gives the usual polar angle in the x-y plane.
+  const double al = std::sqrt(dotInDouble(m_axial, m_axial));
+  const double a[3] = {m_axial[0] / al, m_axial[1] / al, m_axial[2] / al};
+  int major = 0;
+  for (int k = 1; k < 3; ++k) {
+    if (std::fabs(a[k]) > std::fabs(a[major])) major = k;
+  }
+  double u[3] = {0.0, 0.0, 0.0};
+  u[(major + 1) % 3] = 1.0;
+  const double d = u[0] * a[0] + u[1] * a[1] + u[2] * a[2];
+  for (int k = 0; k < 3; ++k) u[k] -= d * a[k];
+  const double ul = std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]);
+  for (int k = 0; k < 3; ++k) m_e1[k] = u[k] / ul;
+  m_e2[0] = a[1] * m_e1[2] - a[2] * m_e1[1];
+  m_e2[1] = a[2] * m_e1[0] - a[0] * m_e1[2];
+  m_e2[2] = a[0] * m_e1[1] - a[1] * m_e1[0];
+}
+
+P AxisFrame::toART(const P& xyz) const {
+  const P d = xyz - m_point;
+  P w = crossInDouble(m_axial, d);
+  const float wl = w.length();
+  if (wl != 0.0f) w /= wl;
+  P r = crossInDouble(w, m_axial);
+  const float rl = r.length();
+  if (rl != 0.0f) r /= rl;
+  const double x1 = double(d[0]) * m_e1[0] + double(d[1]) * m_e1[1] + double(d[2]) * m_e1[2];
+  const double x2 = double(d[0]) * m_e2[0] + double(d[1]) * m_e2[1] + double(d[2]) * m_e2[2];
+  return {static_cast<float>(dotInDouble(m_axial, d)), static_cast<float>(dotInDouble(d, r)),
+          static_cast<float>(std::atan2(x2, x1))};
+}
+
+P AxisFrame::toXYZ(const P& art) const {
+  const double c = std::cos(double(art[2]));
+  const double s = std::sin(double(art[2]));
+  P out;
+  for (int k = 0; k < 3; ++k) {
+    out[k] = static_cast<float>(double(m_point[k]) + double(art[0]) * m_axial[k] +
+                                double(art[1]) * (c * m_e1[k] + s * m_e2[k]));
+  }
+  return out;
+}
+
+void AxisFrame::toART(const P* xyz, std::size_t n, P* out,
+                      const TurboTransform::ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "toART");
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    for (std::size_t k = begin; k < end; ++k) out[k] = toART(xyz[k]);
+  });
+}
+
+void AxisFrame::toXYZ(const P* art, std::size_t n, P* out,
+                      const TurboTransform::ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "toXYZ");
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    for (std::size_t k = begin; k < end; ++k) out[k] = toXYZ(art[k]);
+  });
+}
+
+}  // namespace qor
