@@ -25,6 +25,8 @@ or state. Wrongly shaped arguments raise `TypeError` or `ValueError` naming the 
 """
 
 from ._qor import (
+    AxisFrame,
+    CurveOrientation,
     DataError,
     Error,
     InternalError,
@@ -36,6 +38,8 @@ from ._qor import (
 )
 
 __all__ = [
+    "AxisFrame",
+    "CurveOrientation",
     "DataError",
     "Error",
     "InternalError",

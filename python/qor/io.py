@@ -25,6 +25,7 @@ import shutil
 import sys
 import tempfile
 import time
+import warnings
 
 import numpy as np
 
@@ -54,8 +55,8 @@ from vtkmodules.vtkIOXML import (
     vtkXMLUnstructuredGridWriter,
 )
 
+from ._qor import AxisFrame, CurveOrientation, InvalidDataError, TurboTransform
 from ._qor import Error as LibraryError
-from ._qor import TurboTransform
 
 T = TurboTransform
 
@@ -72,6 +73,12 @@ WRITERS = [(vtkMultiBlockDataSet, ".vtm", vtkXMLMultiBlockDataWriter),
 
 class InputError(ValueError):
     """A problem with the input files or the options: the message is one line for the user."""
+
+
+class ContradictingCurvesError(InputError, InvalidDataError):
+    """Curve files that contradict each other (hub and shroud swapped, two curves reversed): the
+    library's `qor.InvalidDataError` from `CurveOrientation.check`, naming the files, and an
+    `InputError` of this module."""
 
 
 # ---- VTK reading and writing ------------------------------------------------------------------
@@ -267,16 +274,19 @@ def unitAxis(axisDirection):
 
 
 def toAxialRadial(xyz, axisPoint, axisDirection):
-    """(axial, radial, 0) float32 (N, 3) of Cartesian points about the axis."""
-    u = unitAxis(axisDirection)
-    d = np.asarray(xyz, np.float64) - np.asarray(axisPoint, np.float64)
-    a = d @ u
-    r = np.linalg.norm(d - a[:, None] * u, axis=1)
-    return np.c_[a, r, np.zeros_like(a)].astype(np.float32)
+    """(axial, radial, 0) float32 (N, 3) of Cartesian points about the axis: the library's
+    `AxisFrame`, whose axial and radial are those of the transform's own Cartesian conversions."""
+    frame = AxisFrame(tuple(map(float, axisPoint)), tuple(map(float, unitAxis(axisDirection))))
+    art = frame.toART(np.asarray(xyz).reshape(-1, 3), threads=0)
+    art[:, 2] = 0
+    return art
 
 
-_ART_NAMES = (("axial", "a", "ax"), ("radial", "radius", "r"), ("theta", "th", "t"))
+# Column names of a header, compared without case: x and y columns make a Cartesian file, a radial
+# column a meridional one (as in qor-meridional).
+_ART_NAMES = (("axial", "a", "ax", "x", "z"), ("radial", "radius", "r", "rad"), ("theta", "th", "t"))
 _XYZ_NAMES = (("x",), ("y",), ("z",))
+_FRAME_TEXT = {True: "Cartesian (x, y, z)", False: "meridional (axial, radial)"}
 
 
 def _number(s):
@@ -287,14 +297,18 @@ def _number(s):
     return v
 
 
-def readCurveFile(path, xyz=False):
+def readCurveFile(path, xyz=None, withFrame=False):
     """Reads a curve file of qor-meridional into float64 (N, 3). Accepted layouts, recognised
     from the content: the library's point list (a first line holding the count, then three
     numbers a line, blanks or commas between them); CSV (comma or semicolon) or whitespace
     columns, with or without a header. Lines starting with '#' are comments and blank lines are
-    skipped. A header names the columns: axial/a/ax, radial/radius/r, theta/th/t (or x, y, z with
-    `xyz`), other columns are ignored; without a header the two or three numeric columns are taken
-    in order and a missing third is 0.
+    skipped. A header names the columns and with them the frame (names are case-blind, other
+    columns are ignored): x and y (and z) columns are Cartesian; a radial column (radial, radius,
+    r or rad) is meridional, with the axial column axial, a, ax, x or z and theta theta, th or t.
+    Without such a header the two or three numeric columns are taken in order (a missing third is
+    0), as Cartesian with `xyz` True, else meridional. `xyz` True or False that contradicts the
+    header is an error; None (the default) lets the header decide. With `withFrame`, returns
+    (points, isCartesian, framedByHeader).
     @throws InputError naming the file and line of the problem."""
     try:
         with open(path, encoding="utf-8-sig") as f:
@@ -309,6 +323,7 @@ def readCurveFile(path, xyz=False):
     def fail(line, text):
         raise InputError(f"{path}:{line}: {text}")
 
+    cartesian, framed = bool(xyz), False
     first = lines[0][1]
     if first.lstrip("+-").isdigit():  # the library's point list
         count = int(first)
@@ -322,10 +337,23 @@ def readCurveFile(path, xyz=False):
         rows = [(n, split(s)) for n, s in lines]
         header = all(_number(f) is None for f in rows[0][1])
         names = [f.lower() for f in rows[0][1]] if header else []
+        if header and "x" in names and "y" in names:
+            framed, named = True, True
+        elif header and any(n in names for n in _ART_NAMES[1]):
+            framed, named = True, False
+        if framed:
+            if xyz is not None and named != bool(xyz):
+                fail(lines[0][0], f"the header names {_FRAME_TEXT[named]} columns, but "
+                     f"{'--xyz' if xyz else 'xyz=False'} says the points are "
+                     f"{'Cartesian' if xyz else 'meridional'}")
+            cartesian = named
         columns = [next((names.index(n) for n in alias if n in names), -1)
-                   for alias in (_XYZ_NAMES if xyz else _ART_NAMES)]
+                   for alias in (_XYZ_NAMES if cartesian else _ART_NAMES)]
         if header:
             rows = rows[1:]
+            if (columns[0] < 0) != (columns[1] < 0):
+                fail(lines[0][0], "the header names only one of the " +
+                     ("x and y" if cartesian else "axial and radial") + " columns")
         if not rows:
             fail(lines[0][0], "a header line but no points")
         width = len(names) if header else len(rows[0][1])
@@ -343,42 +371,78 @@ def readCurveFile(path, xyz=False):
             if v is None or not math.isfinite(v):
                 fail(n, f"column {col + 1} is not a finite number: '{fields[col]}'")
             out[k, c] = v
-    if not xyz and (out[:, 1] < 0).any():
+    if not cartesian and (out[:, 1] < 0).any():
         fail(rows[int(np.argmax(out[:, 1] < 0))][0], "negative radius")
     if len(out) < 2:
         fail(rows[0][0], "a curve needs at least 2 points")
-    return out
+    return (out, cartesian, framed) if withFrame else out
 
 
 CURVES = ("hub", "shroud", "inlet", "outlet")
 
 
-def passageFromDirectory(folder, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), xyz=False):
+def orientCurves(curves, names=None):
+    """The four ordered (axial, radial, theta) curves checked against each other by the library's
+    `CurveOrientation` (hub and shroud start at the inlet's ends, inlet and outlet on the hub):
+    returns the list with the one curve that runs the wrong way reversed, warning (`UserWarning`)
+    that it did so, or that the curves do not meet at the passage corners.
+    @throws ContradictingCurvesError (a `qor.InvalidDataError`) naming the curves (`names`, e.g.
+    their files) when they contradict each other."""
+    try:
+        found = CurveOrientation.check(*curves, names=list(names or []))
+    except InvalidDataError as e:
+        error = ContradictingCurvesError(str(e))
+        for attr in ("className", "functionName", "errorType", "message", "description"):
+            setattr(error, attr, getattr(e, attr))
+        raise error from None
+    if found.message:
+        warnings.warn(found.message, stacklevel=3)
+    return [c[::-1].copy() if r else c for c, r in zip(curves, found.reverse)]
+
+
+def passageFromDirectory(folder, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), xyz=None):
     """The four curves (ordered: hub and shroud inlet to outlet, inlet and outlet hub to shroud)
     as (axial, radial, 0) float32 arrays, from the files hub, shroud, inlet and outlet (.csv, .txt,
-    .dat or no extension) of `folder`; `xyz` files are taken to (axial, radial) about the axis.
-    Returns a `Passage`."""
+    .dat or no extension) of `folder`. The frame follows `readCurveFile`: the files whose header
+    names a frame must agree with each other (and with `xyz` when given) and the others follow
+    them; Cartesian curves are taken to (axial, radial) about the axis. The curves are then checked
+    against each other (`orientCurves`: one reversed curve is turned round with a warning, files
+    that contradict each other raise `ContradictingCurvesError`). Returns a `Passage`."""
     if not os.path.isdir(folder):
         raise InputError(f"{folder}: not a directory (option --passage)")
-    curves = []
+    paths = []
     for name in CURVES:
         path = next((os.path.join(folder, name + e) for e in (".csv", ".txt", ".dat", "")
                      if os.path.isfile(os.path.join(folder, name + e))), None)
         if path is None:
             raise InputError(f"{folder}: no {name}.csv (expected hub, shroud, inlet and outlet "
                              "files)")
-        c = readCurveFile(path, xyz)
-        curves.append(toAxialRadial(c, axisPoint, axisDirection) if xyz else
+        paths.append(path)
+    read = [readCurveFile(p, xyz, withFrame=True) for p in paths]
+    named = [k for k, r in enumerate(read) if r[2]]
+    for k in named:
+        if read[k][1] != read[named[0]][1]:
+            c, a = (k, named[0]) if read[k][1] else (named[0], k)
+            raise InputError(f"{paths[c]} and {paths[a]} disagree: the header of the first names "
+                             "Cartesian (x, y, z) columns, the second's meridional (axial, radial) "
+                             "ones")
+    cartesian = read[named[0]][1] if named else bool(xyz)
+    curves = []
+    for path, (c, isXyz, _) in zip(paths, read):
+        if isXyz != cartesian:
+            c = readCurveFile(path, cartesian)
+        curves.append(toAxialRadial(c, axisPoint, axisDirection) if cartesian else
                       np.c_[c[:, :2], np.zeros(len(c))].astype(np.float32))
-    return Passage(curves, None, folder)
+    return Passage(orientCurves(curves, paths), None, folder, paths)
 
 
 class Passage:
     """Four curves in (axial, radial, 0); `starts` None for ordered curves, else the start index of
-    each unordered cloud."""
+    each unordered cloud; `names` what messages call the curves (their files, or None)."""
 
-    def __init__(self, curves, starts, description):
+    def __init__(self, curves, starts, description, names=None):
         self.curves, self.starts, self.description = curves, starts, description
+        self.names = names  # what messages call the curves (their files), None: hub, shroud, ...
 
 
 def patchNames(data):
@@ -499,8 +563,11 @@ def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method
                    size=2000, levels=None, curvePoints=None, threads=0, exactWalls=True):
     """A TurboTransform with its background mesh for the passage, with exact walls by default (points
     on the hub and shroud convert to nspan 0 and 1; `exactWalls=False` keeps the mesh's chords).
+    Ordered curves are checked against each other first (`orientCurves`: a reversed curve is used
+    turned round, with a warning).
     @throws InputError when the library rejects the passage or the mesh folds (usually a wrong
-    axis)."""
+    axis); ContradictingCurvesError (an InputError and a qor.InvalidDataError) for curves that
+    contradict each other."""
     t = T()
     t.setExactWalls(exactWalls)
     if curvePoints is not None:
@@ -509,8 +576,9 @@ def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method
         t.setNumberOfLevelsforBM(levels)
     t.setNumberOfThreadsForBM(threads)
     starts = passage.starts or [-1] * 4
+    curves = passage.curves if passage.starts else orientCurves(passage.curves, passage.names)
     try:
-        t.initializeFromART(*passage.curves, tuple(map(float, axisPoint)),
+        t.initializeFromART(*curves, tuple(map(float, axisPoint)),
                             tuple(map(float, unitAxis(axisDirection))), *starts)
         folded = t.createBackgroundMesh(method, size)
     except LibraryError as e:
@@ -735,6 +803,39 @@ def _options(argv):
     return a
 
 
+def _setUp(argv, phases):
+    """Options, input mesh, passage and transform of annotateMain. @throws InputError"""
+    a = _options(argv)
+    phases.begin("read")
+    data = readMesh(a.input, phases.progress)
+    checkOutput(data, a.output)
+    for _, ds in leaves(data):
+        points(ds)
+    phases.end()
+    phases.begin("passage")
+    if a.passage:
+        passage = passageFromDirectory(a.passage, a.axisPoint, a.axisDirection,
+                                       True if a.xyz else None)
+    else:
+        if not isinstance(data, vtkMultiBlockDataSet):
+            raise InputError(f"{a.input}: a single dataset has no boundary patches: use "
+                             "--passage or a multiblock / CGNS input")
+        try:
+            passage = passageFromPatches(data, a.patches, a.axisPoint, a.axisDirection)
+        except InputError as e:
+            if a.input.lower().endswith(".cgns") and str(e).startswith("no patch named"):
+                raise InputError(f"{e} (VTK's CGNS reader loads family-specified boundary "
+                                 "conditions only)") from None
+            raise
+    phases.end()
+    phases.begin("mesh")
+    t = buildTransform(passage, a.axisPoint, a.axisDirection,
+                       T.linear if a.method == "linear" else T.nonLinear, a.meshSize,
+                       a.levels, a.curve_points, a.threads, exactWalls=not a.chord_walls)
+    phases.end()
+    return a, data, passage, t
+
+
 def annotateMain(argv):
     """``python3 -m qor annotate``: returns 0, 2 for bad input (one line on stderr, nothing
     written) or 1 when writing fails."""
@@ -746,37 +847,15 @@ def annotateMain(argv):
         _parser().print_help()
         return 0
     phases = _Phases(err)
-    try:
-        a = _options(argv)
-        phases.begin("read")
-        data = readMesh(a.input, phases.progress)
-        checkOutput(data, a.output)
-        for _, ds in leaves(data):
-            points(ds)
-        phases.end()
-        phases.begin("passage")
-        if a.passage:
-            passage = passageFromDirectory(a.passage, a.axisPoint, a.axisDirection, a.xyz)
-        else:
-            if not isinstance(data, vtkMultiBlockDataSet):
-                raise InputError(f"{a.input}: a single dataset has no boundary patches: use "
-                                 "--passage or a multiblock / CGNS input")
-            try:
-                passage = passageFromPatches(data, a.patches, a.axisPoint, a.axisDirection)
-            except InputError as e:
-                if a.input.lower().endswith(".cgns") and str(e).startswith("no patch named"):
-                    raise InputError(f"{e} (VTK's CGNS reader loads family-specified boundary "
-                                     "conditions only)") from None
-                raise
-        phases.end()
-        phases.begin("mesh")
-        t = buildTransform(passage, a.axisPoint, a.axisDirection,
-                           T.linear if a.method == "linear" else T.nonLinear, a.meshSize,
-                           a.levels, a.curve_points, a.threads, exactWalls=not a.chord_walls)
-        phases.end()
-    except InputError as e:
-        print(f"qor annotate: {e}", file=err)
-        return 2
+    with warnings.catch_warnings(record=True) as noted:
+        warnings.simplefilter("always")
+        try:
+            a, data, passage, t = _setUp(argv, phases)
+        except InputError as e:
+            print(f"qor annotate: {e}", file=err)
+            return 2
+    for w in noted:
+        print(f"qor annotate: warning: {w.message}", file=err)
     s = meshSummary(t)
     print(f"passage: {passage.description}\n"
           f"  lengths: hub {s['hub']:.6g}, shroud {s['shroud']:.6g}, inlet {s['inlet']:.6g}, "

@@ -6,5 +6,6 @@ namespace qorpy {
 
 void bindTransform(pybind11::module_& m);
 void bindSegmenter(pybind11::module_& m);
+void bindFrame(pybind11::module_& m);
 
 }  // namespace qorpy

@@ -80,4 +80,5 @@ PYBIND11_MODULE(_qor, m) {
 
   qorpy::bindTransform(m);
   qorpy::bindSegmenter(m);
+  qorpy::bindFrame(m);
 }

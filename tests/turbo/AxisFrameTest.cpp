@@ -31,6 +31,8 @@ D3 handXYZ(double axial, double radial, double theta) {
          (kE1 * std::cos(theta) + kE2 * std::sin(theta)) * radial;
 }
 
+P3 toFloat(const D3& x) { return P3(float(x[0]), float(x[1]), float(x[2])); }
+
 TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
   const qor::AxisFrame frame(kPoint, kDirection);
   for (double axial : {-3.0, 0.0, 2.5}) {
@@ -38,7 +40,7 @@ TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
       for (double theta : {-3.0, -kPi / 2, 0.0, 0.4, kPi / 2, 3.1}) {
         SCOPED_TRACE(::testing::Message() << axial << ", " << radial << ", " << theta);
         const D3 x = handXYZ(axial, radial, theta);
-        const P3 art = frame.toART(P3(float(x[0]), float(x[1]), float(x[2])));
+        const P3 art = frame.toART(toFloat(x));
         const double tol = 2e-6 * 10.0;  // float rounding of coordinates up to about 10
         EXPECT_NEAR(art[0], axial, tol);
         EXPECT_NEAR(art[1], radial, tol);
@@ -50,7 +52,7 @@ TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
   }
   // A point on the axis: radius 0, theta 0.
   const D3 onAxis = handXYZ(1.5, 0.0, 0.0);
-  const P3 art = frame.toART(P3(float(onAxis[0]), float(onAxis[1]), float(onAxis[2])));
+  const P3 art = frame.toART(toFloat(onAxis));
   EXPECT_NEAR(art[1], 0.0, 1e-6);
   EXPECT_EQ(art[2], 0.0f);
   // The default frame is the z axis through the origin with the usual polar angle.
@@ -95,7 +97,7 @@ TEST(AxisFrame, axialAndRadialAreTheTransformsOwn) {
   std::uniform_real_distribution<double> a(-0.2, 2.2), r(0.8, 2.2), t(-kPi, kPi);
   for (int k = 0; k < 200; ++k) {
     const D3 x = handXYZ(a(rng), r(rng), t(rng));
-    const P3 p(float(x[0]), float(x[1]), float(x[2]));
+    const P3 p = toFloat(x);
     for (auto s : {qor::TurboTransform::nm, qor::TurboTransform::nspan}) {
       ASSERT_EQ(b.transform.convertXYZtoSpace(s, p), b.transform.convertARTtoSpace(s, frame.toART(p)))
           << k;
