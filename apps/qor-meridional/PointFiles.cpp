@@ -147,16 +147,14 @@ int findColumn(const std::vector<std::string>& header, std::initializer_list<con
   return -1;
 }
 
-}  // namespace
-
-PointTable readPointFile(const std::string& path, Coords columns, const char* forcedBy) {
+/// The content lines of a file with their 1-based numbers: comments dropped, a UTF-8 byte-order
+/// mark removed, runs of blank lines inside the content kept as one empty marker (a block break).
+std::vector<Line> readContentLines(const std::string& path) {
   std::error_code ec;
   if (std::filesystem::is_directory(path, ec))
     throw fileError(path, 0, "is a directory, not a point file");
   std::ifstream in(path, std::ios::binary);
   if (!in) throw fileError(path, 0, std::string("cannot open: ") + std::strerror(errno));
-
-  // Content lines with their numbers; blank lines are kept as empty markers for block splitting.
   std::vector<Line> lines;
   std::string raw;
   int number = 0;
@@ -179,7 +177,166 @@ PointTable readPointFile(const std::string& path, Coords columns, const char* fo
   }
   while (!lines.empty() && lines.back().text.empty()) lines.pop_back();
   if (lines.empty()) throw fileError(path, 0, "no points found (the file is empty)");
+  return lines;
+}
 
+/// Where the values of a column file are: the delimiter, the number of fields per line, the
+/// columns of the three components and of the label (-1: none), the frame and the first data line.
+struct ColumnLayout {
+  char delimiter = ' ';
+  std::size_t width = 0;
+  int column[3] = {-1, -1, -1};
+  int labelColumn = -1;
+  Coords coords = Coords::art;
+  bool framedByHeader = false;
+  std::size_t firstData = 0;
+};
+
+/// The frame a header names (x and y columns: Cartesian; a radial column: meridional), checked
+/// against the option that forced `columns`; `columns` itself when the header names none.
+Coords headerFrame(const std::string& path, const Line& headerLine,
+                   const std::vector<std::string>& header, Coords columns, const char* forcedBy,
+                   bool& framed) {
+  Coords named = columns;
+  framed = false;
+  if (findColumn(header, {"x"}) >= 0 && findColumn(header, {"y"}) >= 0) {
+    named = Coords::xyz;
+    framed = true;
+  } else if (findColumn(header, {"radial", "radius", "r", "rad"}) >= 0) {
+    named = Coords::art;
+    framed = true;
+  }
+  if (named != columns && forcedBy != nullptr) {
+    throw fileError(path, headerLine.number,
+                    std::string("the header names ") +
+                        (named == Coords::xyz ? "Cartesian (x, y, z)"
+                                              : "meridional (axial, radial)") +
+                        " columns, but option " + forcedBy + " says the points are " +
+                        (columns == Coords::xyz ? "Cartesian" : "meridional"));
+  }
+  return named;
+}
+
+/// The columns of a CSV or whitespace file: from its header's names, else the numeric columns of
+/// the first data line in order.
+ColumnLayout findColumns(const std::string& path, const std::vector<Line>& lines, Coords columns,
+                         const char* forcedBy) {
+  ColumnLayout l;
+  const std::string first = trim(lines.front().text);
+  l.delimiter = first.find(',') != std::string::npos
+                    ? ','
+                    : (first.find(';') != std::string::npos ? ';' : ' ');
+  const std::vector<std::string> header = splitFields(first, l.delimiter);
+  const bool hasHeader = std::none_of(header.begin(), header.end(), looksNumeric);
+  l.firstData = hasHeader ? 1 : 0;
+  while (l.firstData < lines.size() && lines[l.firstData].text.empty()) ++l.firstData;
+  if (l.firstData >= lines.size())
+    throw fileError(path, lines.front().number, "a header line but no points");
+
+  const std::vector<std::string> sample = splitFields(lines[l.firstData].text, l.delimiter);
+  l.width = hasHeader ? header.size() : sample.size();
+  if (hasHeader && columns != Coords::values)
+    columns = headerFrame(path, lines.front(), header, columns, forcedBy, l.framedByHeader);
+  l.coords = columns;
+  int* c = l.column;
+  if (hasHeader) {
+    if (columns == Coords::art) {
+      c[0] = findColumn(header, {"axial", "a", "ax", "x", "z"});
+      c[1] = findColumn(header, {"radial", "radius", "r", "rad"});
+      c[2] = findColumn(header, {"theta", "th", "t"});
+    } else if (columns == Coords::xyz) {
+      c[0] = findColumn(header, {"x"});
+      c[1] = findColumn(header, {"y"});
+      c[2] = findColumn(header, {"z"});
+    }
+    l.labelColumn = findColumn(header, {"boundary", "name", "label", "curve"});
+    if ((c[0] < 0) != (c[1] < 0)) {
+      throw fileError(path, lines.front().number,
+                      columns == Coords::art
+                          ? "the header names only one of the axial and radial columns"
+                          : "the header names only one of the x and y columns");
+    }
+  }
+  if (c[0] >= 0) return l;
+  // Positional: the numeric columns of the first data line, in order.
+  std::vector<int> numeric;
+  for (std::size_t k = 0; k < sample.size(); ++k) {
+    if (looksNumeric(sample[k])) {
+      numeric.push_back(static_cast<int>(k));
+    } else if (l.labelColumn < 0 && !sample[k].empty()) {
+      l.labelColumn = static_cast<int>(k);
+    }
+  }
+  const Line& at = lines[l.firstData];
+  if (numeric.size() < 2) {
+    throw fileError(path, at.number,
+                    "expected 2 or 3 numeric columns, found " + std::to_string(numeric.size()) +
+                        ": " + quoted(trim(at.text)));
+  }
+  if (numeric.size() > 3) {
+    throw fileError(path, at.number,
+                    std::to_string(numeric.size()) + " numeric columns: add a header naming the " +
+                        (columns == Coords::art   ? "axial and radial (and theta)"
+                         : columns == Coords::xyz ? "x, y (and z)"
+                                                  : "three") +
+                        " columns");
+  }
+  c[0] = numeric[0];
+  c[1] = numeric[1];
+  c[2] = numeric.size() > 2 ? numeric[2] : -1;
+  return l;
+}
+
+/// The points of the data lines of a column file laid out as `l`; a blank line starts a new block.
+PointTable readRows(const std::string& path, const std::vector<Line>& lines,
+                    const ColumnLayout& l) {
+  const char* names[3] = {"x", "y", "z"};
+  if (l.coords == Coords::art) {
+    names[0] = "axial", names[1] = "radial", names[2] = "theta";
+  } else if (l.coords == Coords::values) {
+    names[0] = "value", names[1] = "theta", names[2] = "span";
+  }
+  PointTable table;
+  table.coords = l.coords;
+  table.framedByHeader = l.framedByHeader;
+  int block = 0;
+  for (std::size_t k = l.firstData; k < lines.size(); ++k) {
+    if (lines[k].text.empty()) {
+      ++block;
+      while (k + 1 < lines.size() && lines[k + 1].text.empty()) ++k;
+      continue;
+    }
+    const std::vector<std::string> f = splitFields(lines[k].text, l.delimiter);
+    if (f.size() != l.width) {
+      throw fileError(path, lines[k].number,
+                      "expected " + std::to_string(l.width) + " columns, found " +
+                          std::to_string(f.size()) + ": " + quoted(trim(lines[k].text)));
+    }
+    const int ln = lines[k].number;
+    float v[3] = {0.0f, 0.0f, 0.0f};
+    for (int c = 0; c < 3; ++c) {
+      const int col = l.column[c];
+      if (col < 0) continue;
+      v[c] = toFloat(path, ln, f[static_cast<std::size_t>(col)],
+                     std::to_string(col + 1) + " (" + names[c] + ")");
+    }
+    if (l.coords == Coords::art && v[1] < 0.0f) {
+      throw fileError(path, ln,
+                      "negative radius " + quoted(f[static_cast<std::size_t>(l.column[1])]));
+    }
+    table.points.emplace_back(v[0], v[1], v[2]);
+    table.lines.push_back(ln);
+    table.labels.push_back(l.labelColumn >= 0 ? f[static_cast<std::size_t>(l.labelColumn)]
+                                              : std::string());
+    table.blocks.push_back(block);
+  }
+  return table;
+}
+
+}  // namespace
+
+PointTable readPointFile(const std::string& path, Coords columns, const char* forcedBy) {
+  const std::vector<Line> lines = readContentLines(path);
   // The library's own point list: a lone integer on the first line.
   const std::string first = trim(lines.front().text);
   if (first.find_first_not_of("0123456789+-") == std::string::npos && isNumber(first)) {
@@ -193,132 +350,7 @@ PointTable readPointFile(const std::string& path, Coords columns, const char* fo
       throw fileError(path, lines.front().number, "the point count is 0: no points");
     return table;
   }
-
-  const char delimiter = first.find(',') != std::string::npos
-                             ? ','
-                             : (first.find(';') != std::string::npos ? ';' : ' ');
-  std::vector<std::string> header = splitFields(first, delimiter);
-  bool hasHeader = std::none_of(header.begin(), header.end(), looksNumeric);
-  std::size_t firstData = hasHeader ? 1 : 0;
-  while (firstData < lines.size() && lines[firstData].text.empty()) ++firstData;
-  if (firstData >= lines.size())
-    throw fileError(path, lines.front().number, "a header line but no points");
-
-  const std::vector<std::string> sample = splitFields(lines[firstData].text, delimiter);
-  const std::size_t width = hasHeader ? header.size() : sample.size();
-  int c0 = -1;
-  int c1 = -1;
-  int c2 = -1;
-  int labelColumn = -1;
-  bool framedByHeader = false;
-  if (hasHeader && columns != Coords::values) {
-    // The header's names choose the frame: x and y columns are Cartesian, a radial column is
-    // meridional.
-    Coords named = columns;
-    if (findColumn(header, {"x"}) >= 0 && findColumn(header, {"y"}) >= 0) {
-      named = Coords::xyz;
-      framedByHeader = true;
-    } else if (findColumn(header, {"radial", "radius", "r", "rad"}) >= 0) {
-      named = Coords::art;
-      framedByHeader = true;
-    }
-    if (named != columns && forcedBy != nullptr) {
-      throw fileError(path, lines.front().number,
-                      std::string("the header names ") +
-                          (named == Coords::xyz ? "Cartesian (x, y, z)"
-                                                : "meridional (axial, radial)") +
-                          " columns, but option " + forcedBy + " says the points are " +
-                          (columns == Coords::xyz ? "Cartesian" : "meridional"));
-    }
-    columns = named;
-  }
-  if (hasHeader) {
-    if (columns == Coords::art) {
-      c0 = findColumn(header, {"axial", "a", "ax", "x", "z"});
-      c1 = findColumn(header, {"radial", "radius", "r", "rad"});
-      c2 = findColumn(header, {"theta", "th", "t"});
-    } else if (columns == Coords::xyz) {
-      c0 = findColumn(header, {"x"});
-      c1 = findColumn(header, {"y"});
-      c2 = findColumn(header, {"z"});
-    }
-    labelColumn = findColumn(header, {"boundary", "name", "label", "curve"});
-    if ((c0 < 0) != (c1 < 0)) {
-      throw fileError(path, lines.front().number,
-                      columns == Coords::art
-                          ? "the header names only one of the axial and radial columns"
-                          : "the header names only one of the x and y columns");
-    }
-  }
-  if (c0 < 0) {
-    // Positional: the numeric columns of the first data line, in order.
-    std::vector<int> numeric;
-    for (std::size_t c = 0; c < sample.size(); ++c) {
-      if (looksNumeric(sample[c])) {
-        numeric.push_back(static_cast<int>(c));
-      } else if (labelColumn < 0 && !sample[c].empty()) {
-        labelColumn = static_cast<int>(c);
-      }
-    }
-    if (numeric.size() < 2) {
-      throw fileError(path, lines[firstData].number,
-                      "expected 2 or 3 numeric columns, found " + std::to_string(numeric.size()) +
-                          ": " + quoted(trim(lines[firstData].text)));
-    }
-    if (numeric.size() > 3) {
-      throw fileError(path, lines[firstData].number,
-                      std::to_string(numeric.size()) +
-                          " numeric columns: add a header naming the " +
-                          (columns == Coords::art   ? "axial and radial (and theta)"
-                           : columns == Coords::xyz ? "x, y (and z)"
-                                                    : "three") +
-                          " columns");
-    }
-    c0 = numeric[0];
-    c1 = numeric[1];
-    c2 = numeric.size() > 2 ? numeric[2] : -1;
-  }
-  const char* names[3] = {"x", "y", "z"};
-  if (columns == Coords::art) {
-    names[0] = "axial", names[1] = "radial", names[2] = "theta";
-  } else if (columns == Coords::values) {
-    names[0] = "value", names[1] = "theta", names[2] = "span";
-  }
-
-  PointTable table;
-  table.coords = columns;
-  table.framedByHeader = framedByHeader;
-  int block = 0;
-  for (std::size_t k = firstData; k < lines.size(); ++k) {
-    if (lines[k].text.empty()) {
-      ++block;
-      while (k + 1 < lines.size() && lines[k + 1].text.empty()) ++k;
-      continue;
-    }
-    const std::vector<std::string> f = splitFields(lines[k].text, delimiter);
-    if (f.size() != width) {
-      throw fileError(path, lines[k].number,
-                      "expected " + std::to_string(width) + " columns, found " +
-                          std::to_string(f.size()) + ": " + quoted(trim(lines[k].text)));
-    }
-    const int ln = lines[k].number;
-    const float v0 = toFloat(path, ln, f[static_cast<std::size_t>(c0)],
-                             std::to_string(c0 + 1) + " (" + names[0] + ")");
-    const float v1 = toFloat(path, ln, f[static_cast<std::size_t>(c1)],
-                             std::to_string(c1 + 1) + " (" + names[1] + ")");
-    const float v2 = c2 < 0 ? 0.0f
-                            : toFloat(path, ln, f[static_cast<std::size_t>(c2)],
-                                      std::to_string(c2 + 1) + " (" + names[2] + ")");
-    if (columns == Coords::art && v1 < 0.0f) {
-      throw fileError(path, ln, "negative radius " + quoted(f[static_cast<std::size_t>(c1)]));
-    }
-    table.points.emplace_back(v0, v1, v2);
-    table.lines.push_back(ln);
-    table.labels.push_back(labelColumn >= 0 ? f[static_cast<std::size_t>(labelColumn)]
-                                            : std::string());
-    table.blocks.push_back(block);
-  }
-  return table;
+  return readRows(path, lines, findColumns(path, lines, columns, forcedBy));
 }
 
 std::vector<std::vector<qor::TripletBase<float>>> splitCurves(const PointTable& table,
