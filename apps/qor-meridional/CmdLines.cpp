@@ -10,6 +10,54 @@
 #include "qor/foundation/QORVector.h"
 
 namespace qormeridional {
+namespace {
+
+struct LineRequest {
+  qor::TurboTransform::constSpace kind;
+  const char* name;
+  double value;
+};
+
+struct LinesOptions {
+  std::vector<LineRequest> requests;
+  int resample = 0;  ///< points per line, 0: the mesh's
+  std::string prefix;
+  PassageOptions passage;
+  MeshSettings mesh;
+};
+
+LinesOptions parseLinesOptions(const CliArgs& args) {
+  LinesOptions o;
+  std::vector<LineRequest>& requests = o.requests;
+  for (double v : args.numberList("nspan"))
+    requests.push_back({qor::TurboTransform::nspanConst, "nspan", v});
+  for (double v : args.numberList("nm"))
+    requests.push_back({qor::TurboTransform::nmConst, "nm", v});
+  for (double v : args.numberList("rnm"))
+    requests.push_back({qor::TurboTransform::rnmConst, "rnm", v});
+  if (args.has("every")) {
+    const double step = args.number("every", 0.1);
+    if (!(step >= 0.01 && step <= 0.5))
+      throw ToolError("option --every: must lie between 0.01 and 0.5");
+    for (int k = 1; k * step < 1.0 - 1e-9; ++k) {
+      requests.push_back({qor::TurboTransform::nspanConst, "nspan", k * step});
+      requests.push_back({qor::TurboTransform::nmConst, "nm", k * step});
+    }
+  }
+  if (requests.empty())
+    throw ToolError(
+        "no lines requested: give --nspan, --nm, --rnm or --every (see 'qor-meridional lines "
+        "--help')");
+  o.resample = args.integer("points", 0, 2, 100000);
+  o.prefix = args.value("output", "lines");
+  o.passage = readPassageOptions(args);
+  o.mesh = readMeshSettings(args);
+  return o;
+}
+
+int runLines(const LinesOptions& o);
+
+}  // namespace
 
 int runLines(int argc, char** argv) {
   CliArgs args(
@@ -34,38 +82,18 @@ int runLines(int argc, char** argv) {
           meshOptions()),
       0);
   if (parseOrHelp(args, argc, argv)) return 0;
-  struct Request {
-    qor::TurboTransform::constSpace kind;
-    const char* name;
-    double value;
-  };
-  std::vector<Request> requests;
-  for (double v : args.numberList("nspan"))
-    requests.push_back({qor::TurboTransform::nspanConst, "nspan", v});
-  for (double v : args.numberList("nm"))
-    requests.push_back({qor::TurboTransform::nmConst, "nm", v});
-  for (double v : args.numberList("rnm"))
-    requests.push_back({qor::TurboTransform::rnmConst, "rnm", v});
-  if (args.has("every")) {
-    const double step = args.number("every", 0.1);
-    if (!(step >= 0.01 && step <= 0.5))
-      throw ToolError("option --every: must lie between 0.01 and 0.5");
-    for (int k = 1; k * step < 1.0 - 1e-9; ++k) {
-      requests.push_back({qor::TurboTransform::nspanConst, "nspan", k * step});
-      requests.push_back({qor::TurboTransform::nmConst, "nm", k * step});
-    }
-  }
-  if (requests.empty())
-    throw ToolError(
-        "no lines requested: give --nspan, --nm, --rnm or --every (see 'qor-meridional lines "
-        "--help')");
-  const int resample = args.integer("points", 0, 2, 100000);
-  const std::string prefix = args.value("output", "lines");
+  return runLines(parseLinesOptions(args));
+}
 
-  const Passage passage = readPassage(args);
-  const MeshSettings settings = readMeshSettings(args);
+namespace {
+
+int runLines(const LinesOptions& o) {
+  const std::vector<LineRequest>& requests = o.requests;
+  const int resample = o.resample;
+  const std::string& prefix = o.prefix;
+  const Passage passage = readPassage(o.passage);
   bool folded = false;
-  const auto transform = buildTransform(passage, settings, folded);
+  const auto transform = buildTransform(passage, o.mesh, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
 
   SvgPicture pic;
@@ -76,7 +104,7 @@ int runLines(int argc, char** argv) {
   std::ofstream csv(csvPath);
   if (!csv) throw ToolError(csvPath + ": cannot write");
   csv << "kind,value,point,axial,radial\n";
-  for (const Request& r : requests) {
+  for (const LineRequest& r : requests) {
     qor::QORVector<qor::TripletBase<float>> curve;
     if (resample > 0) {
       transform->getConstantSpace(r.kind, r.value, resample, curve);
@@ -101,5 +129,7 @@ int runLines(int argc, char** argv) {
             << csvPath << ", " << prefix << ".svg\n";
   return 0;
 }
+
+}  // namespace
 
 }  // namespace qormeridional

@@ -8,6 +8,49 @@
 #include "Warnings.h"
 
 namespace qormeridional {
+namespace {
+
+struct MeshOptions {
+  double isoStep = 0.1;
+  std::string prefix;
+  bool machineFrame = false;
+  std::vector<qor::TurboTransform::space> spaces;
+  PassageOptions passage;
+  MeshSettings mesh;
+};
+
+MeshOptions parseMeshOptions(const CliArgs& args) {
+  MeshOptions o;
+  o.isoStep = args.number("iso-step", 0.1);
+  if (!(o.isoStep >= 0.01 && o.isoStep <= 0.5))
+    throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
+  o.prefix = args.value("output", "mesh");
+  o.machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz";
+  o.spaces = spacesFromList(args.value("spaces", "all"), "option --spaces");
+  o.passage = readPassageOptions(args);
+  o.mesh = readMeshSettings(args);
+  return o;
+}
+
+int runMesh(const MeshOptions& o) {
+  const Passage passage = readPassage(o.passage);
+  bool folded = false;
+  const auto transform = buildTransform(passage, o.mesh, folded);
+  const MeshFields mesh = sampleMeshFields(*transform);
+  writeMeshFiles(o.prefix, *transform, mesh, passage, o.isoStep,
+                 "Background mesh: " + passage.name, o.spaces, o.machineFrame);
+  std::cout << meshSummary(mesh, o.mesh, folded, transform->getNumberOfLevelsforBM()) << '\n';
+  const WallDeviation wall = measureWallDeviation(*transform, passage);
+  std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "
+              "and %.2g of 1 (%s)\n",
+              wall.hub, wall.shroud,
+              o.mesh.exactWalls ? "span measured from the wall curves"
+                                : "span measured from the mesh's straight wall edges");
+  std::cout << "wrote " << o.prefix << ".vtk, " << o.prefix << ".svg\n";
+  return 0;
+}
+
+}  // namespace
 
 int runMesh(int argc, char** argv) {
   CliArgs args(
@@ -43,29 +86,7 @@ int runMesh(int argc, char** argv) {
                   meshOptions()),
       0);
   if (parseOrHelp(args, argc, argv)) return 0;
-  const double isoStep = args.number("iso-step", 0.1);
-  if (!(isoStep >= 0.01 && isoStep <= 0.5))
-    throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
-  const std::string prefix = args.value("output", "mesh");
-  const bool machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz";
-  const std::vector<qor::TurboTransform::space> spaces =
-      spacesFromList(args.value("spaces", "all"), "option --spaces");
-  const Passage passage = readPassage(args);
-  const MeshSettings settings = readMeshSettings(args);
-  bool folded = false;
-  const auto transform = buildTransform(passage, settings, folded);
-  const MeshFields mesh = sampleMeshFields(*transform);
-  writeMeshFiles(prefix, *transform, mesh, passage, isoStep,
-                 "Background mesh: " + passage.name, spaces, machineFrame);
-  std::cout << meshSummary(mesh, settings, folded, transform->getNumberOfLevelsforBM()) << '\n';
-  const WallDeviation wall = measureWallDeviation(*transform, passage);
-  std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "
-              "and %.2g of 1 (%s)\n",
-              wall.hub, wall.shroud,
-              settings.exactWalls ? "span measured from the wall curves"
-                                  : "span measured from the mesh's straight wall edges");
-  std::cout << "wrote " << prefix << ".vtk, " << prefix << ".svg\n";
-  return 0;
+  return runMesh(parseMeshOptions(args));
 }
 
 }  // namespace qormeridional

@@ -33,8 +33,7 @@ PointTable readCurve(const std::string& path, Coords coords, const char* forcedB
 
 /// Reads the four curves; the files whose header names their frame must agree, and files without
 /// such a header follow them.
-void readCurves(Passage& p, const std::string (&paths)[4], const CliArgs& args) {
-  const char* forcedBy = args.has("xyz") ? "--xyz" : (args.has("art") ? "--art" : nullptr);
+void readCurves(Passage& p, const std::string (&paths)[4], const char* forcedBy) {
   std::vector<P>* curves[4] = {&p.hub, &p.shroud, &p.inlet, &p.outlet};
   PointTable tables[4];
   int named = -1;
@@ -137,12 +136,12 @@ std::vector<OptionSpec> meshOptions() {
   };
 }
 
-Passage readPassage(const CliArgs& args) {
-  Phase phase("reading the passage");
-  Passage p;
+PassageOptions readPassageOptions(const CliArgs& args) {
+  PassageOptions o;
   if (args.has("art") && args.has("xyz"))
     throw ToolError("options --art and --xyz exclude each other");
-  p.coords = args.has("xyz") ? Coords::xyz : Coords::art;
+  o.coords = args.has("xyz") ? Coords::xyz : Coords::art;
+  o.forcedBy = args.has("xyz") ? "--xyz" : (args.has("art") ? "--art" : nullptr);
   const bool fromFiles =
       args.has("hub") || args.has("shroud") || args.has("inlet") || args.has("outlet");
   const int sources = int(args.has("demo")) + int(args.has("passage")) + int(fromFiles);
@@ -153,9 +152,46 @@ Passage readPassage(const CliArgs& args) {
         args.command() + " --help')");
   }
   if (sources > 1) throw ToolError("give only one of --demo, --passage and the four curve files");
+  o.demo = args.has("demo");
+  if (o.demo && args.has("xyz"))
+    throw ToolError("option --xyz does not apply to the built-in passage");
+  o.fromDirectory = args.has("passage");
+  o.directory = args.value("passage");
+  if (fromFiles) {
+    for (int c = 0; c < 4; ++c) {
+      if (!args.has(kRoles[c]))
+        throw ToolError(std::string("missing option --") + kRoles[c] +
+                        " (all four curve files are needed)");
+      o.files[c] = args.value(kRoles[c]);
+    }
+  }
 
-  if (args.has("demo")) {
-    if (args.has("xyz")) throw ToolError("option --xyz does not apply to the built-in passage");
+  o.axisPoint = args.triplet("axis-point", o.axisPoint);
+  const std::string dir = args.value("axis-dir", "z");
+  if (dir == "x" || dir == "X") {
+    o.axisDirection = P(1.0f, 0.0f, 0.0f);
+  } else if (dir == "y" || dir == "Y") {
+    o.axisDirection = P(0.0f, 1.0f, 0.0f);
+  } else if (dir == "z" || dir == "Z") {
+    o.axisDirection = P(0.0f, 0.0f, 1.0f);
+  } else {
+    o.axisDirection = args.triplet("axis-dir", o.axisDirection);
+  }
+  try {
+    qor::AxisFrame(o.axisPoint, o.axisDirection);
+  } catch (const qor::data::invalid&) {
+    throw ToolError("option --axis-dir: the axis direction must not be zero");
+  }
+  o.hasUnits = args.has("units");
+  o.units = args.value("units");
+  return o;
+}
+
+Passage readPassage(const PassageOptions& o) {
+  Phase phase("reading the passage");
+  Passage p;
+  p.coords = o.coords;
+  if (o.demo) {
     const DemoPassage d = makeDemoPassage();
     p.hub = d.hub;
     p.shroud = d.shroud;
@@ -165,50 +201,28 @@ Passage readPassage(const CliArgs& args) {
     p.description =
         "built-in centrifugal compressor (axial inlet, 90-degree bend, radial vaneless diffuser)";
     p.name = "built-in centrifugal compressor";
-  } else if (args.has("passage")) {
-    const std::string dir = args.value("passage");
+  } else if (o.fromDirectory) {
     std::error_code ec;
-    if (!std::filesystem::is_directory(dir, ec))
-      throw ToolError(dir + ": not a directory (option --passage)");
+    if (!std::filesystem::is_directory(o.directory, ec))
+      throw ToolError(o.directory + ": not a directory (option --passage)");
     std::string paths[4];
-    for (int c = 0; c < 4; ++c) paths[c] = curvePathInDirectory(dir, kRoles[c]);
-    readCurves(p, paths, args);
-    p.description = dir;
-    p.name = folderName(dir);
+    for (int c = 0; c < 4; ++c) paths[c] = curvePathInDirectory(o.directory, kRoles[c]);
+    readCurves(p, paths, o.forcedBy);
+    p.description = o.directory;
+    p.name = folderName(o.directory);
   } else {
-    for (const char* name : {"hub", "shroud", "inlet", "outlet"}) {
-      if (!args.has(name))
-        throw ToolError(std::string("missing option --") + name +
-                        " (all four curve files are needed)");
-    }
-    std::string paths[4];
-    for (int c = 0; c < 4; ++c) paths[c] = args.value(kRoles[c]);
-    readCurves(p, paths, args);
-    p.description = args.value("hub") + ", " + args.value("shroud") + ", " + args.value("inlet") +
-                    ", " + args.value("outlet");
-    p.name = folderName(std::filesystem::path(args.value("hub")).parent_path().string());
+    readCurves(p, o.files, o.forcedBy);
+    p.description = o.files[0] + ", " + o.files[1] + ", " + o.files[2] + ", " + o.files[3];
+    p.name = folderName(std::filesystem::path(o.files[0]).parent_path().string());
   }
-
-  p.axisPoint = args.triplet("axis-point", p.axisPoint);
-  const std::string dir = args.value("axis-dir", "z");
-  if (dir == "x" || dir == "X") {
-    p.axisDirection = P(1.0f, 0.0f, 0.0f);
-  } else if (dir == "y" || dir == "Y") {
-    p.axisDirection = P(0.0f, 1.0f, 0.0f);
-  } else if (dir == "z" || dir == "Z") {
-    p.axisDirection = P(0.0f, 0.0f, 1.0f);
-  } else {
-    p.axisDirection = args.triplet("axis-dir", p.axisDirection);
-  }
-  try {
-    axisFrame(p);
-  } catch (const qor::data::invalid&) {
-    throw ToolError("option --axis-dir: the axis direction must not be zero");
-  }
-  if (args.has("units")) p.units = args.value("units");
+  p.axisPoint = o.axisPoint;
+  p.axisDirection = o.axisDirection;
+  if (o.hasUnits) p.units = o.units;
   orientCurves(p);
   return p;
 }
+
+Passage readPassage(const CliArgs& args) { return readPassage(readPassageOptions(args)); }
 
 MeshSettings readMeshSettings(const CliArgs& args) {
   MeshSettings m;

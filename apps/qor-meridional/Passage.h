@@ -48,12 +48,31 @@ std::vector<OptionSpec> passageOptions();
 /// The mesh options (--method, --size, --levels, --curve-points).
 std::vector<OptionSpec> meshOptions();
 
+/// Where the passage comes from and how its files and axis are read (the passage options).
+struct PassageOptions {
+  bool demo = false;        ///< --demo: the built-in compressor
+  bool fromDirectory = false;  ///< --passage given
+  std::string directory;       ///< --passage DIR
+  std::string files[4];     ///< --hub, --shroud, --inlet, --outlet ("" when not given)
+  Coords coords = Coords::art;        ///< frame of files without a header naming theirs
+  const char* forcedBy = nullptr;     ///< "--xyz" or "--art" when given: headers must agree
+  qor::TripletBase<float> axisPoint{0.0f, 0.0f, 0.0f};
+  qor::TripletBase<float> axisDirection{0.0f, 0.0f, 1.0f};
+  bool hasUnits = false;    ///< --units given
+  std::string units;
+};
+/// The passage options, checked (one source, a usable axis); reads no file.
+/// @throws ToolError for missing, conflicting or malformed options
+PassageOptions readPassageOptions(const CliArgs& args);
+
 /// Reads the passage named by the options: --demo, --passage DIR, or
 /// --hub/--shroud/--inlet/--outlet. The curves are checked against each other (hub and shroud
 /// start at the inlet's ends, inlet and outlet start on the hub): one curve that runs the wrong
 /// way while the others agree is reversed with a warning; files that contradict each other (hub
 /// and shroud swapped, two curves reversed) are refused naming them.
 /// @throws ToolError for missing, bad or contradicting files and options
+Passage readPassage(const PassageOptions& options);
+/// readPassage(readPassageOptions(args)).
 Passage readPassage(const CliArgs& args);
 MeshSettings readMeshSettings(const CliArgs& args);
 
