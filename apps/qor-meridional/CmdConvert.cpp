@@ -56,6 +56,75 @@ std::string pointFileArgument(const CliArgs& args, const char* what) {
                   " --help')");
 }
 
+struct ConvertOptions {
+  std::string pointsPath;
+  const char* pointsForcedBy = nullptr;  ///< "--points-art" or "--points-xyz" when given
+  std::vector<qor::TurboTransform::space> spaces;
+  bool directions = false;
+  std::string outPath;  ///< "" for standard output
+  PassageOptions passage;
+  MeshSettings mesh;
+};
+
+ConvertOptions parseConvertOptions(const CliArgs& args) {
+  ConvertOptions o;
+  checkPointForm(args);
+  o.pointsPath = pointFileArgument(args, "points");
+  o.pointsForcedBy = pointFormOption(args);
+  o.spaces = spacesFromList(args.value("spaces", "nm,nspan,mprime"), "option --spaces");
+  o.directions = args.has("directions");
+  o.outPath = args.value("output");
+  o.passage = readPassageOptions(args);
+  o.mesh = readMeshSettings(args);
+  return o;
+}
+
+/// The frame of a point file: the one the option forced, else the passage's.
+Coords pointsFrame(const char* forcedBy, Coords passage) {
+  if (forcedBy == nullptr) return passage;
+  return std::string(forcedBy) == "--points-xyz" ? Coords::xyz : Coords::art;
+}
+
+int runConvert(const ConvertOptions& o);
+
+struct InvertOptions {
+  qor::TurboTransform::space space = qor::TurboTransform::nm;
+  std::vector<P> at;      ///< the --at points (value, theta, span)
+  std::string inputPath;  ///< the points file ("" when none)
+  bool toXyz = false;
+  std::string outPath;  ///< "" for standard output
+  PassageOptions passage;
+  MeshSettings mesh;
+};
+
+InvertOptions parseInvertOptions(const CliArgs& args) {
+  InvertOptions o;
+  const std::string spaceOpt = spaceOption(args);
+  o.space = spaceFromName(args.value(spaceOpt, "nm"), "option --" + spaceOpt);
+  if (o.space == qor::TurboTransform::span || o.space == qor::TurboTransform::nspan) {
+    throw ToolError("option --" + spaceOpt + ": '" + spaceName(o.space) +
+                    "' cannot be inverted (use mprime, m, nmprime, nm, rnm or mprimeScaled)");
+  }
+  for (const std::string& at : args.values("at")) {
+    const std::vector<double> v = CliArgs::parseNumberList(at, "option --at");
+    if (v.size() != 3) throw ToolError("option --at: expected value,theta,span, got '" + at + "'");
+    o.at.emplace_back(static_cast<float>(v[0]), static_cast<float>(v[1]),
+                      static_cast<float>(v[2]));
+  }
+  if (!args.positionals().empty()) o.inputPath = args.positionals().front();
+  if (o.at.empty() && o.inputPath.empty())
+    throw ToolError(
+        "nothing to convert: give --at v,theta,span or a file (see 'qor-meridional invert "
+        "--help')");
+  o.toXyz = args.has("to-xyz");
+  o.outPath = args.value("output");
+  o.passage = readPassageOptions(args);
+  o.mesh = readMeshSettings(args);
+  return o;
+}
+
+int runInvert(const InvertOptions& o);
+
 }  // namespace
 
 int runConvert(int argc, char** argv) {
@@ -93,20 +162,25 @@ int runConvert(int argc, char** argv) {
           meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
-  checkPointForm(args);
-  const std::string pointsPath = pointFileArgument(args, "points");
-  const std::vector<qor::TurboTransform::space> spaces =
-      spacesFromList(args.value("spaces", "nm,nspan,mprime"), "option --spaces");
-  const bool directions = args.has("directions");
-  const std::string outPath = args.value("output");
+  return runConvert(parseConvertOptions(args));
+}
 
-  const Passage passage = readPassage(args);
+namespace {
+
+int runConvert(const ConvertOptions& o) {
+  const std::string& pointsPath = o.pointsPath;
+  const std::vector<qor::TurboTransform::space>& spaces = o.spaces;
+  const bool directions = o.directions;
+  const std::string& outPath = o.outPath;
+  const MeshSettings& settings = o.mesh;
+
+  const Passage passage = readPassage(o.passage);
   const PointTable table = [&] {
     Phase phase("reading " + pointsPath);
-    return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+    return readPointFile(pointsPath, pointsFrame(o.pointsForcedBy, passage.coords),
+                         o.pointsForcedBy);
   }();
   const Coords coords = table.coords;
-  const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
 
@@ -170,9 +244,9 @@ int runConvert(int argc, char** argv) {
         // point's theta.
         for (const P* d : {&stream[k], &span[k]}) {
           const P a = frame.toXYZ(P((*d)[0], (*d)[1], art[k][2]));
-          const P o = frame.toXYZ(P(0.0f, 0.0f, art[k][2]));
-          out << ',' << csvNumber(a[0] - o[0]) << ',' << csvNumber(a[1] - o[1]) << ','
-              << csvNumber(a[2] - o[2]);
+          const P origin = frame.toXYZ(P(0.0f, 0.0f, art[k][2]));
+          out << ',' << csvNumber(a[0] - origin[0]) << ',' << csvNumber(a[1] - origin[1]) << ','
+              << csvNumber(a[2] - origin[2]);
         }
       } else {
         out << ',' << csvNumber(stream[k][0]) << ',' << csvNumber(stream[k][1]) << ','
@@ -184,6 +258,8 @@ int runConvert(int argc, char** argv) {
   finishOutput(outPath, out);
   return 0;
 }
+
+}  // namespace
 
 int runInvert(int argc, char** argv) {
   CliArgs args(
@@ -209,40 +285,28 @@ int runInvert(int argc, char** argv) {
                   meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
-  const std::string spaceOpt = spaceOption(args);
-  const qor::TurboTransform::space space =
-      spaceFromName(args.value(spaceOpt, "nm"), "option --" + spaceOpt);
-  if (space == qor::TurboTransform::span || space == qor::TurboTransform::nspan) {
-    throw ToolError("option --" + spaceOpt + ": '" + spaceName(space) +
-                    "' cannot be inverted (use mprime, m, nmprime, nm, rnm or mprimeScaled)");
-  }
-  std::vector<P> input;
-  std::vector<int> lines;
+  return runInvert(parseInvertOptions(args));
+}
+
+namespace {
+
+int runInvert(const InvertOptions& o) {
+  const qor::TurboTransform::space space = o.space;
+  std::vector<P> input = o.at;
+  std::vector<int> lines(o.at.size(), 0);
   std::string inputPath = "option --at";
-  for (const std::string& at : args.values("at")) {
-    const std::vector<double> v = CliArgs::parseNumberList(at, "option --at");
-    if (v.size() != 3) throw ToolError("option --at: expected value,theta,span, got '" + at + "'");
-    input.emplace_back(static_cast<float>(v[0]), static_cast<float>(v[1]),
-                       static_cast<float>(v[2]));
-    lines.push_back(0);
-  }
-  if (!args.positionals().empty()) {
-    inputPath = args.positionals().front();
+  if (!o.inputPath.empty()) {
+    inputPath = o.inputPath;
     const PointTable t = readPointFile(inputPath, Coords::values);
     input.insert(input.end(), t.points.begin(), t.points.end());
     lines.insert(lines.end(), t.lines.begin(), t.lines.end());
   }
-  if (input.empty())
-    throw ToolError(
-        "nothing to convert: give --at v,theta,span or a file (see 'qor-meridional invert "
-        "--help')");
-  const bool toXyz = args.has("to-xyz");
-  const std::string outPath = args.value("output");
+  const bool toXyz = o.toXyz;
+  const std::string& outPath = o.outPath;
 
-  const Passage passage = readPassage(args);
-  const MeshSettings settings = readMeshSettings(args);
+  const Passage passage = readPassage(o.passage);
   bool folded = false;
-  const auto transform = buildTransform(passage, settings, folded);
+  const auto transform = buildTransform(passage, o.mesh, folded);
   const qor::AxisFrame frame = axisFrame(passage);
 
   std::ofstream file;
@@ -258,11 +322,11 @@ int runInvert(int argc, char** argv) {
       transform->convertSpaceTNsToART(space, input[k], art);
       status[k] = static_cast<std::int8_t>(clampedSide(*transform, space, input[k]));
     });
-    const P o = toXyz ? frame.toXYZ(art) : art;
+    const P result = toXyz ? frame.toXYZ(art) : art;
     out << lines[k] << ',' << csvNumber(input[k][0]) << ',' << csvNumber(input[k][1]) << ','
-        << csvNumber(input[k][2]) << ',' << locationName(status[k]) << ',' << csvNumber(o[0])
-        << ',' << csvNumber(o[1]);
-    if (toXyz) out << ',' << csvNumber(o[2]);
+        << csvNumber(input[k][2]) << ',' << locationName(status[k]) << ','
+        << csvNumber(result[0]) << ',' << csvNumber(result[1]);
+    if (toXyz) out << ',' << csvNumber(result[2]);
     out << '\n';
     if (k % 1024 == 0) progress.update(k);
   }
@@ -271,5 +335,7 @@ int runInvert(int argc, char** argv) {
   reportOutside(status, inputPath == "option --at" ? "the --at points" : inputPath);
   return 0;
 }
+
+}  // namespace
 
 }  // namespace qormeridional

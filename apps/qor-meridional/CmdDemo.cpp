@@ -38,6 +38,13 @@ void writeCurve(const std::string& path, const std::vector<P>& c) {
   finishOutput(path, out);
 }
 
+struct DemoOptions {
+  std::string dir;  ///< --output-dir
+  MeshSettings mesh;
+};
+
+int runDemo(const DemoOptions& o);
+
 }  // namespace
 
 int runDemo(int argc, char** argv) {
@@ -54,8 +61,17 @@ int runDemo(int argc, char** argv) {
       "It prints the mesh size and quality and a table of the sample conversions.",
       joinOptions({{"output-dir", "dir", "where to write (default: qor-demo)"}}, meshOptions()), 0);
   if (parseOrHelp(args, argc, argv)) return 0;
-  const std::string dir = args.value("output-dir", "qor-demo");
-  const MeshSettings settings = readMeshSettings(args);
+  DemoOptions o;
+  o.dir = args.value("output-dir", "qor-demo");
+  o.mesh = readMeshSettings(args);
+  return runDemo(o);
+}
+
+namespace {
+
+int runDemo(const DemoOptions& o) {
+  const std::string& dir = o.dir;
+  const MeshSettings& settings = o.mesh;
   ensureDirectory(dir);
   ensureDirectory(dir + "/passage");
 
@@ -164,5 +180,7 @@ int runDemo(int argc, char** argv) {
             << "/passage --units mm --output my-mesh\n";
   return 0;
 }
+
+}  // namespace
 
 }  // namespace qormeridional
