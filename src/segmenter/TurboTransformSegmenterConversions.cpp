@@ -3,6 +3,7 @@
 /// boundary accessors and normalised arc length along a span line.
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -344,8 +345,11 @@ void TurboTransformSegmenter::checkTolerance(const char* function, double tolera
   }
 }
 
-int TurboTransformSegmenter::segmentOf(const TripletBase<float>& rnmThetaNspan,
+int TurboTransformSegmenter::segmentOf(const TripletBase<float>& art,
+                                       const TripletBase<float>& rnmThetaNspan,
                                        double tolerance) const {
+  // The transform places a NaN point in some cell and gives it finite values: refuse it here.
+  if (std::isnan(art[0]) || std::isnan(art[1])) return -1;
   const double x = rnmThetaNspan[0];
   const double eta = rnmThetaNspan[2];
   // Written so that NaN fails every test and lands outside.
@@ -382,7 +386,7 @@ int TurboTransformSegmenter::findSegment(const TripletBase<float>& art, double t
   checkTolerance("findSegment", tolerance);
   TripletBase<float> sts;
   m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art, sts);
-  return segmentOf(sts, tolerance);
+  return segmentOf(art, sts, tolerance);
 }
 
 void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::size_t n,
@@ -404,7 +408,7 @@ void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::si
     for (std::size_t b = begin; b < end; b += kBlock) {
       const std::size_t count = std::min(kBlock, end - b);
       m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art + b, count, sts, one);
-      for (std::size_t p = 0; p < count; ++p) segment[b + p] = segmentOf(sts[p], tolerance);
+      for (std::size_t p = 0; p < count; ++p) segment[b + p] = segmentOf(art[b + p], sts[p], tolerance);
     }
   });
 }

@@ -228,7 +228,7 @@ class QOR_API TurboTransformSegmenter {
   /// internal boundary belongs to the segment east of it.
   /// @param tolerance how far, in rnm and in normalised span, a point may lie beyond the inlet,
   ///        outlet, hub or shroud and still belong to a segment (>= 0; the tool uses 1e-3)
-  /// @return 0..N, or -1 for a point beyond that (or with a NaN rnm or span)
+  /// @return 0..N, or -1 for a point beyond that (or with a NaN axial or radial coordinate)
   /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
   /// @throws data::invalid for a negative or NaN tolerance
   int findSegment(const TripletBase<float>& art, double tolerance) const;
@@ -279,7 +279,8 @@ class QOR_API TurboTransformSegmenter {
   void placeEndOnWall(const ParametricCurve& extended, double target,
                       TripletBase<float>& end) const;
   bool usesCommonSpans() const;
-  int segmentOf(const TripletBase<float>& rnmThetaNspan, double tolerance) const;
+  int segmentOf(const TripletBase<float>& art, const TripletBase<float>& rnmThetaNspan,
+                double tolerance) const;
   void checkTolerance(const char* function, double tolerance) const;
 
   bool m_attached = false;
