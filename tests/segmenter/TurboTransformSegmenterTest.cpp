@@ -318,21 +318,21 @@ TEST(TurboTransformSegmenterAnnulus, inverseBetweenSpanValuesFollowsSlantedEdges
 }
 
 TEST(TurboTransformSegmenterAnnulus, findSegmentPlacesPointsBetweenSlantedLinesAndRefusesFarPoints) {
-  // Edges A = 0.3 + 0.2 eta and 0.7 - 0.1 eta; on the annulus rnm = A and nspan = R - 1. Points
-  // keep 2 % of the local segment width from the lines.
+  // Edges A = 0.3 + 0.2 eta and 0.7 - 0.1 eta; on the annulus rnm = A and nspan = R - 1, and the
+  // lines' rnm is linear in span between their samples. Points 2e-3 west or east of a line (the
+  // rnm comes within float rounding) at random spans.
   const qortest::Built& b = annulusUnit();
   const Curves edges = {qortest::line(0.3, 1.0, 0.5, 2.0, 11), qortest::line(0.7, 1.0, 0.6, 2.0, 11)};
   std::mt19937 rng(9);
-  std::uniform_real_distribution<double> unit(0.02, 0.98);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
   for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
     Seg seg(&b.transform, method);
     seg.setInternalBoundaries(edges, {false, false});
     for (int trial = 0; trial < 60; ++trial) {
-      const int s = trial % 3;
-      const double v = unit(rng), lines[4] = {0.0, 0.3 + 0.2 * v, 0.7 - 0.1 * v, 1.0};
-      const double a = lines[s] + unit(rng) * (lines[s + 1] - lines[s]);
+      const int line = 1 + trial % 2, east = (trial / 2) % 2;
+      const double v = unit(rng), a = (line == 1 ? 0.3 + 0.2 * v : 0.7 - 0.1 * v) + (east ? 2e-3 : -2e-3);
       SCOPED_TRACE(::testing::Message() << "seed 9 trial " << trial << " method " << method);
-      EXPECT_EQ(seg.findSegment(P3(float(a), float(1.0 + v), 0.4f), 1e-3), s) << "A " << a << " span " << v;
+      EXPECT_EQ(seg.findSegment(P3(float(a), float(1.0 + v), 0.4f), 1e-3), line - 1 + east) << "A " << a << " span " << v;
     }
     // Beyond the inlet, the outlet, the hub and the shroud: outside unless within the tolerance.
     for (const P3& p : {P3(-0.01f, 1.5f, 0), P3(1.01f, 1.5f, 0), P3(0.5f, 0.99f, 0), P3(0.5f, 2.01f, 0)}) {
