@@ -408,7 +408,9 @@ void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::si
     for (std::size_t b = begin; b < end; b += kBlock) {
       const std::size_t count = std::min(kBlock, end - b);
       m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art + b, count, sts, one);
-      for (std::size_t p = 0; p < count; ++p) segment[b + p] = segmentOf(art[b + p], sts[p], tolerance);
+      for (std::size_t p = 0; p < count; ++p) {
+        segment[b + p] = segmentOf(art[b + p], sts[p], tolerance);
+      }
     }
   });
 }
