@@ -220,6 +220,15 @@ qor_cli_test(realdata_centrifugal_lowspeed_segment NEEDS_ENV QOR_DATA_DIR
        --boundaries|@QOR_DATA_DIR@/centrifugal-compressor-lowspeed/internal_boundaries.csv|--units|m
   STDOUT "4 internal boundaries, 5 segments" "segment 1: row1_LE -> row1_TE" "segment 3: row2_LE -> row2_TE"
   FILES segments-boundaries.csv segments.svg)
+# Blade edges of three points on the LP steam turbine (slanted, on curved walls): every given
+# point converts to u within 1e-3 of 0 and 1 with the tool's defaults.
+qor_cli_test(realdata_lp_steam_turbine_segment_edges NEEDS_ENV QOR_DATA_DIR
+  ARGS segment|@QOR_DATA_DIR@/two-stage-lp-steam-turbine/internal_boundaries.csv
+       --passage|@QOR_DATA_DIR@/two-stage-lp-steam-turbine
+       --boundaries|@QOR_DATA_DIR@/two-stage-lp-steam-turbine/internal_boundaries.csv
+  NUMBER_REGEX "boundary deviation: the given boundary points convert to u within ([-0-9.e+]+) of 0 and 1\n"
+  NUMBER_MAX 0.001
+  STDERR ": 0 of 24 points outside the passage")
 # The SU2 wedge mesh: 13,572 Cartesian nodes about the z axis in the annulus hub r = 0.25 m, shroud
 # r = 0.325 m, z = -0.15 .. 0.20 m, where nm = (z + 0.15) / 0.35 and nspan = (r - 0.25) / 0.075.
 qor_cli_test(realdata_su2_nodes_xyz NEEDS_ENV QOR_DATA_DIR

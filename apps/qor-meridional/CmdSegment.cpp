@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
@@ -13,35 +14,232 @@
 #include "SvgWriter.h"
 #include "ToolError.h"
 #include "Warnings.h"
-#include "qor/foundation/ParametricCurve.h"
 #include "qor/segmenter/TurboTransformSegmenter.h"
 
 namespace qormeridional {
 namespace {
 
-// Points per internal boundary handed to the segmenter.
+// Points per internal boundary handed to the segmenter (at least; the given points are kept).
 constexpr int kBoundaryPoints = 64;
+// Points beyond the walls, the inlet or the outlet by up to this much in normalised span or rnm
+// still belong to a segment (points on a wall may come out a little outside 0..1).
+constexpr double kInside = 1e-3;
 
 using P = qor::TripletBase<float>;
 using Seg = qor::TurboTransformSegmenter;
 
-/// rnm of a boundary line at normalised span `span`, interpolated along the line.
-double rnmAtSpan(const std::vector<P>& rnmThetaSpan, double span) {
-  const P* prev = nullptr;
-  for (const P& p : rnmThetaSpan) {
-    if (prev != nullptr && ((double((*prev)[2]) <= span && span <= double(p[2])) ||
-                            (double(p[2]) <= span && span <= double((*prev)[2])))) {
-      const double d = double(p[2]) - (*prev)[2];
-      const double w = d != 0.0 ? (span - (*prev)[2]) / d : 0.0;
-      return (*prev)[0] + w * (double(p[0]) - (*prev)[0]);
+/// The internal boundaries as given, with their names and the file line of their first points.
+struct Boundaries {
+  std::string path;  ///< the boundaries file ("" for the demo's edges)
+  std::vector<std::vector<P>> curves;
+  std::vector<std::string> names;
+  std::vector<int> lines;
+};
+
+/// Reads --boundaries (Cartesian points projected about the axis), or the demo's blade edges.
+Boundaries readBoundaries(const CliArgs& args, const Passage& passage) {
+  Boundaries b;
+  if (args.has("boundaries")) {
+    b.path = args.value("boundaries");
+    const PointTable table = readPointFile(b.path, passage.coords);
+    b.curves = splitCurves(table, b.names, b.lines);
+    for (std::size_t k = 0; k < b.curves.size(); ++k) {
+      if (b.curves[k].size() < 2) {
+        throw fileError(b.path, b.lines[k],
+                        "boundary '" + b.names[k] +
+                            "' has only one point (a boundary runs from hub to shroud)");
+      }
+      if (table.coords == Coords::xyz) {
+        for (P& p : b.curves[k]) p = xyzToArt(passage, p);
+      }
     }
-    prev = &p;
+  } else if (args.has("demo")) {
+    b.curves = makeDemoPassage().bladeEdges;
+    b.names = {"impeller LE", "impeller TE"};
+    b.lines.assign(b.curves.size(), 0);
+  } else {
+    throw ToolError("missing option --boundaries (see 'qor-meridional segment --help')");
   }
-  // Outside the line's span range: its nearer end.
-  if (rnmThetaSpan.empty()) return 0.0;
-  const P& a = rnmThetaSpan.front();
-  const P& b = rnmThetaSpan.back();
-  return std::fabs(span - a[2]) < std::fabs(span - b[2]) ? a[0] : b[0];
+  return b;
+}
+
+/// Puts the boundaries in inlet-to-outlet order by the mean rnm of their points.
+void orderInletToOutlet(const qor::TurboTransform& transform, Boundaries& b) {
+  std::vector<double> meanRnm(b.curves.size(), 0.0);
+  for (std::size_t k = 0; k < b.curves.size(); ++k) {
+    std::vector<float> v;
+    transform.convertARTtoSpace(qor::TurboTransform::rnm, b.curves[k], v);
+    meanRnm[k] = std::accumulate(v.begin(), v.end(), 0.0) / double(v.size());
+  }
+  std::vector<std::size_t> order(b.curves.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t x, std::size_t y) { return meanRnm[x] < meanRnm[y]; });
+  Boundaries sorted;
+  sorted.path = b.path;
+  for (std::size_t k : order) {
+    sorted.curves.push_back(b.curves[k]);
+    sorted.names.push_back(b.names[k]);
+    sorted.lines.push_back(b.lines[k]);
+  }
+  b = std::move(sorted);
+}
+
+/// The given points with points added evenly along each chord between them, at least
+/// kBoundaryPoints in all: the segmenter interpolates span linearly between a boundary's points,
+/// which a blade edge of a few points does not resolve. Every given point is kept.
+std::vector<P> densify(const std::vector<P>& given) {
+  std::vector<double> chord(given.size() > 1 ? given.size() - 1 : 0);
+  double total = 0.0;
+  for (std::size_t k = 0; k < chord.size(); ++k) {
+    chord[k] = std::hypot(double(given[k + 1][0]) - given[k][0],
+                          double(given[k + 1][1]) - given[k][1]);
+    total += chord[k];
+  }
+  std::vector<P> out;
+  out.push_back(given.front());
+  for (std::size_t k = 0; k < chord.size(); ++k) {
+    const int pieces =
+        total > 0.0 ? std::max(1, int(std::ceil((kBoundaryPoints - 1) * chord[k] / total))) : 1;
+    for (int q = 1; q < pieces; ++q) {
+      const double w = double(q) / pieces;
+      out.push_back(P(float(given[k][0] + w * (double(given[k + 1][0]) - given[k][0])),
+                      float(given[k][1] + w * (double(given[k + 1][1]) - given[k][1])), 0.0f));
+    }
+    out.push_back(given[k + 1]);
+  }
+  return out;
+}
+
+/// Hands the densified boundaries to the segmenter; a library error about one boundary names the
+/// file and the line of its first point.
+void setBoundaries(Seg& segmenter, const Boundaries& b) {
+  std::vector<std::vector<P>> dense;
+  for (const auto& curve : b.curves) dense.push_back(densify(curve));
+  try {
+    segmenter.setInternalBoundaries(dense, std::vector<bool>(dense.size(), true));
+  } catch (const qor::Error& e) {
+    if (b.path.empty()) throw;
+    const std::size_t at = e.getMessage().find("Boundary = ");
+    const std::size_t k = at == std::string::npos
+                              ? b.curves.size()
+                              : std::strtoul(e.getMessage().c_str() + at + 11, nullptr, 10);
+    const std::string which = k < b.names.size() ? "boundary '" + b.names[k] + "': " : "";
+    throw fileError(b.path, k < b.lines.size() ? b.lines[k] : 0, which + describe(e));
+  }
+}
+
+/// The largest distance of u from 0 (segment east of the boundary) and from 1 (segment west of
+/// it) over the given points of every internal boundary.
+double boundaryDeviation(const Seg& segmenter, Seg::spaceSeg space, const Boundaries& b) {
+  double worst = 0.0;
+  for (std::size_t k = 0; k < b.curves.size(); ++k) {
+    const int east = int(k) + 1;
+    std::vector<P> uv;
+    segmenter.convertARTtoSpaceNspan(east, space, b.curves[k], uv);
+    for (const P& q : uv) worst = std::max(worst, std::fabs(double(q[0])));
+    segmenter.convertARTtoSpaceNspan(east - 1, space, b.curves[k], uv);
+    for (const P& q : uv) worst = std::max(worst, std::fabs(double(q[0]) - 1.0));
+  }
+  return worst;
+}
+
+/// Writes the fitted boundary lines (inlet, internal boundaries, outlet) as CSV.
+void writeBoundaryLines(const std::string& path, const std::vector<std::vector<P>>& lines,
+                        const std::vector<std::string>& lineNames) {
+  std::ofstream out(path);
+  if (!out) throw ToolError(path + ": cannot write");
+  out << "line,name,point,axial,radial\n";
+  for (std::size_t b = 0; b < lines.size(); ++b) {
+    for (std::size_t k = 0; k < lines[b].size(); ++k) {
+      out << b << ',' << lineNames[b] << ',' << k << ',' << csvNumber(lines[b][k][0]) << ','
+          << csvNumber(lines[b][k][1]) << '\n';
+    }
+  }
+  finishOutput(path, out);
+}
+
+/// One line per segment on standard output: its boundary lines and the length of its hub piece.
+void printSegments(const Seg& segmenter, const std::vector<std::string>& lineNames,
+                   const std::string& units) {
+  for (int s = 0; s <= segmenter.getLastSegmentID(); ++s) {
+    std::vector<P> hubPiece;
+    segmenter.getSegmentInternalBoundarySouth(s, hubPiece);
+    double len = 0.0;
+    for (std::size_t k = 1; k < hubPiece.size(); ++k) {
+      len += std::hypot(double(hubPiece[k][0]) - hubPiece[k - 1][0],
+                        double(hubPiece[k][1]) - hubPiece[k - 1][1]);
+    }
+    char line[200];
+    std::snprintf(line, sizeof line, "  segment %d: %s -> %s, hub length %.4g%s%s\n", s,
+                  lineNames[std::size_t(s)].c_str(), lineNames[std::size_t(s) + 1].c_str(), len,
+                  units.empty() ? "" : " ", units.c_str());
+    std::cout << line;
+  }
+}
+
+/// Reads the points file, finds each point's segment and (u, v), writes <prefix>.csv and adds the
+/// points to the picture.
+void segmentPoints(const CliArgs& args, const std::string& pointsPath, const Passage& passage,
+                   const qor::TurboTransform& transform, const Seg& segmenter,
+                   Seg::spaceSeg space, const std::string& path, SvgPicture& pic) {
+  const PointTable table = [&] {
+    Phase phase("reading " + pointsPath);
+    return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+  }();
+  const Coords coords = table.coords;
+  std::vector<P> art(table.points);
+  if (coords == Coords::xyz) {
+    for (P& p : art) p = xyzToArt(passage, p);
+  }
+  const std::size_t n = art.size();
+  std::vector<std::int8_t> status(n);
+  std::vector<int> segment(n);
+  std::vector<P> uv(n, P(0.0f, 0.0f, 0.0f));
+  {
+    Phase phase("segmenting " + pointsPath);
+    qor::TurboTransform::ListOptions every;
+    every.threads = 0;
+    transform.locationStatus(art.data(), n, status.data(), every);
+    segmenter.findSegment(art.data(), n, segment.data(), kInside, every);
+    // (u, v) segment by segment, through the array form on contiguous copies.
+    std::vector<P> in, out;
+    for (int s = 0; s <= segmenter.getLastSegmentID(); ++s) {
+      in.clear();
+      for (std::size_t k = 0; k < n; ++k) {
+        if (segment[k] == s) in.push_back(art[k]);
+      }
+      out.resize(in.size());
+      segmenter.convertARTtoSpaceNspan(s, space, in.data(), in.size(), out.data(), every);
+      std::size_t next = 0;
+      for (std::size_t k = 0; k < n; ++k) {
+        if (segment[k] == s) uv[k] = out[next++];
+      }
+    }
+  }
+  reportOutside(status, pointsPath);
+
+  std::ofstream out(path);
+  if (!out) throw ToolError(path + ": cannot write");
+  out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta")
+      << ",location,segment,u,v\n";
+  Progress progress("writing " + path, n);
+  for (std::size_t k = 0; k < n; ++k) {
+    const P& in = table.points[k];
+    out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
+        << csvNumber(in[2]) << ',' << locationName(status[k]) << ',' << segment[k];
+    if (segment[k] >= 0) {
+      out << ',' << csvNumber(uv[k][0]) << ',' << csvNumber(uv[k][1]) << '\n';
+    } else {
+      out << ",,\n";
+    }
+    if (k % 1024 == 0) progress.update(k);
+  }
+  progress.update(n);
+  finishOutput(path, out);
+  pic.markerLegend = "your points";
+  pic.markers.insert(pic.markers.end(), art.begin(), art.end());
+  pic.markerGroups.insert(pic.markerGroups.end(), segment.begin(), segment.end());
 }
 
 }  // namespace
@@ -55,10 +253,12 @@ int runSegment(int argc, char** argv) {
       "--space, and v the normalised span. Boundaries file: one curve per label (a column named\n"
       "boundary/name/label, as in 'boundary,point,axial,radius') or per blank-line separated\n"
       "block; they are put in inlet-to-outlet order. With --demo and no --boundaries, the\n"
-      "impeller's leading and trailing edges are used. Writes <prefix>-boundaries.csv (the\n"
-      "fitted boundary lines), <prefix>.svg and, given points, <prefix>.csv with segment, u and\n"
-      "v per point (segment -1: outside the passage by more than 0.001 in normalised span or\n"
-      "rnm).\n"
+      "impeller's leading and trailing edges are used. Every given boundary point is kept (points\n"
+      "are added between them) and, with the library's exact boundaries, converts to u = 0 or 1:\n"
+      "the tool prints the largest deviation. Writes <prefix>-boundaries.csv (the fitted\n"
+      "boundary lines), <prefix>.svg and, given points, <prefix>.csv with segment, u and v per\n"
+      "point (segment -1: outside the passage by more than 0.001 in normalised span or rnm; a\n"
+      "point on a boundary belongs to the segment downstream of it).\n"
       "\n"
       "example: qor-meridional segment --demo qor-demo/sample-points.csv --space rnm",
       joinOptions(
@@ -66,7 +266,11 @@ int runSegment(int argc, char** argv) {
                        {"space", "m|nm|rnm|mprime", "space in which u is measured (default rnm)"},
                        {"spaces", "m|nm|rnm|mprime", "the same as --space"},
                        {"sampling", "mergedSpan|backgroundMeshSpan",
-                        "span sampling of the boundaries (default backgroundMeshSpan)"},
+                        "span sampling of the boundaries (default backgroundMeshSpan; with exact "
+                        "boundaries both sample at every given point's span)"},
+                       {"compatible-boundaries", "",
+                        "the library's default boundary lines (sampled as --sampling says, ends "
+                        "on the mesh's wall lines) instead of exact boundaries"},
                        {"points-art", "", "the points are (axial, radial[, theta])"},
                        {"points-xyz", "", "the points are Cartesian (x, y, z) about the axis"},
                        {"output", "prefix", "output file prefix (default: segments)"}},
@@ -87,124 +291,40 @@ int runSegment(int argc, char** argv) {
                                         : Seg::backgroundMeshSpan;
   const std::string prefix = args.value("output", "segments");
   const Passage passage = readPassage(args);
-
-  // Internal boundaries.
-  std::vector<std::vector<P>> boundaries;
-  std::vector<std::string> names;
-  std::vector<int> firstLines;
-  const std::string boundaryPath = args.value("boundaries");
-  if (args.has("boundaries")) {
-    const std::string& path = boundaryPath;
-    const PointTable table = readPointFile(path, passage.coords);
-    boundaries = splitCurves(table, names, firstLines);
-    for (std::size_t b = 0; b < boundaries.size(); ++b) {
-      if (boundaries[b].size() < 2) {
-        throw fileError(
-            path, firstLines[b],
-            "boundary '" + names[b] + "' has only one point (a boundary runs from hub to shroud)");
-      }
-      if (table.coords == Coords::xyz) {
-        for (P& p : boundaries[b]) p = xyzToArt(passage, p);
-      }
-    }
-  } else if (args.has("demo")) {
-    boundaries = makeDemoPassage().bladeEdges;
-    names = {"impeller LE", "impeller TE"};
-  } else {
-    throw ToolError("missing option --boundaries (see 'qor-meridional segment --help')");
-  }
+  Boundaries boundaries = readBoundaries(args, passage);
 
   const MeshSettings settings = readMeshSettings(args);
   bool folded = false;
   const auto transform = buildTransform(passage, settings, folded);
-
-  // Inlet-to-outlet order by the mean rnm of each boundary's points.
-  std::vector<double> meanRnm(boundaries.size(), 0.0);
-  for (std::size_t b = 0; b < boundaries.size(); ++b) {
-    std::vector<P> pts(boundaries[b]);
-    std::vector<float> v;
-    transform->convertARTtoSpace(qor::TurboTransform::rnm, pts, v);
-    meanRnm[b] = std::accumulate(v.begin(), v.end(), 0.0) / double(v.size());
-  }
-  std::vector<std::size_t> order(boundaries.size());
-  std::iota(order.begin(), order.end(), 0);
-  std::stable_sort(order.begin(), order.end(),
-                   [&](std::size_t a, std::size_t b) { return meanRnm[a] < meanRnm[b]; });
-  std::vector<std::vector<P>> sorted;
-  std::vector<std::string> sortedNames;
-  std::vector<int> sortedLines;
-  for (std::size_t k : order) {
-    sortedLines.push_back(firstLines.empty() ? 0 : firstLines[k]);
-    // Blade edges often come as a handful of points; the segmenter interpolates span linearly
-    // between them, so they are resampled evenly along their length first.
-    std::vector<P> dense;
-    qor::ParametricCurve(boundaries[k], qor::ParametricCurve::curve2d)
-        .getCurveForEquidistantS(dense, std::max<int>(kBoundaryPoints, int(boundaries[k].size())));
-    sorted.push_back(dense);
-    sortedNames.push_back(names[k]);
-  }
+  orderInletToOutlet(*transform, boundaries);
 
   Seg segmenter(transform.get(), method);
-  try {
-    segmenter.setInternalBoundaries(sorted, std::vector<bool>(sorted.size(), true));
-  } catch (const qor::Error& e) {
-    if (boundaryPath.empty()) throw;
-    // The boundary the library names by its index, by the line of its first point.
-    const std::size_t at = e.getMessage().find("Boundary = ");
-    const std::size_t b = at == std::string::npos
-                              ? sorted.size()
-                              : std::strtoul(e.getMessage().c_str() + at + 11, nullptr, 10);
-    const std::string which =
-        b < sortedNames.size() ? "boundary '" + sortedNames[b] + "': " : std::string();
-    throw fileError(boundaryPath, b < sortedLines.size() ? sortedLines[b] : 0,
-                    which + describe(e));
-  }
+  segmenter.setExactBoundaries(!args.has("compatible-boundaries"));
+  setBoundaries(segmenter, boundaries);
   const int lastSegment = segmenter.getLastSegmentID();
 
   std::vector<std::string> lineNames = {"inlet"};
-  lineNames.insert(lineNames.end(), sortedNames.begin(), sortedNames.end());
+  lineNames.insert(lineNames.end(), boundaries.names.begin(), boundaries.names.end());
   lineNames.push_back("outlet");
-  std::cout << sorted.size() << " internal boundar" << (sorted.size() == 1 ? "y" : "ies") << ", "
+  const std::size_t count = boundaries.curves.size();
+  std::cout << count << " internal boundar" << (count == 1 ? "y" : "ies") << ", "
             << lastSegment + 1 << " segment" << (lastSegment == 0 ? "" : "s") << " (u in "
             << spaceText << ")\n";
-
-  // Fitted boundary lines and their (rnm, theta, nspan), for the picture and segment membership.
-  std::vector<std::vector<P>> lines;
-  std::vector<std::vector<P>> linesRnm;
-  for (int s = 0; s <= lastSegment + 1; ++s) {
-    lines.push_back(s <= lastSegment ? segmenter.getInternalBoundaryWest(s)
-                                     : segmenter.getInternalBoundaryEast(lastSegment));
-    std::vector<P> tns;
-    transform->convertARTtoSpaceTNs(qor::TurboTransform::rnm, lines.back(), tns);
-    linesRnm.push_back(std::move(tns));
-  }
-  {
-    const std::string path = prefix + "-boundaries.csv";
-    std::ofstream out(path);
-    if (!out) throw ToolError(path + ": cannot write");
-    out << "line,name,point,axial,radial\n";
-    for (std::size_t b = 0; b < lines.size(); ++b) {
-      for (std::size_t k = 0; k < lines[b].size(); ++k) {
-        out << b << ',' << lineNames[b] << ',' << k << ',' << csvNumber(lines[b][k][0]) << ','
-            << csvNumber(lines[b][k][1]) << '\n';
-      }
-    }
-    finishOutput(path, out);
-  }
-  for (int s = 0; s <= lastSegment; ++s) {
-    std::vector<P> hubPiece;
-    segmenter.getSegmentInternalBoundarySouth(s, hubPiece);
-    double len = 0.0;
-    for (std::size_t k = 1; k < hubPiece.size(); ++k) {
-      len += std::hypot(double(hubPiece[k][0]) - hubPiece[k - 1][0],
-                        double(hubPiece[k][1]) - hubPiece[k - 1][1]);
-    }
+  if (count > 0) {
     char line[200];
-    std::snprintf(line, sizeof line, "  segment %d: %s -> %s, hub length %.4g%s%s\n", s,
-                  lineNames[std::size_t(s)].c_str(), lineNames[std::size_t(s) + 1].c_str(), len,
-                  passage.units.empty() ? "" : " ", passage.units.c_str());
+    std::snprintf(line, sizeof line,
+                  "boundary deviation: the given boundary points convert to u within %.3g of 0 "
+                  "and 1%s\n",
+                  boundaryDeviation(segmenter, space, boundaries),
+                  segmenter.getExactBoundaries() ? "" : " (compatible boundaries)");
     std::cout << line;
   }
+
+  std::vector<std::vector<P>> lines;
+  for (int s = 0; s <= lastSegment; ++s) lines.push_back(segmenter.getInternalBoundaryWest(s));
+  lines.push_back(segmenter.getInternalBoundaryEast(lastSegment));
+  writeBoundaryLines(prefix + "-boundaries.csv", lines, lineNames);
+  printSegments(segmenter, lineNames, passage.units);
 
   SvgPicture pic;
   pic.title = "Segments: " + passage.name;
@@ -213,69 +333,11 @@ int runSegment(int argc, char** argv) {
   for (std::size_t b = 1; b + 1 < lines.size(); ++b)
     pic.lines.push_back({lines[b], SvgStyle::boundary, lineNames[b], true});
 
-  // Points.
   const std::string pointsPath =
       args.positionals().empty() ? std::string() : args.positionals().front();
   if (!pointsPath.empty()) {
-    const PointTable table = [&] {
-      Phase phase("reading " + pointsPath);
-      return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
-    }();
-    const Coords coords = table.coords;
-    pic.markerLegend = "your points";
-    std::vector<P> art(table.points);
-    if (coords == Coords::xyz) {
-      for (P& p : art) p = xyzToArt(passage, p);
-    }
-    // rnm and nspan of every point, which choose its segment, and its status: one location each.
-    const qor::TurboTransform::space rnmNspan[2] = {qor::TurboTransform::rnm,
-                                                    qor::TurboTransform::nspan};
-    std::vector<float> where(2 * art.size());
-    std::vector<std::int8_t> status(art.size());
-    qor::TurboTransform::ListOptions every;
-    every.threads = 0;
-    transform->convertARTtoSpace(art.data(), art.size(), rnmNspan, 2, where.data(), nullptr, nullptr,
-                                 status.data(), every);
-    reportOutside(status, pointsPath);
-    const std::string path = prefix + ".csv";
-    std::ofstream out(path);
-    if (!out) throw ToolError(path + ": cannot write");
-    out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta")
-        << ",location,segment,u,v\n";
-    // Points on a wall may come out a little outside 0..1 (the mesh edges are polygons through the
-    // curve points): within this normalised distance they count as inside.
-    constexpr double kInside = 1e-3;
-    Progress progress("segmenting " + pointsPath, art.size());
-    for (std::size_t k = 0; k < art.size(); ++k) {
-      const double x = where[2 * k];
-      const double eta = where[2 * k + 1];
-      int segment = -1;
-      if (x >= -kInside && x <= 1.0 + kInside && eta >= -kInside && eta <= 1.0 + kInside) {
-        segment = 0;
-        for (int b = 1; b <= lastSegment; ++b) {
-          if (x >= rnmAtSpan(linesRnm[std::size_t(b)], eta)) segment = b;
-        }
-      }
-      P uv(0.0f, 0.0f, 0.0f);
-      if (segment >= 0) {
-        atPoint(pointsPath, table.lines[k],
-                [&] { segmenter.convertARTtoSpaceNspan(segment, space, art[k], uv); });
-      }
-      const P& in = table.points[k];
-      out << table.lines[k] << ',' << csvNumber(in[0]) << ',' << csvNumber(in[1]) << ','
-          << csvNumber(in[2]) << ',' << locationName(status[k]) << ',' << segment;
-      if (segment >= 0) {
-        out << ',' << csvNumber(uv[0]) << ',' << csvNumber(uv[1]) << '\n';
-      } else {
-        out << ",,\n";
-      }
-      pic.markers.push_back(art[k]);
-      pic.markerGroups.push_back(segment);
-      if (k % 1024 == 0) progress.update(k);
-    }
-    progress.update(art.size());
-    finishOutput(path, out);
-    std::cout << "wrote " << path << ", ";
+    segmentPoints(args, pointsPath, passage, *transform, segmenter, space, prefix + ".csv", pic);
+    std::cout << "wrote " << prefix << ".csv, ";
   } else {
     std::cout << "wrote ";
   }

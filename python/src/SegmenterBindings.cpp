@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,12 @@ segmenter keeps its transform alive; the transform must keep its background mesh
            "The transform the segmenter is attached to.")
       .def("setDebug", &Seg::setDebug, py::arg("on"),
            "Debug mode: the set-up writes one file per step and boundary into the working directory.")
+      .def("setExactBoundaries", &Seg::setExactBoundaries, py::arg("on"),
+           R"doc(Exact boundaries (off by default, as in the C++ class): every boundary line is sampled
+at the union of the mesh's span values and the spans of all given boundary points, so each given
+point converts to u = 0 or 1, and the hub and shroud ends are where the transform's nspan is 0 and
+1 along the boundary. Takes effect at the next setInternalBoundaries.)doc")
+      .def("getExactBoundaries", &Seg::getExactBoundaries, "Whether exact boundaries are on.")
       .def("setTurboTransform", &Seg::setTurboTransform, py::arg("transform"), py::arg("method"),
            py::keep_alive<1, 2>(),
            "Attaches another transform (boundaries must be set again afterwards).")
@@ -205,6 +212,33 @@ clean: one bool per curve, or one for all: reorder the points and drop repeated 
           },
           py::arg("segment"), py::arg("uv"), py::arg("threads") = 0,
           "convertSpaceNspanToART with k = rnm.")
+      .def(
+          "findSegment",
+          [](const Seg& s, py::handle p, double tolerance, int threads) -> py::object {
+            const int th = threadCount(threads);
+            py::array a = numeric(p, "p");
+            if (isTriplet(a, "p")) return py::cast(s.findSegment(triplet(a, "p"), tolerance));
+            F32 in = pointList(a, "p");
+            const std::size_t n = rows(in);
+            py::array_t<std::int32_t> out(static_cast<py::ssize_t>(n));
+            static_assert(sizeof(std::int32_t) == sizeof(int), "int is 32 bits");
+            int* o = reinterpret_cast<int*>(out.mutable_data());
+            const P* i = points(in);
+            {
+              py::gil_scoped_release release;
+              TT::ListOptions options;
+              options.threads = th;
+              s.findSegment(i, n, o, tolerance, options);
+            }
+            return std::move(out);
+          },
+          py::arg("p"), py::arg("tolerance") = 1e-3, py::arg("threads") = 0,
+          (std::string("The segment holding (axial, radial, theta) points: a triplet gives an int, a "
+                       "list (N, 3) an int32 array; -1 for a point beyond the inlet, outlet, hub or "
+                       "shroud by more than `tolerance` in rnm or normalised span. A point on an "
+                       "internal boundary belongs to the segment east of it.\n") +
+           kThreadsDoc)
+              .c_str())
       .def(
           "getArcNdfromRnmNd",
           [](const Seg& s, int id, float span, py::handle positions) {

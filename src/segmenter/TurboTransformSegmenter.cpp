@@ -69,6 +69,10 @@ const TurboTransform* TurboTransformSegmenter::getTurboTransform() const {
   return m_turboTransform;
 }
 
+void TurboTransformSegmenter::setExactBoundaries(bool on) { m_exactBoundaries = on; }
+
+bool TurboTransformSegmenter::getExactBoundaries() const { return m_exactBoundaries; }
+
 void TurboTransformSegmenter::setDebug(bool on) {
   m_debug = on;
   if (on) m_turboTransform->exportInput();
@@ -144,7 +148,8 @@ void TurboTransformSegmenter::setInternalBoundaries(
   for (std::size_t r = 1; r <= n; ++r) {
     const auto record = static_cast<unsigned int>(r);
     work.cleanInternalBoundaryToFitEndsOfBackGroundMesh(record, work.m_cleanBoundaries[r - 1]);
-    if (work.m_segmentMethod == backgroundMeshSpan) {
+    // Exact boundaries keep the given points: no resampling at the mesh's span values.
+    if (work.m_segmentMethod == backgroundMeshSpan && !work.m_exactBoundaries) {
       work.setInternalCurveToFollowSpanOfBackgroundMesh(record);
     }
   }
@@ -205,13 +210,20 @@ void TurboTransformSegmenter::setInternalBoundary(unsigned int i,
   raw = curve;
   work.cleanInternalBoundaryInMeridionalSpace(i, raw, cleaned, clean);
   work.cleanInternalBoundaryToFitEndsOfBackGroundMesh(i + 1, cleaned);
-  if (work.m_segmentMethod == backgroundMeshSpan) {
+  if (work.m_segmentMethod == backgroundMeshSpan && !work.m_exactBoundaries) {
     work.setInternalCurveToFollowSpanOfBackgroundMesh(i + 1);
   }
   // With mergedSpan this recomputes the common span values and every final curve, but only this
-  // record's space values below: the partial refresh is kept for compatibility.
+  // record's space values below: the partial refresh is kept for compatibility. Exact boundaries
+  // refresh every record.
   work.updateFinalCoordinatesAndSpanValues(i + 1);
-  work.updateCurveTransformedSpaces(i + 1);
+  if (work.m_exactBoundaries && work.usesCommonSpans()) {
+    for (std::size_t r = 0; r < work.m_boundaries.size(); ++r) {
+      work.updateCurveTransformedSpaces(static_cast<unsigned int>(r));
+    }
+  } else {
+    work.updateCurveTransformedSpaces(i + 1);
+  }
   *this = work;
 }
 
@@ -298,6 +310,14 @@ void TurboTransformSegmenter::cleanInternalBoundaryToFitEndsOfBackGroundMesh(
   intersectTwoCurve(extended, m_spanCurves.at(0), result.at(0));
   intersectTwoCurve(extended, m_spanCurves.at(m_spanCurves.size() - 1),
                     result.at(result.size() - 1));
+  if (m_exactBoundaries) {
+    // Along the boundary's own points, without the points added above along lines of constant
+    // rnm: those leave the boundary's direction.
+    ParametricCurve own(cleaned, ParametricCurve::curve2d);
+    own.expandCurveBothEnds(0.05);
+    placeEndOnWall(own, 0.0, result.at(0));
+    placeEndOnWall(own, 1.0, result.at(result.size() - 1));
+  }
 
   spans.clear();
   m_turboTransform->convertARTtoSpace(TurboTransform::nspan, result, spans);
@@ -354,16 +374,82 @@ void TurboTransformSegmenter::intersectTwoCurve(const ParametricCurve& a, const 
   }
 }
 
+void TurboTransformSegmenter::placeEndOnWall(const ParametricCurve& extended, double target,
+                                             TripletBase<float>& end) const {
+  // The transform's nspan along the extended boundary; the end goes to the crossing of `target`
+  // nearest (along the boundary) to where the intersection with the mesh's wall line put it.
+  PointList points;
+  std::vector<double> params;
+  extended.getCurve(points);
+  extended.getSvalues(params);
+  if (points.size() < 2 || params.size() != points.size()) return;
+  std::vector<float> spans;
+  m_turboTransform->convertARTtoSpace(TurboTransform::nspan, points, spans);
+  double near = 0.0;
+  extended.projectPoint(end, near);
+  std::size_t best = points.size();
+  double bestDistance = 0.0;
+  for (std::size_t k = 0; k + 1 < points.size(); ++k) {
+    const double a = double(spans[k]) - target;
+    const double b = double(spans[k + 1]) - target;
+    if (!((a <= 0.0 && b >= 0.0) || (a >= 0.0 && b <= 0.0))) continue;  // also skips NaN
+    const double distance = near < params[k]       ? params[k] - near
+                            : near > params[k + 1] ? near - params[k + 1]
+                                                   : 0.0;
+    if (best == points.size() || distance < bestDistance) {
+      best = k;
+      bestDistance = distance;
+    }
+  }
+  if (best == points.size()) return;  // the boundary does not reach the wall: keep the line's end
+
+  // Bisection on the chord between the two points, in its own parameter 0..1.
+  const TripletBase<double> p0(points[best][0], points[best][1], 0.0);
+  const TripletBase<double> p1(points[best + 1][0], points[best + 1][1], 0.0);
+  auto at = [&](double w) {
+    return TripletBase<float>(static_cast<float>(p0[0] + w * (p1[0] - p0[0])),
+                              static_cast<float>(p0[1] + w * (p1[1] - p0[1])), 0.0f);
+  };
+  auto offset = [&](const TripletBase<float>& p) {
+    return double(m_turboTransform->convertARTtoSpace(TurboTransform::nspan, p)) - target;
+  };
+  double lo = 0.0, hi = 1.0;
+  TripletBase<float> loPoint = points[best], hiPoint = points[best + 1];
+  double fLo = double(spans[best]) - target, fHi = double(spans[best + 1]) - target;
+  // 60 halvings take the chord below a float ulp; stop early once the points stop moving.
+  for (int pass = 0; pass < 60 && fLo != 0.0 && fHi != 0.0; ++pass) {
+    const double mid = 0.5 * (lo + hi);
+    const TripletBase<float> midPoint = at(mid);
+    if (midPoint == loPoint || midPoint == hiPoint) break;
+    const double fMid = offset(midPoint);
+    if ((fMid <= 0.0) == (fLo <= 0.0)) {
+      lo = mid;
+      loPoint = midPoint;
+      fLo = fMid;
+    } else {
+      hi = mid;
+      hiPoint = midPoint;
+      fHi = fMid;
+    }
+  }
+  end = std::fabs(fLo) <= std::fabs(fHi) ? loPoint : hiPoint;
+}
+
 void TurboTransformSegmenter::copyToFinal(unsigned int record) {
   SegmentBoundary& rec = m_boundaries.at(record);
   rec.finalCurve = rec.cleanedCurve;
 }
 
+bool TurboTransformSegmenter::usesCommonSpans() const {
+  return m_segmentMethod == mergedSpan ||
+         (m_segmentMethod == backgroundMeshSpan && m_exactBoundaries);
+}
+
 void TurboTransformSegmenter::updateFinalCoordinatesAndSpanValues() {
-  if (m_segmentMethod == backgroundMeshSpan) {
+  if (m_segmentMethod == backgroundMeshSpan && !m_exactBoundaries) {
     m_spanValues = meshSpanValues(*m_turboTransform);
     for (std::size_t r = 0; r < m_boundaries.size(); ++r) copyToFinal(static_cast<unsigned int>(r));
-  } else if (m_segmentMethod == mergedSpan) {
+  } else if (usesCommonSpans()) {
     std::vector<double> all = meshSpanValues(*m_turboTransform);
     for (const SegmentBoundary& rec : m_boundaries) {
       all.insert(all.end(), rec.spanValues.begin(), rec.spanValues.end());
@@ -384,7 +470,7 @@ void TurboTransformSegmenter::updateFinalCoordinatesAndSpanValues() {
 }
 
 void TurboTransformSegmenter::updateFinalCoordinatesAndSpanValues(unsigned int record) {
-  if (m_segmentMethod == mergedSpan) {
+  if (usesCommonSpans()) {
     updateFinalCoordinatesAndSpanValues();
   } else {
     copyToFinal(record);

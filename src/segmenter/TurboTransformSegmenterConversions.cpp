@@ -2,6 +2,8 @@
 /// `TurboTransformSegmenter` per-segment coordinates: conversions between ART and (u, v), the
 /// boundary accessors and normalised arc length along a span line.
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -330,6 +332,86 @@ void TurboTransformSegmenter::convertSpaceNspanToART(
     // The cache only remembers a search line, so the results do not depend on its history.
     const TurboTransform own(*m_turboTransform);
     for (std::size_t p = begin; p < end; ++p) convertSpaceNspanToARTimpl(own, s, k, art[p], uv[p]);
+  });
+}
+
+// ---- segment of a point ------------------------------------------------------------------------
+
+void TurboTransformSegmenter::checkTolerance(const char* function, double tolerance) const {
+  if (!(tolerance >= 0.0)) {
+    throw data::invalid(kClassName, function,
+                        SystemMsg("Tolerance (%1) must be a number >= 0.") << tolerance,
+                        errorType::fatal);
+  }
+}
+
+int TurboTransformSegmenter::segmentOf(const TripletBase<float>& art,
+                                       const TripletBase<float>& rnmThetaNspan,
+                                       double tolerance) const {
+  // The transform places a NaN point in some cell and gives it finite values: refuse it here.
+  if (std::isnan(art[0]) || std::isnan(art[1])) return -1;
+  const double x = rnmThetaNspan[0];
+  const double eta = rnmThetaNspan[2];
+  // Written so that NaN fails every test and lands outside.
+  if (!(x >= -tolerance && x <= 1.0 + tolerance && eta >= -tolerance && eta <= 1.0 + tolerance)) {
+    return -1;
+  }
+  const std::vector<double>& S = m_spanValues;
+  const auto k = static_cast<std::size_t>(rnm);
+  std::size_t j0 = 0;
+  std::size_t j1 = 0;
+  double t = 0.0;
+  if (eta >= 1.0) {
+    j0 = j1 = S.size() - 1;
+  } else if (eta > 0.0) {
+    bracket(S, eta, j0, j1);
+    t = (eta - S[j0]) / (S[j1] - S[j0] + kEps);
+  }
+  // The lines follow each other downstream: the last west line at or before x names the segment.
+  const int last = getLastSegmentID();
+  int segment = 0;
+  for (int b = last; b >= 1; --b) {
+    const std::vector<float>& W = m_boundaries[static_cast<std::size_t>(b)].spaceValues.at(k);
+    const double west = (1.0 - t) * W.at(j0) + t * W.at(j1);
+    if (x >= west) {
+      segment = b;
+      break;
+    }
+  }
+  return segment;
+}
+
+int TurboTransformSegmenter::findSegment(const TripletBase<float>& art, double tolerance) const {
+  requireInternalSet("findSegment");
+  checkTolerance("findSegment", tolerance);
+  TripletBase<float> sts;
+  m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art, sts);
+  return segmentOf(art, sts, tolerance);
+}
+
+void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::size_t n,
+                                          int* segment, double tolerance,
+                                          const TurboTransform::ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClassName, "findSegment");
+  requireInternalSet("findSegment");
+  checkTolerance("findSegment", tolerance);
+  if (n == 0) return;
+  if (art == nullptr || segment == nullptr) {
+    throw data::invalid(kClassName, "findSegment", SystemMsg("Null array of points."),
+                        errorType::fatal);
+  }
+  const TurboTransform::ListOptions one;
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    // Blocks through a buffer on the stack: the transform's array form, nothing allocated.
+    constexpr std::size_t kBlock = 256;
+    TripletBase<float> sts[kBlock];
+    for (std::size_t b = begin; b < end; b += kBlock) {
+      const std::size_t count = std::min(kBlock, end - b);
+      m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art + b, count, sts, one);
+      for (std::size_t p = 0; p < count; ++p) {
+        segment[b + p] = segmentOf(art[b + p], sts[p], tolerance);
+      }
+    }
   });
 }
 

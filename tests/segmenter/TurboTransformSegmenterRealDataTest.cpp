@@ -1,6 +1,10 @@
 // Segmenter on the real machines of the data directory (QOR_DATA_DIR) that give blade leading- and
 // trailing-edge lines: every segment's own coordinate runs from 0 on its west boundary to 1 on its
-// east boundary, v is the normalised span, and the wall pieces of consecutive segments meet.
+// east boundary, v is the normalised span, and the wall pieces of consecutive segments meet. With
+// exact boundaries (and exact walls, as the tool sets them) every given edge point converts to u
+// within 1e-3 of 0 and 1, lies inside the passage and belongs to a segment beside its edge.
+
+#include <numeric>
 
 #include "support/Passages.h"
 #include "support/SegmentChecks.h"
@@ -13,12 +17,47 @@ using Seg = qor::TurboTransformSegmenter;
 
 constexpr int kEdgePoints = 50;
 
-/// A blade edge resampled evenly along its length: the segmenter interpolates span linearly
-/// between the points it is given, which the few points of a measured edge do not resolve.
+/// A blade edge with points added evenly along each chord (the given points kept): the segmenter
+/// interpolates span linearly between the points it is given, which the few points of a measured
+/// edge do not resolve.
 std::vector<P3> dense(const std::vector<P3>& edge) {
-  std::vector<P3> out;
-  qor::ParametricCurve(edge, qor::ParametricCurve::curve2d).getCurveForEquidistantS(out, kEdgePoints);
+  std::vector<P3> out = {edge.front()};
+  const int pieces = kEdgePoints / static_cast<int>(edge.size() - 1);
+  for (std::size_t k = 0; k + 1 < edge.size(); ++k) {
+    for (int q = 1; q <= pieces; ++q) out.push_back(edge[k] + (edge[k + 1] - edge[k]) * (float(q) / pieces));
+    out.back() = edge[k + 1];
+  }
   return out;
+}
+
+/// Every given point of every edge: inside the passage (unless it lies beyond a wall by more than
+/// the 1e-4 of span that exact walls count as on it: the LE and TE hub points of the normalised
+/// Rotor 37 lie 2e-4 below its hub streamline), in one of the two segments beside its edge, and
+/// at u = 0 (segment east of it) and 1 (west of it) within 1e-3 in every space.
+void expectGivenPointsExact(const TurboTransform& t, const Seg& seg, const std::vector<std::vector<P3>>& edges) {
+  constexpr double kEdgeTol = 1e-3;
+  std::vector<int> segments;
+  std::vector<P3> uv;
+  for (std::size_t e = 0; e < edges.size(); ++e) {
+    SCOPED_TRACE(::testing::Message() << "edge " << e);
+    const std::vector<P3>& given = edges[e];
+    const int east = static_cast<int>(e) + 1;
+    segments.resize(given.size());
+    seg.findSegment(given.data(), given.size(), segments.data(), 1e-3, TurboTransform::ListOptions());
+    for (std::size_t k = 0; k < given.size(); ++k) {
+      const double eta = t.convertARTtoSpace(TurboTransform::nspan, given[k]);
+      if (eta >= -1e-4 && eta <= 1 + 1e-4) {
+        EXPECT_EQ(t.locationStatus(given[k]), TurboTransform::inside) << "point " << k;
+      }
+      EXPECT_TRUE(segments[k] == east || segments[k] == east - 1) << "point " << k << ": " << segments[k];
+    }
+    for (Seg::spaceSeg k : {Seg::m, Seg::nm, Seg::rnm, Seg::mprime}) {
+      seg.convertARTtoSpaceNspan(east, k, given, uv);
+      for (std::size_t j = 0; j < uv.size(); ++j) EXPECT_NEAR(uv[j][0], 0.0, kEdgeTol) << "point " << j << " space " << k;
+      seg.convertARTtoSpaceNspan(east - 1, k, given, uv);
+      for (std::size_t j = 0; j < uv.size(); ++j) EXPECT_NEAR(uv[j][0], 1.0, kEdgeTol) << "point " << j << " space " << k;
+    }
+  }
 }
 
 /// How far u may stray from 0 or 1 on the boundary lines. A line point is placed at a span value by
@@ -43,8 +82,12 @@ double boundaryTolerance(const TurboTransform& t, const Seg& seg, const std::vec
     const auto before = values(seg.getInternalBoundaryWest(s - 1));
     std::vector<P3> mids;
     std::vector<P3> c = edges[e];
-    for (std::size_t k = 0; k + 1 < c.size(); ++k) mids.push_back((c[k] + c[k + 1]) * 0.5f);
-    const auto at = values(c), mid = values(mids);
+    // Span along a chord is not quadratic near a wall measured from its curve: quarter points too.
+    const float quarters[3] = {0.25f, 0.5f, 0.75f};
+    for (std::size_t k = 0; k + 1 < c.size(); ++k) {
+      for (float w : quarters) mids.push_back(c[k] + (c[k + 1] - c[k]) * w);
+    }
+    const auto at = values(c);
     std::vector<float> eta, etaMid;
     t.convertARTtoSpace(TurboTransform::nspan, c, eta);
     t.convertARTtoSpace(TurboTransform::nspan, mids, etaMid);
@@ -54,7 +97,11 @@ double boundaryTolerance(const TurboTransform& t, const Seg& seg, const std::vec
         width = std::min({width, std::fabs(double(east[k][j]) - west[k][j]), std::fabs(double(west[k][j]) - before[k][j])});
       }
       for (std::size_t j = 0; j + 1 < c.size(); ++j) {
-        const double dEta = std::fabs(etaMid[j] - 0.5 * (double(eta[j]) + eta[j + 1]));
+        double dEta = 0.0;
+        for (int q = 0; q < 3; ++q) {
+          const double w = quarters[q];
+          dEta = std::max(dEta, std::fabs(etaMid[3 * j + q] - ((1 - w) * eta[j] + w * eta[j + 1])));
+        }
         const double slope = std::fabs(double(at[k][j + 1]) - at[k][j]) / (std::fabs(double(eta[j + 1]) - eta[j]) + 1e-12);
         bound = std::max(bound, dEta * slope / width);
       }
@@ -76,13 +123,27 @@ TEST(TurboTransformSegmenterRealData, bladeEdgesSplitEveryMachineIntoSegments) {
     qortest::initializeART(t, p);
     t.createBackgroundMesh(TurboTransform::nonLinear, 2000);
 
-    std::vector<std::vector<P3>> curves;
-    for (const auto& entry : named) curves.push_back(dense(entry.second));
+    std::vector<std::vector<P3>> given, curves;
+    for (const auto& entry : named) given.push_back(entry.second);
+    // Inlet-to-outlet order by the mean rnm of the given points.
+    auto meanRnm = [&](std::vector<P3> c) {
+      std::vector<float> v;
+      t.convertARTtoSpace(TurboTransform::rnm, c, v);
+      return std::accumulate(v.begin(), v.end(), 0.0) / v.size();
+    };
+    std::stable_sort(given.begin(), given.end(), [&](const auto& a, const auto& b) { return meanRnm(a) < meanRnm(b); });
+    for (const auto& edge : given) curves.push_back(dense(edge));
     const int n = static_cast<int>(curves.size());
-    for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
-      SCOPED_TRACE(::testing::Message() << "method " << method);
+    for (const auto& [method, exact] : {std::pair(Seg::mergedSpan, false), std::pair(Seg::backgroundMeshSpan, false),
+                                        std::pair(Seg::mergedSpan, true), std::pair(Seg::backgroundMeshSpan, true)}) {
+      SCOPED_TRACE(::testing::Message() << "method " << method << " exact " << exact);
+      // The library's defaults, then exact boundaries with exact walls, as the tool sets them.
+      t.setExactWalls(exact);
       Seg seg(&t, method);
+      EXPECT_FALSE(seg.getExactBoundaries());
+      seg.setExactBoundaries(exact);
       seg.setInternalBoundaries(curves, std::vector<bool>(curves.size(), true));
+      if (exact) expectGivenPointsExact(t, seg, given);
       ASSERT_EQ(seg.getLastSegmentID(), n);
       const double tolerance = boundaryTolerance(t, seg, curves);
       qortest::checkSegmentCoordinates(seg, t, tolerance, false);

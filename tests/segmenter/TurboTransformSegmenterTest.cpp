@@ -1,5 +1,7 @@
 // Segmenter on analytic passages: set-up, internal boundaries, per-segment (u, v) coordinates,
 // errors and debug output.
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -315,6 +317,34 @@ TEST(TurboTransformSegmenterAnnulus, inverseBetweenSpanValuesFollowsSlantedEdges
   }
 }
 
+TEST(TurboTransformSegmenterAnnulus, findSegmentPlacesPointsBetweenSlantedLinesAndRefusesFarPoints) {
+  // Edges A = 0.3 + 0.2 eta and 0.7 - 0.1 eta; on the annulus rnm = A and nspan = R - 1, and the
+  // lines' rnm is linear in span between their samples. Points 2e-3 west or east of a line (the
+  // rnm comes within float rounding) at random spans.
+  const qortest::Built& b = annulusUnit();
+  const Curves edges = {qortest::line(0.3, 1.0, 0.5, 2.0, 11), qortest::line(0.7, 1.0, 0.6, 2.0, 11)};
+  std::mt19937 rng(9);
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
+    Seg seg(&b.transform, method);
+    seg.setInternalBoundaries(edges, {false, false});
+    for (int trial = 0; trial < 60; ++trial) {
+      const int line = 1 + trial % 2, east = (trial / 2) % 2;
+      const double v = unit(rng), a = (line == 1 ? 0.3 + 0.2 * v : 0.7 - 0.1 * v) + (east ? 2e-3 : -2e-3);
+      SCOPED_TRACE(::testing::Message() << "seed 9 trial " << trial << " method " << method);
+      EXPECT_EQ(seg.findSegment(P3(float(a), float(1.0 + v), 0.4f), 1e-3), line - 1 + east) << "A " << a << " span " << v;
+    }
+    // Beyond the inlet, the outlet, the hub and the shroud: outside unless within the tolerance.
+    for (const P3& p : {P3(-0.01f, 1.5f, 0), P3(1.01f, 1.5f, 0), P3(0.5f, 0.99f, 0), P3(0.5f, 2.01f, 0)}) {
+      EXPECT_EQ(seg.findSegment(p, 1e-3), -1) << p;
+      EXPECT_EQ(seg.findSegment(p, 0.02), p[0] < 0.3f ? 0 : p[0] > 0.7f ? 2 : 1) << p;
+    }
+    EXPECT_EQ(seg.findSegment(P3(std::nanf(""), 1.5f, 0), 1e-3), -1);
+    qortest::expectError(qortest::captureError([&] { seg.findSegment(P3(0.5f, 1.5f, 0), -1e-3); }),
+                         "TurboTransformSegmenter", "findSegment", "Tolerance (-0.001) must be a number >= 0.");
+  }
+}
+
 TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
   const qortest::Built& b = annulusUnit();
   std::vector<double> nspan;
@@ -490,7 +520,20 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     EXPECT_TRUE(same(fromThread, listInverse));
     EXPECT_TRUE(same(here, listInverse));
   }
+  std::vector<int> single(n), found(n, 7);
+  for (std::size_t k = 0; k < n; ++k) single[k] = seg.findSegment(art[k], 1e-3);
+  EXPECT_TRUE(std::count(single.begin(), single.end(), -1) > 0 && std::count(single.begin(), single.end(), 2) > 0);
+  for (int threads : {1, 2, 3, 0}) {
+    TurboTransform::ListOptions o;
+    o.threads = threads;
+    seg.findSegment(art.data(), n, found.data(), 1e-3, o);
+    EXPECT_EQ(found, single) << threads;
+  }
   // Errors come before any write.
+  std::vector<int> untouched(4, 7);
+  EXPECT_THROW(seg.findSegment(art.data(), 4, untouched.data(), std::nan(""), TurboTransform::ListOptions()),
+               qor::data::invalid);
+  EXPECT_THROW(seg.findSegment(art.data(), 4, nullptr, 1e-3, TurboTransform::ListOptions()), qor::data::invalid);
   Out out(4, P3(9, 9, 9));
   TurboTransform::ListOptions bad;
   bad.threads = -1;
@@ -502,9 +545,12 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
                qor::data::invalid);
   EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, out.data(), 4, out.data() + 2, one), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, nullptr, uv.data(), 4, one), qor::data::invalid);
+  EXPECT_THROW(seg.findSegment(art.data(), 4, untouched.data(), 1e-3, bad), qor::data::invalid);
+  EXPECT_EQ(untouched, std::vector<int>(4, 7));
   EXPECT_TRUE(same(out, Out(4, P3(9, 9, 9))));
   Seg unset(&b.transform, Seg::mergedSpan);
   EXPECT_THROW(unset.convertSpaceNspanToART(0, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);
+  EXPECT_THROW(unset.findSegment(art.data(), 4, untouched.data(), 1e-3, one), qor::internal::error);
 }
 
 }  // namespace

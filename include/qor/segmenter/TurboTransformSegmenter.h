@@ -105,6 +105,30 @@ class QOR_API TurboTransformSegmenter {
   /// @throws internal::nullPointer from the transform when it has no background mesh
   void setTurboTransform(const TurboTransform* transform, segmentMethod method);
 
+  /// Exact boundaries (off by default, kept so for compatibility). Off, the boundary lines are
+  /// built as the `segmentMethod` says: with `backgroundMeshSpan` every internal boundary is
+  /// resampled at the background mesh's span values, so a given point between two of them is
+  /// followed only by the chord between the samples (on real blade edges given by three points, u
+  /// of a given point comes out up to 7e-3 off 0 or 1); and the hub and shroud ends are moved onto
+  /// the mesh's wall lines (chords of curved walls), so a given end point on the wall itself lies
+  /// off the line's end along the boundary. On, for both methods:
+  /// - every boundary line is sampled at the union of the background mesh's span values and the
+  ///   normalised spans of every internal boundary's points (as `mergedSpan` does), so each given
+  ///   point (after cleaning) is a sample of its line and converts to u = 0 or 1 up to float
+  ///   rounding;
+  /// - the hub and shroud ends of an internal boundary are the points of the boundary (extended
+  ///   by 5 % of its length at either end when it stops short) where the transform's normalised
+  ///   span is 0 and 1, so a given end point on a wall converts to u = 0 or 1 up to its own
+  ///   distance from nspan 0 or 1 (with `TurboTransform::setExactWalls` the walls are the given
+  ///   curves). Where the boundary does not reach nspan 0 or 1 even extended, the end stays on the
+  ///   mesh's wall line;
+  /// - `setInternalBoundaryWest` / `East` refresh the space values of every boundary line, not
+  ///   only of the replaced one.
+  /// Takes effect at the next `setInternalBoundaries` (or single replacement); lines already built
+  /// keep their sampling. Copies keep the setting.
+  void setExactBoundaries(bool on);
+  bool getExactBoundaries() const;
+
   /// Installs all internal boundaries at once and builds the N + 2 boundary lines.
   /// @param curves N curves in ART (axial, radial, theta), each running from hub to shroud;
   ///        theta is set to 0. A curve may stop short of or cross the hub and shroud: it is
@@ -114,7 +138,9 @@ class QOR_API TurboTransformSegmenter {
   /// between the given points, so a point of a final line has exactly its sample's span (and u is
   /// exactly 0 or 1 on it) only where the normalised span is linear between the given points.
   /// Give each boundary points dense enough for that (for example 50 points along a blade edge
-  /// given by 3 points); coarse boundaries are followed only approximately between their points.
+  /// given by 3 points, keeping the given ones); coarse boundaries are followed only
+  /// approximately between their points. See `setExactBoundaries` for given points that convert
+  /// exactly.
   /// @throws data::invalid when `clean` has fewer than N entries or a curve has no points
   /// Nothing changes on a throw.
   void setInternalBoundaries(const std::vector<std::vector<TripletBase<float>>>& curves,
@@ -194,6 +220,27 @@ class QOR_API TurboTransformSegmenter {
   void convertRnmNspanToART(int s, TripletBase<float>& art, const TripletBase<float>& uv) const;
   void convertRnmNspanToART(int s, std::vector<TripletBase<float>>& art,
                             const std::vector<TripletBase<float>>& uv) const;
+  /// The segment that holds an ART point (axial, radial, theta in radians; theta is ignored).
+  /// The point's rnm x and normalised span eta come from the transform; the point lies in segment
+  /// s when x lies between the rnm of boundary lines s and s + 1 at eta (read from the lines'
+  /// values at the common span values and interpolated linearly between them, as the inverse
+  /// conversion does): the largest s in 1..N whose west line has rnm <= x, else 0. A point on an
+  /// internal boundary belongs to the segment east of it.
+  /// @param tolerance how far, in rnm and in normalised span, a point may lie beyond the inlet,
+  ///        outlet, hub or shroud and still belong to a segment (>= 0; the tool uses 1e-3)
+  /// @return 0..N, or -1 for a point beyond that (or with a NaN axial or radial coordinate)
+  /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
+  /// @throws data::invalid for a negative or NaN tolerance
+  int findSegment(const TripletBase<float>& art, double tolerance) const;
+  /// Array form: segment[k] for art[k], k < n, the same values as the one-point form for every
+  /// thread count (`options.threads` as for `convertARTtoSpaceNspan`); nothing is allocated per
+  /// point.
+  /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
+  /// @throws data::invalid for a bad tolerance, a null array with n > 0 or a negative thread
+  ///         count; all before anything is written
+  void findSegment(const TripletBase<float>* art, std::size_t n, int* segment, double tolerance,
+                   const TurboTransform::ListOptions& options) const;
+
   /// Normalised arc length along the line of constant normalised span `span` inside segment s.
   /// @param positions normalised parameters along that piece of the span line (0 at the west
   ///        boundary, 1 at the east boundary, uniform in the background mesh's streamwise index)
@@ -229,6 +276,12 @@ class QOR_API TurboTransformSegmenter {
   void checkArrays(const char* function, int s, spaceSeg k, const TripletBase<float>* in,
                    const TripletBase<float>* out, std::size_t n) const;
   void requireInternalSet(const char* function) const;
+  void placeEndOnWall(const ParametricCurve& extended, double target,
+                      TripletBase<float>& end) const;
+  bool usesCommonSpans() const;
+  int segmentOf(const TripletBase<float>& art, const TripletBase<float>& rnmThetaNspan,
+                double tolerance) const;
+  void checkTolerance(const char* function, double tolerance) const;
 
   bool m_attached = false;
   bool m_internalSet = false;
@@ -243,6 +296,7 @@ class QOR_API TurboTransformSegmenter {
   int m_bmSizeJ = 0;
   segmentMethod m_segmentMethod = mergedSpan;
   bool m_debug = false;
+  bool m_exactBoundaries = false;
 };
 
 }  // namespace qor
