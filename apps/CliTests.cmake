@@ -95,6 +95,13 @@ qor_cli_test(mesh_frame_xyz ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--frame
   FILE_REGEX "fx.vtk=POINTS [0-9]+ float\n1 0 5\n")
 qor_cli_test(mesh_frame_default ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--output|fa
   FILE_REGEX "fa.vtk=POINTS [0-9]+ float\n0 1 0\n")
+# Revolved in 4 steps: 5 planes, the first at theta 0, the next three a quarter turn apart, the
+# last at a full turn (its first node again at (1, 0, 5) within rounding).
+qor_cli_test(mesh_revolve ARGS mesh|${QOR_CLI_DUCT}|--axis-point|0,0,5|--revolve|4|--output|rv
+  FILE_REGEX "rv.vtk=DIMENSIONS ([0-9]+) ([0-9]+) 5\nPOINTS [0-9]+ float\n1 0 5\n"
+             "rv.vtk=\n-?[0-9.e-]+ 1 5\n" "rv.vtk=\n-1 -?[0-9.e-]+ 5\n" "rv.vtk=\n-?[0-9.e-]+ -1 5\n")
+qor_cli_rejects(mesh_revolve_in_art "option --revolve: the revolved mesh lies in the machine's frame, not --frame art"
+  ARGS mesh|${QOR_CLI_DUCT}|--revolve|4|--frame|art)
 qor_cli_test(mesh_demo_linear ARGS mesh|--demo|--method|linear|--size|coarse|--output|m STDOUT "linear" FILES m.vtk m.svg)
 
 # ---- convert -------------------------------------------------------------------------------------

@@ -14,6 +14,7 @@ struct MeshOptions {
   double isoStep = 0.1;
   std::string prefix;
   bool machineFrame = false;
+  int sectors = 0;
   std::vector<qor::TurboTransform::space> spaces;
   PassageOptions passage;
   MeshSettings mesh;
@@ -25,7 +26,10 @@ MeshOptions parseMeshOptions(const CliArgs& args) {
   if (!(o.isoStep >= 0.01 && o.isoStep <= 0.5))
     throw ToolError("option --iso-step: must lie between 0.01 and 0.5");
   o.prefix = args.value("output", "mesh");
-  o.machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz";
+  o.sectors = args.integer("revolve", 0, 2, 3600);
+  if (o.sectors > 0 && args.has("frame") && args.value("frame", "") == "art")
+    throw ToolError("option --revolve: the revolved mesh lies in the machine's frame, not --frame art");
+  o.machineFrame = args.choice("frame", {"art", "xyz"}, "art") == "xyz" || o.sectors > 0;
   o.spaces = spacesFromList(args.value("spaces", "all"), "option --spaces");
   o.passage = readPassageOptions(args);
   o.mesh = readMeshSettings(args);
@@ -38,7 +42,7 @@ int runMesh(const MeshOptions& o) {
   const auto transform = buildTransform(passage, o.mesh, folded);
   const MeshFields mesh = sampleMeshFields(*transform);
   writeMeshFiles(o.prefix, *transform, mesh, passage, o.isoStep,
-                 "Background mesh: " + passage.name, o.spaces, o.machineFrame);
+                 "Background mesh: " + passage.name, o.spaces, o.machineFrame, o.sectors);
   std::cout << meshSummary(mesh, o.mesh, folded, transform->getNumberOfLevelsforBM()) << '\n';
   const WallDeviation wall = measureWallDeviation(*transform, passage);
   std::printf("wall deviation: the given hub and shroud points convert to nspan within %.2g of 0 "
@@ -60,7 +64,9 @@ int runMesh(int argc, char** argv) {
       "mprimeScaled as point data; open it in ParaView) and <prefix>.svg (the meridional plane\n"
       "with the boundary curves, the mesh and labelled lines of normalised span and nm). The VTK\n"
       "nodes are (axial, radial, 0) by default; --frame xyz places the meridional plane at\n"
-      "theta 0 about the real axis, in the machine's Cartesian frame.\n"
+      "theta 0 about the real axis, in the machine's Cartesian frame; --revolve N turns it\n"
+      "about the axis in N steps (N + 1 planes over 360 degrees), a volume with the fields\n"
+      "that ParaView can resample onto a CFD mesh.\n"
       "\n"
       "Curve files: CSV with or without a header, whitespace-separated columns, or the\n"
       "library's point-list format (a count line, then one point per line). A header names the\n"
@@ -78,6 +84,9 @@ int runMesh(int argc, char** argv) {
                                 "VTK coordinates: (axial, radial, 0) (default), or xyz: the "
                                 "machine's Cartesian frame, the meridional plane at theta 0 about "
                                 "the axis (to overlay a CFD mesh)"},
+                               {"revolve", "N",
+                                "VTK: the mesh revolved about the axis in N steps (2 to 3600) "
+                                "over 360 degrees, in the machine's frame"},
                                {"spaces", "list",
                                 "fields written to the VTK file, comma-separated (default: all)"},
                                {"iso-step", "step",

@@ -42,13 +42,12 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
                     const std::string& title,
-                    const std::vector<qor::TurboTransform::space>& spaces, bool machineFrame) {
+                    const std::vector<qor::TurboTransform::space>& spaces, bool machineFrame,
+                    int sectors) {
   Phase phase("writing " + prefix + ".vtk and " + prefix + ".svg");
   if (machineFrame) {
-    MeshFields placed = mesh;
-    const qor::AxisFrame frame = axisFrame(passage);
-    for (auto& p : placed.nodes) p = frame.toXYZ(qor::TripletBase<float>(p[0], p[1], 0.0f));
-    writeVtk(prefix + ".vtk", placed, title, spaces);
+    writeVtk(prefix + ".vtk", placeInMachineFrame(mesh, axisFrame(passage), sectors), title,
+             spaces);
   } else {
     writeVtk(prefix + ".vtk", mesh, title, spaces);
   }

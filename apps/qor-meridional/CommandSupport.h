@@ -28,12 +28,13 @@ std::string meshSummary(const MeshFields& mesh, const MeshSettings& settings, bo
 
 /// Writes `prefix`.vtk and `prefix`.svg (mesh, boundary curves, iso-lines every `isoStep`). The VTK
 /// nodes are (axial, radial, 0), or with `machineFrame` the Cartesian points of the meridional
-/// plane at theta 0 about the passage's axis (so that it overlays a CFD mesh).
+/// plane at theta 0 about the passage's axis (so that it overlays a CFD mesh), revolved about the
+/// axis in `sectors` steps when `sectors` > 0.
 void writeMeshFiles(const std::string& prefix, const qor::TurboTransform& transform,
                     const MeshFields& mesh, const Passage& passage, double isoStep,
                     const std::string& title,
                     const std::vector<qor::TurboTransform::space>& spaces = {},
-                    bool machineFrame = false);
+                    bool machineFrame = false, int sectors = 0);
 
 /// The spelling of the one-space option given: "space", or "spaces" (accepted wherever a command
 /// takes spaces). @throws ToolError when both are given

@@ -79,14 +79,40 @@ MeshQuality measureMesh(const MeshFields& mesh) {
   return q;
 }
 
+MeshFields placeInMachineFrame(const MeshFields& plane, const qor::AxisFrame& frame, int sectors) {
+  MeshFields placed;
+  placed.ni = plane.ni;
+  placed.nj = plane.nj;
+  placed.nk = sectors > 0 ? sectors + 1 : 1;
+  const std::size_t perPlane = plane.nodes.size();
+  placed.nodes.reserve(perPlane * static_cast<std::size_t>(placed.nk));
+  constexpr double kTwoPi = 6.283185307179586476925;
+  for (int k = 0; k < placed.nk; ++k) {
+    // The last plane at exactly 2 pi: the same nodes as the first within rounding.
+    const float theta = sectors > 0 ? static_cast<float>(kTwoPi * k / sectors) : 0.0f;
+    for (const P& p : plane.nodes) placed.nodes.push_back(frame.toXYZ(P(p[0], p[1], theta)));
+  }
+  placed.values.resize(plane.values.size());
+  for (std::size_t s = 0; s < plane.values.size(); ++s) {
+    placed.values[s].reserve(plane.values[s].size() * static_cast<std::size_t>(placed.nk));
+    for (int k = 0; k < placed.nk; ++k) {
+      placed.values[s].insert(placed.values[s].end(), plane.values[s].begin(),
+                              plane.values[s].end());
+    }
+  }
+  return placed;
+}
+
 void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title,
               const std::vector<qor::TurboTransform::space>& spaces) {
-  std::FILE* f = std::fopen(path.c_str(), "w");
+  // Written beside the destination and renamed when complete: a failure leaves no partial file.
+  const std::string partial = path + ".part";
+  std::FILE* f = std::fopen(partial.c_str(), "w");
   if (f == nullptr) throw ToolError(path + ": cannot write: " + std::strerror(errno));
   const std::size_t n = mesh.nodes.size();
   std::fprintf(f, "# vtk DataFile Version 3.0\n%s\nASCII\nDATASET STRUCTURED_GRID\n",
                title.substr(0, 250).c_str());
-  std::fprintf(f, "DIMENSIONS %d %d 1\nPOINTS %zu float\n", mesh.nj, mesh.ni, n);
+  std::fprintf(f, "DIMENSIONS %d %d %d\nPOINTS %zu float\n", mesh.nj, mesh.ni, mesh.nk, n);
   for (const P& p : mesh.nodes) {
     std::fprintf(f, "%.9g %.9g %.9g\n", double(p[0]), double(p[1]), double(p[2]));
   }
@@ -106,7 +132,11 @@ void writeVtk(const std::string& path, const MeshFields& mesh, const std::string
     }
   }
   const bool failed = std::ferror(f) != 0;
-  if (std::fclose(f) != 0 || failed) throw ToolError(path + ": write failed");
+  if (std::fclose(f) != 0 || failed || std::rename(partial.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    std::remove(partial.c_str());
+    throw ToolError(path + ": write failed: " + std::strerror(error));
+  }
 }
 
 }  // namespace qormeridional

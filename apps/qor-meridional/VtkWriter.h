@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qor/foundation/TripletBase.h"
+#include "qor/turbo/AxisFrame.h"
 #include "qor/turbo/TurboTransform.h"
 
 namespace qormeridional {
@@ -15,6 +16,7 @@ struct MeshFields {
   std::vector<qor::TripletBase<float>> nodes;  ///< (axial, radial, 0), i-major with j fast
   int ni = 0;                                  ///< nodes inlet to outlet
   int nj = 0;                                  ///< nodes hub to shroud
+  int nk = 1;  ///< planes about the axis (1: the meridional plane alone); k slowest in `nodes`
   std::vector<std::vector<float>>
       values;  ///< one list per space (by enumerator), one value per node
 };
@@ -30,8 +32,15 @@ struct MeshQuality {
 };
 MeshQuality measureMesh(const MeshFields& mesh);
 
-/// Writes a legacy `.vtk` STRUCTURED_GRID (DIMENSIONS nj ni 1, so VTK's fastest index is j) with
-/// the fields of `spaces` (all eight when empty); the nodes as they are in `mesh`.
+/// The meridional mesh placed in the machine's Cartesian frame: the plane at theta 0 about the
+/// axis (`sectors` 0), or revolved about it in `sectors` steps of 360 / `sectors` degrees (sectors
+/// + 1 planes, the last at 360 degrees, so that the volume closes), every plane carrying the
+/// plane's fields.
+MeshFields placeInMachineFrame(const MeshFields& plane, const qor::AxisFrame& frame, int sectors);
+
+/// Writes a legacy `.vtk` STRUCTURED_GRID (DIMENSIONS nj ni nk, so VTK's fastest index is j) with
+/// the fields of `spaces` (all eight when empty); the nodes as they are in `mesh`. The file is
+/// written under a temporary name and moved in place when complete.
 /// @throws ToolError when the file cannot be written
 void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title,
               const std::vector<qor::TurboTransform::space>& spaces = {});
