@@ -122,6 +122,9 @@ qor_cli_test(convert_xyz ARGS convert|--points-xyz|${QOR_CLI_DATA}/duct-points-x
 qor_cli_test(convert_xyz_by_header ARGS convert|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT}|--axis-dir|x|--output|out.csv
   FILE_REGEX "out.csv=^line,x,y,z,"
   VALUES out.csv,1,nm,0.495,0.505 out.csv,1,nspan,0.495,0.505 out.csv,2,nm,0.495,0.505 out.csv,2,nspan,0.495,0.505)
+# A write that fails on the way is an error (exit 2), not a silent truncation.
+qor_cli_test(convert_to_full_device EXIT 2 ARGS convert|${QOR_CLI_DATA}/duct-points.txt|${QOR_CLI_DUCT}|--output|/dev/full
+  STDERR "qor-meridional: error: /dev/full: write failed: ")
 qor_cli_rejects(convert_frame_contradicts_header
   "duct-points-xyz.csv:1: the header names Cartesian \\(x, y, z\\) columns, but option --points-art says the points are meridional"
   ARGS convert|--points-art|${QOR_CLI_DATA}/duct-points-xyz.csv|${QOR_CLI_DUCT})

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "OutputFile.h"
 #include "CommandSupport.h"
 #include "Commands.h"
 #include "Progress.h"
@@ -224,8 +225,8 @@ int runConvert(const ConvertOptions& o) {
   reportOutside(status, pointsPath);
 
   Phase writing("writing " + (outPath.empty() ? std::string("standard output") : outPath));
-  std::ofstream file;
-  std::ostream& out = openOutput(outPath, file);
+  OutputFile file(outPath);
+  std::ostream& out = file.stream();
   out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta") << ",location";
   for (auto s : spaces) out << ',' << spaceName(s);
   if (directions) {
@@ -255,7 +256,7 @@ int runConvert(const ConvertOptions& o) {
     }
     out << '\n';
   }
-  finishOutput(outPath, out);
+  file.commit();
   return 0;
 }
 
@@ -309,8 +310,8 @@ int runInvert(const InvertOptions& o) {
   const auto transform = buildTransform(passage, o.mesh, folded);
   const qor::AxisFrame frame = axisFrame(passage);
 
-  std::ofstream file;
-  std::ostream& out = openOutput(outPath, file);
+  OutputFile file(outPath);
+  std::ostream& out = file.stream();
   // theta is written once: the input's, which the conversion keeps.
   out << "line," << spaceName(space) << ",theta,nspan,location," << (toXyz ? "x,y,z" : "axial,radial")
       << '\n';
@@ -331,7 +332,7 @@ int runInvert(const InvertOptions& o) {
     if (k % 1024 == 0) progress.update(k);
   }
   progress.update(input.size());
-  finishOutput(outPath, out);
+  file.commit();
   reportOutside(status, inputPath == "option --at" ? "the --at points" : inputPath);
   return 0;
 }

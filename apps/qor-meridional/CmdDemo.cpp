@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "OutputFile.h"
 #include "CommandSupport.h"
 #include "Commands.h"
 #include "DemoPassage.h"
@@ -31,11 +32,11 @@ P pointAtFraction(const std::vector<P>& c, double t) {
 }
 
 void writeCurve(const std::string& path, const std::vector<P>& c) {
-  std::ofstream out(path);
-  if (!out) throw ToolError(path + ": cannot write");
+  OutputFile file(path);
+  std::ostream& out = file.stream();
   out << "axial,radius\n";
   for (const P& p : c) out << csvNumber(p[0]) << ',' << csvNumber(p[1]) << '\n';
-  finishOutput(path, out);
+  file.commit();
 }
 
 struct DemoOptions {
@@ -118,12 +119,12 @@ int runDemo(const DemoOptions& o) {
 
   {
     const std::string path = dir + "/sample-points.csv";
-    std::ofstream out(path);
-    if (!out) throw ToolError(path + ": cannot write");
+    OutputFile file(path);
+    std::ostream& out = file.stream();
     out << "axial,radial,theta\n";
     for (const P& p : samples)
       out << csvNumber(p[0]) << ',' << csvNumber(p[1]) << ',' << csvNumber(p[2]) << '\n';
-    finishOutput(path, out);
+    file.commit();
   }
 
   std::cout
@@ -141,8 +142,8 @@ int runDemo(const DemoOptions& o) {
   std::cout << line << std::string(84, '-') << '\n';
 
   const std::string csvPath = dir + "/sample-conversion.csv";
-  std::ofstream csv(csvPath);
-  if (!csv) throw ToolError(csvPath + ": cannot write");
+  OutputFile csvFile(csvPath);
+  std::ostream& csv = csvFile.stream();
   csv << "axial,radial,theta,nm,nspan,mprime,m,rnm,axial_back,radial_back,theta_back,roundtrip_"
          "error\n";
   double worst = 0.0;
@@ -166,7 +167,7 @@ int runDemo(const DemoOptions& o) {
         << csvNumber(m) << ',' << csvNumber(rnm) << ',' << csvNumber(back[0]) << ','
         << csvNumber(back[1]) << ',' << csvNumber(back[2]) << ',' << csvNumber(err) << '\n';
   }
-  finishOutput(csvPath, csv);
+  csvFile.commit();
   std::snprintf(line, sizeof line, "largest round-trip error: %.3g mm\n\n", worst);
   std::cout << std::string(84, '-') << '\n' << line;
   std::error_code ec;

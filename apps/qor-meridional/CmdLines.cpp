@@ -2,6 +2,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "OutputFile.h"
 #include "CommandSupport.h"
 #include "Commands.h"
 #include "SvgWriter.h"
@@ -101,8 +102,8 @@ int runLines(const LinesOptions& o) {
   pic.units = passage.units;
   addMesh(pic, mesh);
   const std::string csvPath = prefix + ".csv";
-  std::ofstream csv(csvPath);
-  if (!csv) throw ToolError(csvPath + ": cannot write");
+  OutputFile csvFile(csvPath);
+  std::ostream& csv = csvFile.stream();
   csv << "kind,value,point,axial,radial\n";
   for (const LineRequest& r : requests) {
     qor::QORVector<qor::TripletBase<float>> curve;
@@ -123,7 +124,7 @@ int runLines(const LinesOptions& o) {
                          label,
                          r.kind == qor::TurboTransform::nspanConst ? false : true});
   }
-  finishOutput(csvPath, csv);
+  csvFile.commit();
   writeSvg(prefix + ".svg", pic);
   std::cout << "wrote " << requests.size() << " line" << (requests.size() == 1 ? "" : "s") << " to "
             << csvPath << ", " << prefix << ".svg\n";

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <numeric>
 
+#include "OutputFile.h"
 #include "CommandSupport.h"
 #include "Commands.h"
 #include "DemoPassage.h"
@@ -147,8 +148,8 @@ double boundaryDeviation(const Seg& segmenter, Seg::spaceSeg space, const Bounda
 /// Writes the fitted boundary lines (inlet, internal boundaries, outlet) as CSV.
 void writeBoundaryLines(const std::string& path, const std::vector<std::vector<P>>& lines,
                         const std::vector<std::string>& lineNames) {
-  std::ofstream out(path);
-  if (!out) throw ToolError(path + ": cannot write");
+  OutputFile file(path);
+  std::ostream& out = file.stream();
   out << "line,name,point,axial,radial\n";
   for (std::size_t b = 0; b < lines.size(); ++b) {
     for (std::size_t k = 0; k < lines[b].size(); ++k) {
@@ -156,7 +157,7 @@ void writeBoundaryLines(const std::string& path, const std::vector<std::vector<P
           << csvNumber(lines[b][k][1]) << '\n';
     }
   }
-  finishOutput(path, out);
+  file.commit();
 }
 
 /// One line per segment on standard output: its boundary lines and the length of its hub piece.
@@ -219,8 +220,8 @@ void segmentPoints(const CliArgs& args, const std::string& pointsPath, const Pas
   }
   reportOutside(status, pointsPath);
 
-  std::ofstream out(path);
-  if (!out) throw ToolError(path + ": cannot write");
+  OutputFile file(path);
+  std::ostream& out = file.stream();
   out << "line," << (coords == Coords::xyz ? "x,y,z" : "axial,radial,theta")
       << ",location,segment,u,v\n";
   Progress progress("writing " + path, n);
@@ -236,7 +237,7 @@ void segmentPoints(const CliArgs& args, const std::string& pointsPath, const Pas
     if (k % 1024 == 0) progress.update(k);
   }
   progress.update(n);
-  finishOutput(path, out);
+  file.commit();
   pic.markerLegend = "your points";
   pic.markers.insert(pic.markers.end(), art.begin(), art.end());
   pic.markerGroups.insert(pic.markerGroups.end(), segment.begin(), segment.end());

@@ -63,20 +63,6 @@ std::string describe(const qor::Error& e) {
   return e.getClassName() + "::" + e.getFunctionName() + ": " + e.getMessage();
 }
 
-std::ostream& openOutput(const std::string& path, std::ofstream& file) {
-  if (path.empty() || path == "-") return std::cout;
-  file.open(path);
-  if (!file) throw ToolError(path + ": cannot write: " + std::strerror(errno));
-  return file;
-}
-
-void finishOutput(const std::string& path, std::ostream& out) {
-  out.flush();
-  if (!out)
-    throw ToolError((path.empty() || path == "-" ? std::string("standard output") : path) +
-                    ": write failed");
-}
-
 std::string spaceOption(const CliArgs& args) {
   if (args.has("space") && args.has("spaces"))
     throw ToolError("options --space and --spaces exclude each other");

@@ -68,10 +68,4 @@ const char* locationName(int status);
 /// On standard error: how many of the points lie outside the passage, and beyond which side.
 void reportOutside(const std::vector<std::int8_t>& status, const std::string& what);
 
-/// Opens --output (or standard output when absent or "-"). The stream stays valid while `file`
-/// lives.
-std::ostream& openOutput(const std::string& path, std::ofstream& file);
-/// @throws ToolError when writing failed
-void finishOutput(const std::string& path, std::ostream& out);
-
 }  // namespace qormeridional

@@ -1,3 +1,4 @@
+#include "OutputFile.h"
 #include "SvgWriter.h"
 
 #include <algorithm>
@@ -118,8 +119,8 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
   const auto sx = [&](double x) { return left + (x - x0) * scale; };
   const auto sy = [&](double y) { return top + (y1 - y) * scale; };
 
-  std::FILE* f = std::fopen(path.c_str(), "w");
-  if (f == nullptr) throw ToolError(path + ": cannot write: " + std::strerror(errno));
+  OutputFile file(path, OutputFile::Api::cstdio);
+  std::FILE* f = file.cfile();
   std::fprintf(f,
                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%s\" height=\"%s\" viewBox=\"0 0 "
@@ -305,8 +306,7 @@ void writeSvg(const std::string& path, const SvgPicture& picture) {
     ly += 20;
   }
   std::fputs("</svg>\n", f);
-  const bool failed = std::ferror(f) != 0;
-  if (std::fclose(f) != 0 || failed) throw ToolError(path + ": write failed");
+  file.commit();
 }
 
 void addMesh(SvgPicture& picture, const MeshFields& mesh) {

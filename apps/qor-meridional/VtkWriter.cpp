@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "OutputFile.h"
 #include "Spaces.h"
 #include "ToolError.h"
 #include "qor/foundation/QORVector.h"
@@ -105,10 +106,8 @@ MeshFields placeInMachineFrame(const MeshFields& plane, const qor::AxisFrame& fr
 
 void writeVtk(const std::string& path, const MeshFields& mesh, const std::string& title,
               const std::vector<qor::TurboTransform::space>& spaces) {
-  // Written beside the destination and renamed when complete: a failure leaves no partial file.
-  const std::string partial = path + ".part";
-  std::FILE* f = std::fopen(partial.c_str(), "w");
-  if (f == nullptr) throw ToolError(path + ": cannot write: " + std::strerror(errno));
+  OutputFile file(path, OutputFile::Api::cstdio);
+  std::FILE* f = file.cfile();
   const std::size_t n = mesh.nodes.size();
   std::fprintf(f, "# vtk DataFile Version 3.0\n%s\nASCII\nDATASET STRUCTURED_GRID\n",
                title.substr(0, 250).c_str());
@@ -131,12 +130,7 @@ void writeVtk(const std::string& path, const MeshFields& mesh, const std::string
       std::fprintf(f, "%.9g\n", std::isfinite(v) ? double(v) : 0.0);
     }
   }
-  const bool failed = std::ferror(f) != 0;
-  if (std::fclose(f) != 0 || failed || std::rename(partial.c_str(), path.c_str()) != 0) {
-    const int error = errno;
-    std::remove(partial.c_str());
-    throw ToolError(path + ": write failed: " + std::strerror(error));
-  }
+  file.commit();
 }
 
 }  // namespace qormeridional
