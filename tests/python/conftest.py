@@ -1,5 +1,5 @@
-"""Shared fixtures of the Python tests: analytic passages, the real machines under QOR_DATA_DIR and
-the C++ reference program (QOR_PYTHON_REFERENCE) that runs the library's own list operations."""
+"""Shared fixtures of the Python tests: analytic passages, the SU2 mesh under QOR_DATA_DIR and the
+C++ reference program (QOR_PYTHON_REFERENCE) that runs the library's own list operations."""
 
 import os
 import subprocess
@@ -67,35 +67,14 @@ def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0):
                    boundaries=[line(*at(0.6, rhoHub), *at(0.5, rhoShroud), 9)])
 
 
-def dataDir():
-    return os.environ.get("QOR_DATA_DIR", "")
-
-
-MACHINES = ["nasa-rotor37", "centrifugal-compressor-highspeed", "radial-inflow-turbine-huntsman",
-            "four-stage-axial-turbine", "two-stage-lp-steam-turbine"]
-
-
-def machine(name):
-    """A real machine in ART form: (axial, radius) CSV files, axis along x; skipped without data."""
-    folder = os.path.join(dataDir(), name)
-    if not dataDir() or not os.path.isdir(folder):
-        pytest.skip("QOR_DATA_DIR does not hold " + name)
-
-    def read(curve):
-        a = np.loadtxt(os.path.join(folder, curve + ".csv"), delimiter=",", skiprows=1,
-                       dtype=np.float32)
-        return np.c_[a, np.zeros(len(a), np.float32)]
-
-    boundaries = []
-    edges = os.path.join(folder, "internal_boundaries.csv")
-    if os.path.exists(edges):
-        names = np.loadtxt(edges, delimiter=",", skiprows=1, usecols=0, dtype=str)
-        ar = np.loadtxt(edges, delimiter=",", skiprows=1, usecols=(2, 3), dtype=np.float32)
-        for b in dict.fromkeys(names):
-            rows = ar[names == b]
-            boundaries.append(np.c_[rows, np.zeros(len(rows), np.float32)])
-    return Passage(name, read("hub"), read("shroud"), read("inlet"), read("outlet"),
-                   axisDirection=(1.0, 0.0, 0.0), boundaries=boundaries)
+def su2Nodes():
+    """The folder of the SU2 wedge mesh under QOR_DATA_DIR and its nodes (x, y, z); skipped without
+    data."""
+    data = os.environ.get("QOR_DATA_DIR", "")
+    folder = os.path.join(data, "su2-axial-stage-bfm-mesh")
+    if not data or not os.path.isdir(folder):
+        pytest.skip("QOR_DATA_DIR does not hold su2-axial-stage-bfm-mesh")
+    return folder, np.loadtxt(os.path.join(folder, "nodes.csv"), delimiter=",", skiprows=1)[:, 1:]
 
 
 def runReference(tmp_path, passage, points, frame="art", method=1, size=2000, uv=None):

@@ -9,15 +9,12 @@ import sys
 
 import numpy as np
 import pytest
-from conftest import dataDir
-from vtkmodules.util.numpy_support import numpy_to_vtk, numpy_to_vtkIdTypeArray, vtk_to_numpy
-from vtkmodules.vtkCommonCore import vtkPoints
-from vtkmodules.vtkCommonDataModel import (vtkCellArray, vtkCompositeDataSet, vtkMultiBlockDataSet,
-                                           vtkStructuredGrid, vtkUnstructuredGrid)
+from conftest import su2Nodes
+from vtkfiles import arrays, grid, multiblock, write
+from vtkmodules.vtkCommonDataModel import vtkStructuredGrid
 from vtkmodules.vtkFiltersGeometry import vtkGeometryFilter
 from vtkmodules.vtkIOLegacy import vtkUnstructuredGridWriter
-from vtkmodules.vtkIOXML import (vtkXMLMultiBlockDataWriter, vtkXMLPolyDataWriter,
-                                 vtkXMLUnstructuredGridWriter)
+from vtkmodules.vtkIOXML import vtkXMLPolyDataWriter
 
 import qor
 from qor import io
@@ -31,51 +28,11 @@ def annotate(*args):
     return run.returncode, run.stderr
 
 
-def grid(nodes, cells, vtkType, arrays={}):
-    g = vtkUnstructuredGrid()
-    p = vtkPoints()
-    p.SetData(numpy_to_vtk(np.ascontiguousarray(nodes), deep=1))
-    g.SetPoints(p)
-    ca = vtkCellArray()
-    ca.SetData(numpy_to_vtkIdTypeArray(np.arange(0, cells.size + 1, cells.shape[1]), deep=1),
-               numpy_to_vtkIdTypeArray(np.ascontiguousarray(cells.ravel()), deep=1))
-    g.SetCells(vtkType, ca)
-    for name, a in arrays.items():
-        v = numpy_to_vtk(a, deep=1)
-        v.SetName(name)
-        g.GetPointData().AddArray(v)
-    return g
-
-
-def write(data, path):
-    w = (vtkXMLMultiBlockDataWriter if isinstance(data, vtkMultiBlockDataSet)
-         else vtkXMLUnstructuredGridWriter)()
-    w.SetFileName(str(path))
-    w.SetInputData(data)
-    assert w.Write()
-
-
-def multiblock(blocks):
-    mb = vtkMultiBlockDataSet()
-    for k, (name, b) in enumerate(blocks):
-        mb.SetBlock(k, b)
-        mb.GetMetaData(k).Set(vtkCompositeDataSet.NAME(), name)
-    return mb
-
-
-def arrays(ds):
-    pd = ds.GetPointData()
-    return {pd.GetArrayName(k): vtk_to_numpy(pd.GetArray(k)) for k in range(pd.GetNumberOfArrays())}
-
-
 def su2(tmp_path):
     """The SU2 stage as su2.vtu (hexahedra and a 'pressure' array) and su2.vtm (the volume and the
     HUB, SHROUD, INLET, OUTLET and PERIODIC patches, each patch block holding every node of the
     mesh and only its own faces), with its curve files in four layouts."""
-    folder = os.path.join(dataDir(), "su2-axial-stage-bfm-mesh")
-    if not dataDir() or not os.path.isdir(folder):
-        pytest.skip("QOR_DATA_DIR does not hold su2-axial-stage-bfm-mesh")
-    nodes = np.loadtxt(os.path.join(folder, "nodes.csv"), delimiter=",", skiprows=1)[:, 1:]
+    folder, nodes = su2Nodes()
     hexes = np.loadtxt(os.path.join(folder, "elements.csv"), delimiter=",", skiprows=1,
                        dtype=np.int64)[:, 2:]
     faces = np.loadtxt(os.path.join(folder, "boundary_faces.csv"), delimiter=",", skiprows=1,

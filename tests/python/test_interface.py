@@ -79,18 +79,9 @@ def test_every_layout_of_a_list_converts_like_float32(duct):
     assert duct.convertARTtoSpaceTNs(T.nm, (1, 1.5, 0.3)) == pytest.approx((0.5, 0.3, 0.5), abs=1e-5)
 
 
-def test_threads_and_statuses_of_the_list_forms(duct):
-    """Every list form gives the same numbers for every thread count; statuses say which side."""
-    pts = np.tile(annulus().samples(9000, margin=0.3), (2, 1))
-    for convert in (lambda th: duct.convertARTtoSpace(pts, list(range(8)), True, True, threads=th),
-                    lambda th: duct.convertXYZtoSpace(T.nm, pts, withStatus=True, threads=th),
-                    lambda th: duct.convertARTtoSpaceTNs(T.nm, pts, threads=th),
-                    lambda th: duct.convertSpaceTNsToART(T.nm, pts[:, [0, 2, 1]] / 2, threads=th),
-                    lambda th: duct.locationStatus(pts, threads=th)):
-        one = convert(1)
-        for th in (2, 3, 0):
-            for a, b in zip(*(x if isinstance(x, tuple) else (x,) for x in (convert(th), one))):
-                np.testing.assert_array_equal(a, b)
+def test_statuses_of_the_list_forms(duct):
+    """Statuses say which side; the thread counts are the library's (its own tests compare them)."""
+    pts = annulus().samples(9000, margin=0.3)
     with pytest.raises(ValueError, match="threads must be 0"):
         duct.convertARTtoSpace(pts, [T.nm], threads=-1)
     values, status = duct.convertARTtoSpace(pts, [T.nm, T.nspan], withStatus=True)

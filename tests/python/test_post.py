@@ -10,7 +10,7 @@ import pytest
 
 import qor
 import qor.post as post
-from conftest import Passage, annulus, bend, dataDir, line
+from conftest import Passage, annulus, bend, line, su2Nodes
 
 T = qor.TurboTransform
 
@@ -118,10 +118,7 @@ def test_meshNodeGridOnBendGivesNodeValuesWithinHalfTheNodeSpacing():
 
 
 def su2():
-    folder = os.path.join(dataDir(), "su2-axial-stage-bfm-mesh")
-    if not dataDir() or not os.path.isdir(folder):
-        pytest.skip("QOR_DATA_DIR does not hold su2-axial-stage-bfm-mesh")
-    nodes = np.loadtxt(os.path.join(folder, "nodes.csv"), delimiter=",", skiprows=1)[:, 1:]
+    _, nodes = su2Nodes()
     # Rectangle z in [-0.15, 0.2], r in [0.25, 0.325] about the z axis (see the data's README).
     p = Passage("su2", line(-0.15, 0.25, 0.2, 0.25, 41), line(-0.15, 0.325, 0.2, 0.325, 41),
                 line(-0.15, 0.25, -0.15, 0.325, 11), line(0.2, 0.25, 0.2, 0.325, 11))
@@ -143,36 +140,21 @@ def test_su2WedgeAveragesAThetaFieldToItsThetaMean():
 
 
 def test_averageCommandOnAnAnnotatedMultiblockFile(tmp_path):
-    vtk = pytest.importorskip("vtkmodules.vtkCommonDataModel")
-    from vtkmodules.util.numpy_support import numpy_to_vtk
-    from vtkmodules.vtkCommonCore import vtkPoints
-    from vtkmodules.vtkIOXML import vtkXMLMultiBlockDataWriter
+    pytest.importorskip("vtkmodules.vtkCommonDataModel")
+    from vtkfiles import grid, multiblock, write
 
     nodes, t = su2()
     coords = t.convertXYZtoSpace(nodes, [T.nm, T.nspan, T.mprime])
     theta = np.arctan2(nodes[:, 1], nodes[:, 0])
     arrays = {"nm": coords[:, 0], "nspan": coords[:, 1], "mprime": coords[:, 2], "theta": theta,
               "rho": np.full(len(nodes), 1.2), "velocity": np.tile([30.0, -5.0, 100.0], (len(nodes), 1))}
-    blocks = vtk.vtkMultiBlockDataSet()
-    for b, rows in enumerate(np.array_split(np.arange(len(nodes)), 2)):
-        grid = vtk.vtkUnstructuredGrid()
-        pts = vtkPoints()
-        pts.SetData(numpy_to_vtk(np.ascontiguousarray(nodes[rows]), deep=True))
-        grid.SetPoints(pts)
-        for name, a in arrays.items():
-            v = numpy_to_vtk(np.ascontiguousarray(a[rows]), deep=True)
-            v.SetName(name)
-            grid.GetPointData().AddArray(v)
-        blocks.SetBlock(b, grid)
-    writer = vtkXMLMultiBlockDataWriter()
-    writer.SetFileName(str(tmp_path / "wedge.vtm"))
-    writer.SetInputData(blocks)
-    assert writer.Write() == 1
-
-    env = dict(os.environ)
+    halves = np.array_split(np.arange(len(nodes)), 2)  # two blocks of points, no cells
+    write(multiblock([(f"half{b}", grid(nodes[rows], np.zeros((0, 1), np.int64), 1,
+                                        {name: a[rows] for name, a in arrays.items()}))
+                      for b, rows in enumerate(halves)]), tmp_path / "wedge.vtm")
     run = lambda *args, file="wedge.vtm": subprocess.run(
         [sys.executable, "-m", "qor", "average", str(tmp_path / file), *args],
-        capture_output=True, text=True, env=env, timeout=300)
+        capture_output=True, text=True, timeout=300)
     done = run("--field", "theta", "--field", "velocity:2", "--mass-flux", "rho", "velocity",
                "--nm", "20", "--nspan", "7", "-o", str(tmp_path / "out" / "wedge"))
     assert done.returncode == 0, done.stderr

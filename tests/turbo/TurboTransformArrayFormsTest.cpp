@@ -40,9 +40,7 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
   std::vector<P3> art, xyz;
   for (std::size_t k = 0; k < kLong; ++k) {
     art.emplace_back(a(rng), r(rng), th(rng));
-    const auto x = qortest::toXYZ(art.back()[0], art.back()[1], art.back()[2], P3(0, 0, 0),
-                                  P3(0, 0, 1));
-    xyz.emplace_back(float(x[0]), float(x[1]), float(x[2]));
+    xyz.emplace_back(qortest::toXYZ(art.back()[0], art.back()[1], art.back()[2], P3(0, 0, 0), P3(0, 0, 1)));
   }
   const Space spaces[] = {TurboTransform::nm, TurboTransform::nspan, TurboTransform::mprime};
   const std::size_t n = art.size(), q = 3;
@@ -54,17 +52,17 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
     Status status, statusOnly;
   };
   auto run = [&](bool cartesian, int count) {
-    Result res{std::vector<float>(n * q), std::vector<P3>(n), std::vector<P3>(n),
-               std::vector<P3>(n), Status(n), Status(n)};
+    Result res{std::vector<float>(n * q), std::vector<P3>(n), std::vector<P3>(n), std::vector<P3>(n), Status(n),
+               Status(n)};
     if (cartesian) {
-      t.convertXYZtoSpace(xyz.data(), n, spaces, q, res.values.data(), res.along.data(),
-                          res.across.data(), res.status.data(), threads(count));
-    } else {
-      t.convertARTtoSpace(art.data(), n, spaces, q, res.values.data(), res.along.data(),
-                          res.across.data(), res.status.data(), threads(count));
-      t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), threads(count));
-      t.locationStatus(art.data(), n, res.statusOnly.data(), threads(count));
+      t.convertXYZtoSpace(xyz.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
+                          res.status.data(), threads(count));
+      return res;
     }
+    t.convertARTtoSpace(art.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
+                        res.status.data(), threads(count));
+    t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), threads(count));
+    t.locationStatus(art.data(), n, res.statusOnly.data(), threads(count));
     return res;
   };
   for (bool cartesian : {false, true}) {
@@ -72,12 +70,10 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
     const Result one = run(cartesian, 1);
     for (int count : {2, 3, 0}) {
       const Result other = run(cartesian, count);
-      EXPECT_TRUE(sameBits(other.values, one.values)) << count;
-      EXPECT_TRUE(sameBits(other.along, one.along)) << count;
-      EXPECT_TRUE(sameBits(other.across, one.across)) << count;
-      EXPECT_TRUE(sameBits(other.status, one.status)) << count;
-      EXPECT_TRUE(sameBits(other.tns, one.tns)) << count;
-      EXPECT_TRUE(sameBits(other.statusOnly, one.statusOnly)) << count;
+      EXPECT_TRUE(sameBits(other.values, one.values) && sameBits(other.along, one.along) &&
+                  sameBits(other.across, one.across) && sameBits(other.status, one.status) &&
+                  sameBits(other.tns, one.tns) && sameBits(other.statusOnly, one.statusOnly))
+          << count << " threads";
     }
     // The vector list forms: the same values and directions, and the statuses of single points.
     QORVector<std::vector<float>> multi;

@@ -13,32 +13,9 @@ using qortest::P3;
 using D3 = qor::TripletBase<double>;
 using Space = TurboTransform::space;
 
-// Values a conversion copies from a node or interpolates with weights 0 and 1: a few float ulps of
-// values of order 1.
-constexpr float kNodeTol = 4.0f * FLT_EPSILON;
-
 using Mesh = qortest::Built;
 
 void build(Mesh& m, const qortest::Passage& p, int size) { qortest::build(m, p, TurboTransform::linear, size); }
-
-TEST(TurboTransformForward, meshNodesReturnTheirOwnLineAndRowValues) {
-  Mesh mesh;
-  build(mesh, qortest::bend(), 600);
-  const int jcv = mesh.nj - 1, icv = mesh.ni - 1;
-  const float h = 1.0f / static_cast<float>(jcv);
-  for (int i = 0; i <= icv; ++i) {
-    for (int j = 0; j <= jcv; ++j) {
-      const P3 p = mesh.node(i, j);
-      const float expectedSpan = (j == jcv) ? 1.0f : static_cast<float>(j) * h;
-      ASSERT_EQ(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p), expectedSpan);
-      // On the linear bend mesh every i row is a radial line at theta = i (pi/2) / icv, so nm and
-      // its row mean rnm are i / icv at the nodes.
-      const float expectedM = static_cast<float>(i) / static_cast<float>(icv);
-      EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), expectedM, kNodeTol);
-      EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::rnm, p), expectedM, kNodeTol);
-    }
-  }
-}
 
 TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
   // Uniform rectangular grid: fields linear in (A, R) are reproduced up to float rounding (2e-6);
@@ -46,24 +23,20 @@ TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyon
   // dR^2/8 * 2/R^3, so m' gets A dR^2 / (4 R^3) + 2e-6.
   Mesh mesh;
   build(mesh, qortest::annulus(), 400);
-  const double dR = 1.0 / (mesh.nj - 1);
-  constexpr double kRoundTol = 2e-6;
+  const TurboTransform& t = mesh.transform;
+  const double dR = 1.0 / (mesh.nj - 1), tol = 2e-6;
   std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
   std::uniform_real_distribution<float> a(0.0f, 2.0f), r(1.0f, 2.0f);
   for (int k = 0; k < 300; ++k) {
     const P3 p(a(rng), r(rng), 0.0f);
     const double A = p[0], R = p[1];
-    const TurboTransform& t = mesh.transform;
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::m, p), A, kRoundTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nm, p), A / 2, kRoundTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::rnm, p), A / 2, kRoundTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::span, p), R - 1, kRoundTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nspan, p), R - 1, kRoundTol);
-    const double mprimeTol = A * dR * dR / (4 * R * R * R) + kRoundTol;
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprime, p), A / R, mprimeTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nmprime, p), A / 2, kRoundTol);
-    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprimeScaled, p), A, 2 * kRoundTol);
+    SCOPED_TRACE(testing::Message() << "seed 42, point " << p);
+    const std::pair<Space, double> expected[] = {
+        {TurboTransform::m, A},          {TurboTransform::nm, A / 2},     {TurboTransform::rnm, A / 2},
+        {TurboTransform::span, R - 1},   {TurboTransform::nspan, R - 1},  {TurboTransform::nmprime, A / 2},
+        {TurboTransform::mprimeScaled, A}};
+    for (const auto& [s, v] : expected) EXPECT_NEAR(t.convertARTtoSpace(s, p), v, 2 * tol) << s;
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprime, p), A / R, A * dR * dR / (4 * R * R * R) + tol);
     // Exact zeros and ones on the edges of the passage.
     EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(0.0f, p[1], 0)), 0.0f);
     EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(2.0f, p[1], 0)), 1.0f);
@@ -74,9 +47,8 @@ TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyon
   const float dA = mesh.node(1, 0)[0] - mesh.node(0, 0)[0];
   for (float f : {0.05f, 0.2f, 0.4f}) {
     const P3 p(2.0f + f * dA, 1.37f, 0.0f);
-    const float v = mesh.transform.convertARTtoSpace(TurboTransform::nm, p);
-    EXPECT_GT(v, 1.0f);
-    EXPECT_NEAR(v, p[0] / 2.0f, 2e-6);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nm, p), p[0] / 2.0f, 2e-6);
+    EXPECT_GT(t.convertARTtoSpace(TurboTransform::nm, p), 1.0f);
   }
 }
 
@@ -84,31 +56,26 @@ TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
   // Cells are trapezoids with chords for arcs (half angle h): the bilinear s differs from the angle
   // fraction by (atan(u tan h) - u h) / dth <= 0.13 h^3 / dth, and radii are off by rho (1/cos h - 1)
   // plus the wall polylines' sag rho (1 - cos hp); both over the height bound nspan, plus rounding.
-  qortest::Bend g;
-  Mesh mesh;
+  const qortest::Bend g;
   const int nStream = 121;
+  Mesh mesh;
   build(mesh, qortest::bend(g, nStream), 600);
-  const double h = (qortest::kPi / 2) / (mesh.ni - 1) / 2;
-  const double hp = (qortest::kPi / 2) / (nStream - 1) / 2;
+  const double h = (qortest::kPi / 2) / (mesh.ni - 1) / 2, hp = (qortest::kPi / 2) / (nStream - 1) / 2;
   const double nmTol = 0.13 * h * h * h / (qortest::kPi / 2) + 2e-6;
-  const double nspanTol =
-      g.rhoHub * ((1 / std::cos(h) - 1) + (1 - std::cos(hp))) / (g.rhoHub - g.rhoShroud) + 2e-6;
+  const double nspanTol = g.rhoHub * ((1 / std::cos(h) - 1) + (1 - std::cos(hp))) / (g.rhoHub - g.rhoShroud) + 2e-6;
   std::mt19937 rng(42);
   SCOPED_TRACE("seed 42");
   std::uniform_real_distribution<double> th(0.0, qortest::kPi / 2), rho(g.rhoShroud, g.rhoHub);
   for (int k = 0; k < 300; ++k) {
     const double theta = th(rng), radius = rho(rng);
-    const auto x = g.at(theta, radius);
-    const P3 p{float(x[0]), float(x[1]), 0.0f};
-    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), theta / (qortest::kPi / 2),
-                nmTol);
+    const P3 p(g.at(theta, radius));
+    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), theta / (qortest::kPi / 2), nmTol);
     EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
                 (g.rhoHub - radius) / (g.rhoHub - g.rhoShroud), nspanTol);
   }
 }
 
 TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollowsTheFloatOne) {
-  // The list forms against these single-point forms: TurboTransformRankingTest.cpp.
   Mesh mesh;
   build(mesh, qortest::bend(), 600);
   const TurboTransform& t = mesh.transform;
@@ -122,6 +89,12 @@ TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollows
   for (std::size_t k = 0; k < pts.size(); ++k) {
     EXPECT_NEAR(streamwise[k].length(), 1.0f, 1e-6f);
     EXPECT_NEAR(spanwise[k].length(), 1.0f, 1e-6f);
+    // Float against double evaluation of the same bilinear formula: a few float roundings of terms
+    // summing to at most (1 + |s|)(1 + |t|) max|w|, max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
+    int c0, c1, c2, c3;
+    float ls, lt;
+    t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
+    const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
     for (const Space s : qortest::allSpaces()) {
       if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
       const float single = t.convertARTtoSpace(s, pts[k]);
@@ -131,12 +104,6 @@ TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollows
       D3 tnsD;
       t.convertARTtoSpaceTNs(s, D3(pts[k][0], pts[k][1], 0.123456789012345), tnsD);
       EXPECT_EQ(tnsD[1], 0.123456789012345);
-      // Float against double evaluation of the same bilinear formula: a few float roundings of terms
-      // summing to at most (1 + |s|)(1 + |t|) max|w|, max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
-      int c0, c1, c2, c3;
-      float ls, lt;
-      t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
-      const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
       EXPECT_NEAR(tnsD[0], single, tol);
       EXPECT_NEAR(tnsD[2], tns[2], tol);
     }
@@ -146,26 +113,19 @@ TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollows
 TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
   // The Cartesian point goes back to (A, R) with a few float roundings of coordinates <= 3, and the
   // fields have slopes of order 1: 1e-5.
-  const P3 axisPoint(1.0f, -2.0f, 0.5f), axisDirection(1.0f, 1.0f, 1.0f);
   qortest::Passage art = qortest::bend();
-  art.axisPoint = axisPoint;
-  art.axisDirection = axisDirection;
+  art.axisPoint = P3(1.0f, -2.0f, 0.5f);
+  art.axisDirection = P3(1.0f, 1.0f, 1.0f);
   TurboTransform t;
   qortest::initializeART(t, art);
   t.createBackgroundMesh(TurboTransform::linear, 600);
   std::mt19937 rng(42);
   SCOPED_TRACE("seed 42");
   std::uniform_real_distribution<double> a(0.0, 1.5), r(1.5, 3.0), phi(0.0, 6.28);
-  QORVector<P3> xyz;
-  std::vector<P3> meridional;
   for (int k = 0; k < 100; ++k) {
     const double A = a(rng), R = r(rng);
-    const auto x = qortest::toXYZ(A, R, phi(rng), axisPoint, axisDirection);
-    xyz.emplace_back(float(x[0]), float(x[1]), float(x[2]));
-    meridional.emplace_back(float(A), float(R), 0.0f);
-  }
-  for (std::size_t k = 0; k < xyz.size(); ++k) {
-    EXPECT_NEAR(t.convertXYZtoSpace(TurboTransform::nm, xyz[k]), t.convertARTtoSpace(TurboTransform::nm, meridional[k]),
+    const P3 xyz(qortest::toXYZ(A, R, phi(rng), art.axisPoint, art.axisDirection));
+    EXPECT_NEAR(t.convertXYZtoSpace(TurboTransform::nm, xyz), t.convertARTtoSpace(TurboTransform::nm, P3(A, R, 0)),
                 1e-5);
   }
 }

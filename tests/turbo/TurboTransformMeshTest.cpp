@@ -28,10 +28,6 @@ double fieldAt(const TurboTransform& t, TurboTransform::space s, const P3& node)
   return out[0];
 }
 
-qortest::Passage passageOf(const std::string& name) {
-  return name == "annulus" ? qortest::annulus() : name == "cone" ? qortest::cone() : qortest::bend();
-}
-
 TEST(TurboTransformMeshSize, workedExamplesOfTheSizeRule) {
   struct Case {
     double length;
@@ -74,16 +70,15 @@ TEST(TurboTransformFields, threeByThreeRectangleGivesEvenFields) {
       EXPECT_FLOAT_EQ(t.convertARTtoSpace(TurboTransform::span, node), float(j));
     }
   }
-  // m' steps by dm / mean radius, with the radius shifted by 1e-6; the scaled form is the hub's.
+  // m' steps by dm / mean radius, with the radius shifted by 1e-6; the scaled form is the hub's,
+  // and every line reaches the hub's total at the outlet.
   EXPECT_DOUBLE_EQ(fieldAt(t, TurboTransform::mprime, b.node(1, 0)), 1.0 / ((1.0 + 1.0 + 1e-6) * 0.5));
   const double hubTotal = fieldAt(t, TurboTransform::mprime, b.node(2, 0));
   for (int i = 0; i < 3; ++i) {
     EXPECT_DOUBLE_EQ(fieldAt(t, TurboTransform::mprimeScaled, b.node(i, 0)),
                      fieldAt(t, TurboTransform::mprime, b.node(i, 0)));
-  }
-  for (int j = 1; j < 3; ++j) {
-    EXPECT_NEAR(fieldAt(t, TurboTransform::mprimeScaled, b.node(2, j)), hubTotal, 1e-12);
-    EXPECT_LT(fieldAt(t, TurboTransform::mprime, b.node(2, j)), hubTotal);  // larger radius
+    EXPECT_NEAR(fieldAt(t, TurboTransform::mprimeScaled, b.node(2, i)), hubTotal, 1e-12);
+    EXPECT_TRUE(i == 0 || fieldAt(t, TurboTransform::mprime, b.node(2, i)) < hubTotal) << i;  // larger radius
   }
   EXPECT_FLOAT_EQ(t.getAverageLengthInM(), 2.0f);
 }
@@ -100,7 +95,7 @@ class TurboTransformAnalytic : public testing::TestWithParam<AnalyticCase> {};
 
 TEST_P(TurboTransformAnalytic, fieldsMatchAnalyticValuesAtNodes) {
   const AnalyticCase& c = GetParam();
-  const auto p = passageOf(c.passage);
+  const auto p = c.passage == "annulus" ? qortest::annulus() : c.passage == "cone" ? qortest::cone() : qortest::bend();
   Built art;
   ASSERT_EQ(qortest::build(art, p, c.method, 800), 0);
   TurboTransform xyz, &t = c.cartesian ? xyz : art.transform;
