@@ -49,6 +49,10 @@ void Smooth2dbs::setNumberOfThreads(int threads) {
 
 int Smooth2dbs::getNumberOfThreads() const { return m_threads; }
 
+void Smooth2dbs::setClosedFormBisection(bool on) { m_closedFormBisection = on; }
+
+bool Smooth2dbs::getClosedFormBisection() const { return m_closedFormBisection; }
+
 void Smooth2dbs::checkTheGoodState() const {
   if (!m_set) {
     throw internal::error("Smooth2dbs", "checkTheGoodState",

@@ -35,6 +35,54 @@ double angleBetween(const Point& u, const Point& v, double lu, double lv) {
   return std::acos(c);
 }
 
+// The arm b turned by -delta, delta = (theta1 - theta2) / 2 with theta1 the angle between a and b
+// and theta2 the one between b and c, about the normal of b and c (delta >= 0) or of a and b: the
+// turn of the angle form, in closed form. Each angle is the argument of the complex number
+// (dot, |cross|) of its arms, their difference that of z = z1 * conj(z2) = x + i y, and delta that
+// of the principal square root of z. Turned by -delta about the unit normal n of b and its partner
+// u (c, or a), b becomes b cos(delta) - (n x b) sin(delta), where n x b = (|b|^2 c - (b . c) b) /
+// |b x c| for u = c and ((a . b) b - |b|^2 a) / |a x b| for u = a. A zero normal leaves
+// b cos(delta), as the angle form does.
+Point bisectingArm(const Point& a, const Point& b, const Point& c) {
+  const double ax = a[0], ay = a[1], az = a[2];
+  const double bx = b[0], by = b[1], bz = b[2];
+  const double cx = c[0], cy = c[1], cz = c[2];
+  const double d1 = ax * bx + ay * by + az * bz;
+  const double d2 = bx * cx + by * cy + bz * cz;
+  const double bb = bx * bx + by * by + bz * bz;
+  const double n1x = ay * bz - az * by, n1y = az * bx - ax * bz, n1z = ax * by - ay * bx;
+  const double n2x = by * cz - bz * cy, n2y = bz * cx - bx * cz, n2z = bx * cy - by * cx;
+  const double s1 = std::sqrt(n1x * n1x + n1y * n1y + n1z * n1z);
+  const double s2 = std::sqrt(n2x * n2x + n2y * n2y + n2z * n2z);
+  const double x = d1 * d2 + s1 * s2;
+  const double y = s1 * d2 - d1 * s2;
+  const double r = std::sqrt(x * x + y * y);
+  if (!(r > 0.0)) return b;  // no turn
+  // delta lies in [-pi/2, pi/2]: its cosine is not negative and its sine has the sign of y; the
+  // half-angle formula that does not cancel gives one, sin(2 delta) = y / r the other.
+  double cosine, sine;
+  if (x >= 0.0) {
+    cosine = std::sqrt((r + x) / (2.0 * r));
+    sine = y / (2.0 * r * cosine);
+  } else {
+    sine = std::copysign(std::sqrt((r - x) / (2.0 * r)), y);
+    cosine = y / (2.0 * r * sine);
+  }
+  const bool aboutBC = y >= 0.0;  // delta >= 0
+  const double s = aboutBC ? s2 : s1;
+  double tx = 0.0, ty = 0.0, tz = 0.0;  // (n x b) sin(delta)
+  if (s > 0.0) {
+    const double f = sine / s;
+    if (aboutBC) {
+      tx = (bb * cx - d2 * bx) * f, ty = (bb * cy - d2 * by) * f, tz = (bb * cz - d2 * bz) * f;
+    } else {
+      tx = (d1 * bx - bb * ax) * f, ty = (d1 * by - bb * ay) * f, tz = (d1 * bz - bb * az) * f;
+    }
+  }
+  return Point(static_cast<float>(bx * cosine - tx), static_cast<float>(by * cosine - ty),
+               static_cast<float>(bz * cosine - tz));
+}
+
 // Rodrigues rotation of `v` by the angle of cosine c and sine s about `axis`. The axis is
 // normalised unless its length is exactly zero; a zero axis leaves v * c.
 Point rotate(const Point& v, const Point& axisIn, double c, double s) {
@@ -435,17 +483,28 @@ void Smooth2dbs::angleAverageNoSN(const int& point, const std::vector<int>& neig
     const Point a = nPrev - nk;
     const Point b = p - nk;
     const Point c = nNext - nk;
-    const float la = reusable && !a.hasInvalidComponent() ? lcBefore : a.length();
-    const float lb = b.length();
-    const float lc = c.length();
-    lcBefore = lc;
-    reusable = !c.hasInvalidComponent();
-    const bool aZero = isZeroLength(la);
-    const bool bZero = isZeroLength(lb);
-    const bool cZero = isZeroLength(lc);
+    float la = 0.0f, lb = 0.0f, lc = 0.0f;
+    bool aZero, bZero, cZero;
+    if (m_closedFormBisection) {
+      // A length is zero exactly when its rounded square is (the invalid-coordinate mark is not).
+      aZero = a.lengthSquared() == 0.0f;
+      bZero = b.lengthSquared() == 0.0f;
+      cZero = c.lengthSquared() == 0.0f;
+    } else {
+      la = reusable && !a.hasInvalidComponent() ? lcBefore : a.length();
+      lb = b.length();
+      lc = c.length();
+      lcBefore = lc;
+      reusable = !c.hasInvalidComponent();
+      aZero = isZeroLength(la);
+      bZero = isZeroLength(lb);
+      cZero = isZeroLength(lc);
+    }
 
     Point candidate;  // the zero vector unless a rule below applies
-    if (!aZero && !bZero && !cZero) {
+    if (!aZero && !bZero && !cZero && m_closedFormBisection) {
+      candidate = nk + bisectingArm(a, b, c);
+    } else if (!aZero && !bZero && !cZero) {
       const double theta1 = angleBetween(a, b, la, lb);
       const double theta2 = angleBetween(b, c, lb, lc);
       const double delta = (theta1 - theta2) * 0.5;

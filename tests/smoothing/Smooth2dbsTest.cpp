@@ -369,6 +369,31 @@ TEST(Smooth2dbsIteration, impellerBendStaysOnCurvesAndUnfolded) {
   EXPECT_TRUE(first == r.mesh);
 }
 
+// The closed-form turn is the angle form's up to float rounding, on a bent and on a strongly skewed
+// domain, and the same bits for every number of threads; the option survives setmtopo.
+TEST(Smooth2dbsIteration, closedFormBisectionIsTheAngleFormUpToRounding) {
+  const Domain skewed({line(0, 0, 1.5, 2, 2), line(4, 0, 4, 2, 2), line(0, 0, 4, 0, 2), line(1.5, 2, 4, 2, 2)}, 4.0);
+  for (const Domain& d : {bendDomain(), skewed}) {
+    Smoothing angles(d, 2, 24, 8), closed(d, 2, 24, 8), closedTwo(d, 2, 24, 8);
+    EXPECT_FALSE(angles.s.getClosedFormBisection());
+    closed.s.setClosedFormBisection(true);
+    closedTwo.s.setClosedFormBisection(true);
+    closedTwo.s.setNumberOfThreads(2);
+    angles.run();
+    closed.run();
+    closedTwo.run();
+    EXPECT_TRUE(closed.mesh == closedTwo.mesh);
+    double worst = 0.0;
+    for (std::size_t k = 0; k < angles.mesh.size(); ++k) {
+      worst = std::max(worst, double((angles.mesh[k] - closed.mesh[k]).length()));
+    }
+    EXPECT_GT(worst, 0.0);  // a different evaluation, not the same code
+    EXPECT_LT(worst, 1e-5 * d.size) << worst;
+    closed.s.setmtopo(closed.mesh, closed.topo, &d.db);
+    EXPECT_TRUE(closed.s.getClosedFormBisection());
+  }
+}
+
 // Mean |cos| of the angle between the i and j grid lines at the interior nodes of a level.
 double meanSkew(const Smoothing& r, int level) {
   const Topo2dBase& f = r.topo.getLevel(level);

@@ -58,6 +58,15 @@ class QOR_API Smooth2dbs {
   /// @throws data::invalid for a negative number
   void setNumberOfThreads(int threads);
   int getNumberOfThreads() const;
+  /// How a sweep turns an interior point's arm onto the bisector of its neighbours' arms. Off (the
+  /// default, kept for compatibility): the two angles from `acos` of their clamped cosines and the
+  /// turn from the sine and cosine of half their difference. On: the same turn in closed form from
+  /// the arms' dot and cross products (square roots, no inverse or direct trigonometric function):
+  /// about a fifth faster per sweep and accurate for angles near 0 and pi, where an inverse cosine
+  /// loses digits. The two give the same mesh up to float rounding, not bit for bit; either is the
+  /// same bit for bit for every number of threads. Kept by setmtopo.
+  void setClosedFormBisection(bool on);
+  bool getClosedFormBisection() const;
   /// Every level runs exactly this number of sweeps. @throws internal::error before setmtopo.
   void setMaxNumberOfIteration(int n);
   /// Sets one level's number of sweeps when level <= number of levels (std::out_of_range for an
@@ -157,6 +166,7 @@ class QOR_API Smooth2dbs {
   QORVector<std::pair<short, short>> m_conditions;  // first = bcType, second = geo id
   bool m_debug = false;
   int m_threads = 1;
+  bool m_closedFormBisection = false;
   std::vector<float> m_west;
   std::vector<float> m_east;
   std::vector<float> m_south;
