@@ -60,19 +60,22 @@ Point bisectingArm(const Point& a, const Point& b, const Point& c) {
   if (!(r > 0.0)) return b;  // no turn
   // delta lies in [-pi/2, pi/2]: its cosine is not negative and its sine has the sign of y; the
   // half-angle formula that does not cancel gives one, sin(2 delta) = y / r the other.
-  double cosine, sine;
-  if (x >= 0.0) {
-    cosine = std::sqrt((r + x) / (2.0 * r));
-    sine = y / (2.0 * r * cosine);
-  } else {
-    sine = std::copysign(std::sqrt((r - x) / (2.0 * r)), y);
-    cosine = y / (2.0 * r * sine);
-  }
+  // sin(delta) / |normal| is taken in one division where the cosine is the root.
+  const double halfOverR = 0.5 / r;
   const bool aboutBC = y >= 0.0;  // delta >= 0
   const double s = aboutBC ? s2 : s1;
+  double cosine, sineOverS;
+  if (x >= 0.0) {
+    cosine = std::sqrt((r + x) * halfOverR);
+    sineOverS = s > 0.0 ? y * halfOverR / (cosine * s) : 0.0;
+  } else {
+    const double sine = std::copysign(std::sqrt((r - x) * halfOverR), y);
+    cosine = y * halfOverR / sine;
+    sineOverS = s > 0.0 ? sine / s : 0.0;
+  }
   double tx = 0.0, ty = 0.0, tz = 0.0;  // (n x b) sin(delta)
-  if (s > 0.0) {
-    const double f = sine / s;
+  if (s > 0.0) {  // a zero normal leaves b cos(delta)
+    const double f = sineOverS;
     if (aboutBC) {
       tx = (bb * cx - d2 * bx) * f, ty = (bb * cy - d2 * by) * f, tz = (bb * cz - d2 * bz) * f;
     } else {
