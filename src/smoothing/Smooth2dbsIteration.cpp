@@ -49,38 +49,43 @@ Point bisectingArm(const Point& a, const Point& b, const Point& c) {
   const double cx = c[0], cy = c[1], cz = c[2];
   const double d1 = ax * bx + ay * by + az * bz;
   const double d2 = bx * cx + by * cy + bz * cz;
+  const double aa = ax * ax + ay * ay + az * az;
   const double bb = bx * bx + by * by + bz * bz;
+  const double cc = cx * cx + cy * cy + cz * cz;
   const double n1x = ay * bz - az * by, n1y = az * bx - ax * bz, n1z = ax * by - ay * bx;
   const double n2x = by * cz - bz * cy, n2y = bz * cx - bx * cz, n2z = bx * cy - by * cx;
   const double s1 = std::sqrt(n1x * n1x + n1y * n1y + n1z * n1z);
   const double s2 = std::sqrt(n2x * n2x + n2y * n2y + n2z * n2z);
+  // |z| = |z1| |z2| = |a| |b| |b| |c|: computed beside the two cross products, not after them.
+  const double r = bb * std::sqrt(aa * cc);
   const double x = d1 * d2 + s1 * s2;
   const double y = s1 * d2 - d1 * s2;
-  const double r = std::sqrt(x * x + y * y);
   if (!(r > 0.0)) return b;  // no turn
-  // delta lies in [-pi/2, pi/2]: its cosine is not negative and its sine has the sign of y; the
-  // half-angle formula that does not cancel gives one, sin(2 delta) = y / r the other.
-  // sin(delta) / |normal| is taken in one division where the cosine is the root.
-  const double halfOverR = 0.5 / r;
+  // delta lies in [-pi/2, pi/2]: its cosine is not negative and its sine has the sign of y. Of
+  // cos(delta) = sqrt((r + x) / 2r) and |sin(delta)| = sqrt((r - x) / 2r), the one that does not
+  // cancel is the root; the other follows from sin(2 delta) = y / r by a quotient taken beside the
+  // root.
   const bool aboutBC = y >= 0.0;  // delta >= 0
   const double s = aboutBC ? s2 : s1;
-  double cosine, sineOverS;
+  double cosine, sineOverS = 0.0;
   if (x >= 0.0) {
-    cosine = std::sqrt((r + x) * halfOverR);
-    sineOverS = s > 0.0 ? y * halfOverR / (cosine * s) : 0.0;
+    const double q = r + x;
+    cosine = std::sqrt(q / (2.0 * r));
+    if (s > 0.0) sineOverS = y / (q * s) * cosine;
   } else {
-    const double sine = std::copysign(std::sqrt((r - x) * halfOverR), y);
-    cosine = y * halfOverR / sine;
-    sineOverS = s > 0.0 ? sine / s : 0.0;
+    const double q = r - x;
+    const double sine = std::copysign(std::sqrt(q / (2.0 * r)), y);
+    cosine = y / q * sine;
+    if (s > 0.0) sineOverS = sine / s;
   }
-  double tx = 0.0, ty = 0.0, tz = 0.0;  // (n x b) sin(delta)
-  if (s > 0.0) {  // a zero normal leaves b cos(delta)
-    const double f = sineOverS;
-    if (aboutBC) {
-      tx = (bb * cx - d2 * bx) * f, ty = (bb * cy - d2 * by) * f, tz = (bb * cz - d2 * bz) * f;
-    } else {
-      tx = (d1 * bx - bb * ax) * f, ty = (d1 * by - bb * ay) * f, tz = (d1 * bz - bb * az) * f;
-    }
+  // (n x b) sin(delta); a zero normal leaves b cos(delta).
+  double tx = 0.0, ty = 0.0, tz = 0.0;
+  if (aboutBC) {
+    tx = (bb * cx - d2 * bx) * sineOverS, ty = (bb * cy - d2 * by) * sineOverS,
+    tz = (bb * cz - d2 * bz) * sineOverS;
+  } else {
+    tx = (d1 * bx - bb * ax) * sineOverS, ty = (d1 * by - bb * ay) * sineOverS,
+    tz = (d1 * bz - bb * az) * sineOverS;
   }
   return Point(static_cast<float>(bx * cosine - tx), static_cast<float>(by * cosine - ty),
                static_cast<float>(bz * cosine - tz));
