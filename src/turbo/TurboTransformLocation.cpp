@@ -3,6 +3,7 @@
 /// around it and the best cell with the local coordinates (s, t) of a point; and the view of the
 /// mesh that the location code works on.
 
+#include "foundation/Assert.h"
 #include "qor/foundation/QuadtreeBucket.h"
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
@@ -31,8 +32,8 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
                                             const QuadtreeBucket* tree,
                                             const turbo_detail::NodeGrid* grid) {
   const Topo2dBase& level = topo.getLevel(0);
-  // Nodes missing behind the topology reach the checked container's failure path, not the search.
-  if (level.getSize() > 0) (void)points.at(static_cast<std::size_t>(level.end() - 1));
+  QOR_ASSERT(level.getSize() <= 0 || static_cast<std::size_t>(level.end()) <= points.size(),
+             "the background mesh has a node for every index of its topology");
   turbo_detail::MeshView v;
   v.points = points.data();
   v.count = points.size();
