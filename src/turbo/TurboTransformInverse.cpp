@@ -12,6 +12,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "foundation/ParallelFor.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -215,9 +216,9 @@ void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
   int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
   double a = 0.0, b = 0.0;
   interpolateOnDouble(m_cachedCurve, static_cast<double>(in[0]), i0, i1, a);
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
 
-  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
+  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
 }
 
 void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& in,
@@ -227,10 +228,10 @@ void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& i
 
   int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
   double a = 0.0, b = 0.0;
-  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, i0, i1, a);
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, i0, i1, a);
+  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
 
-  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
+  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
 }
 
 // ---- any spans, arrays, no cache -----------------------------------------------------------------
@@ -273,19 +274,19 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
       detail::resolveThreads(options.threads, n, "TurboTransform", "convertSpaceTNsToART");
   if (n == 0) return;
 
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const std::size_t isize = static_cast<std::size_t>(level.getIsize());
   const std::size_t jsize = static_cast<std::size_t>(level.getJsize());
-  const std::vector<double>& spans = m_spaceValues.at(nspan);
-  const std::vector<double>& field = m_spaceValues.at(static_cast<std::size_t>(s));
+  const std::vector<double>& spans = m_mesh->fields.at(nspan);
+  const std::vector<double>& field = m_mesh->fields.at(static_cast<std::size_t>(s));
   const std::size_t fieldSize = way == InverseWay::full ? isize * jsize : isize;
   if (isize < 2 || jsize < 2 || spans.size() != jsize || field.size() < fieldSize ||
-      m_meshPoints.size() < isize * jsize || level.getij(1, 0) != static_cast<int>(jsize) ||
+      m_mesh->points.size() < isize * jsize || level.getij(1, 0) != static_cast<int>(jsize) ||
       level.getij(0, 0) != 0) {
     throw internal::error("TurboTransform", "convertSpaceTNsToART",
                           SystemMsg("Background mesh and fields do not match."), errorType::fatal);
   }
-  const TripletBase<float>* nodes = m_meshPoints.data();
+  const TripletBase<float>* nodes = m_mesh->points.data();
   const double* f = field.data();
 
   detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
@@ -324,7 +325,7 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
 
 void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                                     TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const int jStar = onHub ? 0 : level.getJcv();
   // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
   const double key = onHub ? 0.0 : 1.0;
@@ -334,7 +335,7 @@ void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<d
     const int isize = level.getIsize();
     m_cachedCurve.assign(static_cast<std::size_t>(isize), 0.0);
     for (int i = 0; i < isize; ++i) {
-      const TripletBase<float>& node = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, jStar)));
+      const TripletBase<float>& node = m_mesh->points.at(static_cast<std::size_t>(level.getij(i, jStar)));
       m_cachedCurve[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
     }
     m_cachedKey = static_cast<int>(s);
@@ -345,8 +346,8 @@ void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<d
   int lo = 0, hi = 0;
   double w = 0.0;
   interpolateOnDouble(m_cachedCurve, in[0], lo, hi, w);
-  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
   out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
   out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
   out[2] = in[1];
@@ -354,15 +355,15 @@ void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<d
 
 void TurboTransform::convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                                       TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const int jStar = onHub ? 0 : level.getJcv();
   const double value = clampUnit(in[0]);
 
   int lo = 0, hi = 0;
   double w = 0.0;
-  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, lo, hi, w);
-  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, lo, hi, w);
+  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
   out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
   out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
   out[2] = in[1];
@@ -462,7 +463,11 @@ void TurboTransform::interpolateOnDouble(const std::vector<double>& values, doub
 }
 
 void TurboTransform::getNSpanValues(std::vector<double>& out) const {
-  out = m_spaceValues.at(nspan);
+  if (m_mesh) {
+    out = m_mesh->fields.at(nspan);
+  } else {
+    out.clear();  // no mesh, no lines
+  }
 }
 
 }  // namespace qor

@@ -9,6 +9,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 namespace turbo_detail {
@@ -50,12 +51,16 @@ turbo_detail::MeshView turbo_detail::viewOf(const Topo2dMultiLevel& topo,
 }
 
 
-turbo_detail::MeshView TurboTransform::meshView() const {
-  turbo_detail::MeshView view =
-      turbo_detail::viewOf(*m_topo, m_meshPoints, m_noQuadtree ? nullptr : m_quadtree.get(),
-                           m_noQuadtree ? nullptr : m_nodeGrid.get());
-  if (m_exactWalls) view.walls = m_wallFit.get();
+turbo_detail::MeshView turbo_detail::viewOf(const MeshState& mesh, bool noQuadtree,
+                                            bool exactWalls) {
+  MeshView view = viewOf(*mesh.topo, mesh.points, noQuadtree ? nullptr : mesh.quadtree.get(),
+                         noQuadtree ? nullptr : &mesh.grid);
+  if (exactWalls) view.walls = &mesh.walls;
   return view;
+}
+
+turbo_detail::MeshView TurboTransform::meshView() const {
+  return turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
 }
 
 void TurboTransform::setExactWalls(bool on) {
@@ -66,18 +71,21 @@ void TurboTransform::setExactWalls(bool on) {
 bool TurboTransform::getExactWalls() const { return m_exactWalls; }
 
 int TurboTransform::getClosestIndex(const TripletBase<float>& point) const {
-  if (m_noQuadtree || !m_quadtree) return getClosestIndexBruteForce(point);
-  return static_cast<int>(m_quadtree->findNearestPoint(point));
+  if (m_noQuadtree || !m_mesh || !m_mesh->quadtree) return getClosestIndexBruteForce(point);
+  return static_cast<int>(m_mesh->quadtree->findNearestPoint(point));
 }
 
 int TurboTransform::getClosestIndexBruteForce(const TripletBase<float>& point) const {
-  return turbo_detail::nearestNodeBruteForce(m_meshPoints.data(), m_meshPoints.size(), point);
+  if (!m_mesh) return 0;  // what the scan of no nodes gives
+  return turbo_detail::nearestNodeBruteForce(m_mesh->points.data(), m_mesh->points.size(), point);
 }
 
 int TurboTransform::findClosestElements(const TripletBase<float>& point, int cells[4][2]) const {
   requireMesh("findClosestElements");
-  const turbo_detail::MeshView view = turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr);
-  const turbo_detail::Candidates around = turbo_detail::candidatesAround(view, getClosestIndex(point));
+  const turbo_detail::MeshView view =
+      turbo_detail::viewOf(*m_mesh->topo, m_mesh->points, nullptr, nullptr);
+  const turbo_detail::Candidates around =
+      turbo_detail::candidatesAround(view, getClosestIndex(point));
   for (int k = 0; k < around.count; ++k) {
     cells[k][0] = around.i[k];
     cells[k][1] = around.j[k];

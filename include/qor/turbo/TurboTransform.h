@@ -29,13 +29,11 @@ namespace qor {
 
 class ParametricDB;
 class ParametricDBInterface;
-class QuadtreeBucket;
 class Topo2dBase;
 class Topo2dMultiLevel;
 namespace turbo_detail {
-class NodeGrid;
+struct MeshState;
 struct MeshView;
-struct WallFit;
 }  // namespace turbo_detail
 
 class QOR_API TurboTransform {
@@ -386,22 +384,16 @@ class QOR_API TurboTransform {
   // Level 0 of the background mesh with its node search (brute force under QOR_NO_QUADTREE).
   turbo_detail::MeshView meshView() const;
 
-  // fields (TurboTransformFields.cpp)
-  void calculateSpaces();
-  void calculateMprime();
-  void calculateMprimeScaled();
-  void calculateSpan();
-  void calculateM();
-
   // background mesh (TurboTransformBackgroundMesh.cpp)
-  void createBackgroundMeshMeshLinear();
-  void createBackgroundMeshNonLinear();
+  // Build the new mesh into `next`, which createBackgroundMesh then publishes.
+  void createBackgroundMeshMeshLinear(turbo_detail::MeshState& next);
+  void createBackgroundMeshNonLinear(turbo_detail::MeshState& next);
   void estimateMeshSize(int levels, int& ni, int& nj);
   void initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo);
   void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
                             const ParametricDBInterface* db, const std::string& curve, int i0,
                             int i1, int j0, int j1);
-  void reAdjustMesh();
+  void reAdjustMesh(turbo_detail::MeshState& next) const;
   int checkQualityOfBMesh() const;
 
   // inverse (TurboTransformInverse.cpp)
@@ -446,24 +438,20 @@ class QOR_API TurboTransform {
 
   bool m_geometryInitialized = false;
   std::vector<std::string> m_curveNames;
-  // The projection database, topology, quadtree and node grid are shared between copies of a
-  // transform and released when the last holder goes; rebuilding replaces only this object's
-  // pointers.
+  // The projection database is shared between copies of a transform and released when the last
+  // holder goes; a set-up builds a new one.
   std::shared_ptr<ParametricDBInterface> m_projectionDB;
-  std::shared_ptr<Topo2dMultiLevel> m_topo;
-  QORVector<TripletBase<float>> m_meshPoints;
-  std::shared_ptr<QuadtreeBucket> m_quadtree;
-  // The node search of the conversions, built with the background mesh and immutable, so that
-  // copies share it.
-  std::shared_ptr<const turbo_detail::NodeGrid> m_nodeGrid;
-  // The wall curves between the mesh's wall nodes, built with the mesh; used with exact walls.
-  std::shared_ptr<const turbo_detail::WallFit> m_wallFit;
+  // The finished background mesh with its fields and searches, immutable, shared between copies;
+  // null before createBackgroundMesh. Building a mesh makes a new state and swaps it in.
+  std::shared_ptr<const turbo_detail::MeshState> m_mesh;
   bool m_exactWalls = false;
-  std::vector<std::vector<double>> m_spaceValues;
-  std::vector<bool> m_spaceComputed;
-  TripletBase<float> m_axisPoint;
-  TripletBase<float> m_axisDirection;
-  TripletBase<float> m_axialUnit;
+  // Whether each field of the mesh is up to date (false after a new set-up), by `space`.
+  std::vector<bool> m_spaceComputed = std::vector<bool>(8, false);
+  // Every default is set here once: the axis through the origin along +Z, three smoothing levels,
+  // 2000 nodes, 300 points per curve; the constructor only reads the environment.
+  TripletBase<float> m_axisPoint{0.0f, 0.0f, 0.0f};
+  TripletBase<float> m_axisDirection{0.0f, 0.0f, 1.0f};
+  TripletBase<float> m_axialUnit{0.0f, 0.0f, 1.0f};
   int m_numberOfLevelsForBM = 3;
   int m_threadsForBM = 1;
   int m_backgroundMeshSize = 2000;

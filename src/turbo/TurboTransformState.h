@@ -1,0 +1,59 @@
+#pragma once
+/// @file
+/// The finished background mesh of a `TurboTransform` as one immutable state, and the building
+/// steps that make it. Internal; never installed.
+///
+/// A mesh state is built whole, aside, and then published by swapping the transform's one
+/// `std::shared_ptr<const MeshState>`: a failure while building leaves the published state as it
+/// was, copies of a transform share the state, and any number of threads may read it (the array
+/// forms do, without locks). Nothing in a published state changes again.
+
+#include <memory>
+#include <vector>
+
+#include "qor/foundation/QORVector.h"
+#include "qor/foundation/QuadtreeBucket.h"
+#include "qor/foundation/TripletBase.h"
+#include "qor/smoothing/Topo2dMultiLevel.h"
+#include "turbo/TurboTransformLocate.h"
+
+namespace qor {
+namespace turbo_detail {
+
+/// The finished background mesh and everything derived from it.
+struct MeshState {
+  /// One level, level 0, starting at global index 0: i inlet (0) to outlet (icv), j hub (0) to
+  /// shroud (jcv), j fast.
+  std::shared_ptr<const Topo2dMultiLevel> topo;
+  /// The nodes (axial, radial, third component as the curves gave it), by global index.
+  QORVector<TripletBase<float>> points;
+  /// Nearest-node searches over `points`; both empty when the transform that built the state
+  /// was constructed under QOR_NO_QUADTREE (the searches then scan all nodes).
+  std::shared_ptr<const QuadtreeBucket> quadtree;
+  NodeGrid grid;
+  /// The wall curves between the wall nodes, used with exact walls.
+  WallFit walls;
+  /// The eight coordinate fields, by `TurboTransform::space`: per node (i-major, j fast), except
+  /// nspan (one value per j line) and rnm (one per i row).
+  std::vector<std::vector<double>> fields;
+};
+
+/// Computes the eight fields of `mesh` from its topology and nodes (m, m', span, their normalised
+/// forms, rnm and the scaled m').
+void calculateSpaces(MeshState& mesh);
+void calculateMprime(MeshState& mesh);
+void calculateMprimeScaled(MeshState& mesh);
+void calculateSpan(MeshState& mesh);
+void calculateM(MeshState& mesh);
+
+/// Builds the nearest-node searches of `mesh` (unless `noQuadtree`) and the fit of the hub and
+/// shroud curves (inlet to outlet) to its wall nodes.
+void buildSearches(MeshState& mesh, bool noQuadtree, const QORVector<TripletBase<float>>& hub,
+                   const QORVector<TripletBase<float>>& shroud);
+
+/// The view of a published state that the location code works on; `exactWalls` selects the wall
+/// fit, `noQuadtree` the scan.
+MeshView viewOf(const MeshState& mesh, bool noQuadtree, bool exactWalls);
+
+}  // namespace turbo_detail
+}  // namespace qor
