@@ -200,22 +200,20 @@ void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
                                           TripletBase<float>& out) const {
   const double ns = clampUnit(in[2]);
 
-  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != ns) {
-    // Rebuild the search line. The cache stays marked invalid until it is complete, so a failure
-    // part-way leaves no half-built line behind.
-    m_cacheInvalid = 1;
+  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), ns);
+  if (line == nullptr) {
+    // Rebuild the search line.
     QORVector<TripletBase<float>> points;
     getConstantSpaceNspan(ns, points);
-    m_cachedCurve.assign(points.size(), 0.0);
-    for (std::size_t k = 0; k < points.size(); ++k) m_cachedCurve[k] = convertARTtoSpace(s, points[k]);
-    m_cachedKey = static_cast<int>(s);
-    m_cachedValue = ns;
-    m_cacheInvalid = 0;
+    QORVector<double>& values = m_inverseCache->refill();
+    values.assign(points.size(), 0.0);
+    for (std::size_t k = 0; k < points.size(); ++k) values[k] = convertARTtoSpace(s, points[k]);
+    line = &m_inverseCache->hold(static_cast<int>(s), ns);
   }
 
   int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
   double a = 0.0, b = 0.0;
-  interpolateOnDouble(m_cachedCurve, static_cast<double>(in[0]), i0, i1, a);
+  interpolateOnDouble(*line, static_cast<double>(in[0]), i0, i1, a);
   interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
 
   out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
@@ -330,22 +328,22 @@ void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<d
   // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
   const double key = onHub ? 0.0 : 1.0;
 
-  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != key) {
-    m_cacheInvalid = 1;
+  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), key);
+  if (line == nullptr) {
     const int isize = level.getIsize();
-    m_cachedCurve.assign(static_cast<std::size_t>(isize), 0.0);
+    QORVector<double>& values = m_inverseCache->refill();
+    values.assign(static_cast<std::size_t>(isize), 0.0);
     for (int i = 0; i < isize; ++i) {
-      const TripletBase<float>& node = m_mesh->points.at(static_cast<std::size_t>(level.getij(i, jStar)));
-      m_cachedCurve[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
+      const TripletBase<float>& node =
+          m_mesh->points.at(static_cast<std::size_t>(level.getij(i, jStar)));
+      values[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
     }
-    m_cachedKey = static_cast<int>(s);
-    m_cachedValue = key;
-    m_cacheInvalid = 0;
+    line = &m_inverseCache->hold(static_cast<int>(s), key);
   }
 
   int lo = 0, hi = 0;
   double w = 0.0;
-  interpolateOnDouble(m_cachedCurve, in[0], lo, hi, w);
+  interpolateOnDouble(*line, in[0], lo, hi, w);
   const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
   const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
   out[0] = w * pHi[0] + (1.0 - w) * pLo[0];

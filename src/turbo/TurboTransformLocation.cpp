@@ -65,7 +65,7 @@ turbo_detail::MeshView TurboTransform::meshView() const {
 
 void TurboTransform::setExactWalls(bool on) {
   m_exactWalls = on;
-  m_cacheInvalid = 1;
+  m_inverseCache->clear();
 }
 
 bool TurboTransform::getExactWalls() const { return m_exactWalls; }

@@ -528,7 +528,7 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   m_shroud.swap(s.curves[1]);
   m_inlet.swap(s.curves[2]);
   m_outlet.swap(s.curves[3]);
-  m_cacheInvalid = 1;
+  m_inverseCache->clear();
 }
 
 }  // namespace qor

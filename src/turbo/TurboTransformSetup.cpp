@@ -2,6 +2,7 @@
 // points, the projection database of the four boundary curves and the small accessors.
 
 #include <cmath>
+#include <memory>
 #include <cstdlib>
 #include <string>
 
@@ -108,6 +109,16 @@ TurboTransform::TurboTransform() : m_noQuadtree(std::getenv("QOR_NO_QUADTREE") !
 TurboTransform::TurboTransform(const TurboTransform&) = default;
 TurboTransform& TurboTransform::operator=(const TurboTransform&) = default;
 TurboTransform::~TurboTransform() = default;
+
+TurboTransform::InverseCacheSlot::InverseCacheSlot()
+    : m_cache(std::make_unique<turbo_detail::InverseCache>()) {}
+TurboTransform::InverseCacheSlot::InverseCacheSlot(const InverseCacheSlot&) : InverseCacheSlot() {}
+TurboTransform::InverseCacheSlot& TurboTransform::InverseCacheSlot::operator=(
+    const InverseCacheSlot&) {
+  m_cache->clear();
+  return *this;
+}
+TurboTransform::InverseCacheSlot::~InverseCacheSlot() = default;
 
 // ---- axis and ART conversion ---------------------------------------------------------------
 
@@ -269,7 +280,7 @@ void TurboTransform::initGeom(ParametricDB& db) const {
 
 void TurboTransform::initSpaces() {
   m_spaceComputed.assign(8, false);
-  m_cacheInvalid = 1;
+  m_inverseCache->clear();
 }
 
 void TurboTransform::requireMesh(const char* function) const {

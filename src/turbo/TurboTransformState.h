@@ -55,5 +55,38 @@ void buildSearches(MeshState& mesh, bool noQuadtree, const QORVector<TripletBase
 /// fit, `noQuadtree` the scan.
 MeshView viewOf(const MeshState& mesh, bool noQuadtree, bool exactWalls);
 
+/// The one-entry cache of the inverse conversions: the values of one space along the mesh line of
+/// one normalised span, so that converting many points of one span is cheap. One per transform,
+/// never shared: a copy of a transform starts with an empty cache of its own (the array form of
+/// the inverse keeps none at all).
+class InverseCache {
+ public:
+  /// The cached line of `space` at normalised span `span`, or null when it holds another or none.
+  const QORVector<double>* find(int space, double span) const {
+    return m_valid && m_space == space && m_span == span ? &m_line : nullptr;
+  }
+  /// Starts a new line to be filled: until `hold`, the cache holds nothing, so a failure part-way
+  /// leaves no half-built line behind.
+  QORVector<double>& refill() {
+    m_valid = false;
+    return m_line;
+  }
+  /// The line filled since `refill` holds the values of `space` at `span`.
+  const QORVector<double>& hold(int space, double span) {
+    m_space = space;
+    m_span = span;
+    m_valid = true;
+    return m_line;
+  }
+  /// Forgets the line (a new mesh, new fields or exact walls switched).
+  void clear() { m_valid = false; }
+
+ private:
+  QORVector<double> m_line;
+  double m_span = -1.0;
+  int m_space = 0;
+  bool m_valid = false;
+};
+
 }  // namespace turbo_detail
 }  // namespace qor

@@ -8,7 +8,8 @@
 ///
 /// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
 /// operations, so one transform must not be used from several threads at once. Give each thread its
-/// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
+/// own copy (copies share the immutable finished mesh and are cheap; each has its own cache) or
+/// serialise the calls.
 /// Distinct transforms are independent. The array forms (those taking `ListOptions`) are the
 /// exception: they read the transform without touching the cache (the inverse array form keeps no
 /// cache at all), see "Array forms" below.
@@ -32,6 +33,7 @@ class ParametricDBInterface;
 class Topo2dBase;
 class Topo2dMultiLevel;
 namespace turbo_detail {
+class InverseCache;
 struct MeshState;
 struct MeshView;
 }  // namespace turbo_detail
@@ -71,9 +73,10 @@ class QOR_API TurboTransform {
   };
 
   TurboTransform();
-  /// Copies the curves, fields and settings; the projection database, topology and the search
-  /// structures of the mesh are shared with the source (a copy that rebuilds its mesh leaves the
-  /// source intact).
+  /// Copies the curves and settings; the projection database and the finished mesh (nodes,
+  /// fields and search structures, all immutable) are shared with the source, and the copy starts
+  /// with an empty inverse cache of its own. A later set-up or mesh of either leaves the other
+  /// intact.
   TurboTransform(const TurboTransform&);
   TurboTransform& operator=(const TurboTransform&);
   virtual ~TurboTransform();
@@ -463,11 +466,21 @@ class QOR_API TurboTransform {
   QORVector<TripletBase<float>> m_outlet;
   QORVector<TripletBase<float>> m_hub;
   QORVector<TripletBase<float>> m_shroud;
-  // One-entry cache of the inverse conversions (mutable state behind const operations).
-  mutable double m_cachedValue = -1.0;
-  mutable QORVector<double> m_cachedCurve;
-  mutable int m_cacheInvalid = 1;
-  mutable int m_cachedKey = 0;
+  // The one-entry cache of the inverse conversions (mutable state behind const operations), an
+  // object of its own: a copy or an assignment gives this transform an empty cache of its own, so
+  // copies never share one.
+  class InverseCacheSlot {
+   public:
+    InverseCacheSlot();
+    InverseCacheSlot(const InverseCacheSlot&);
+    InverseCacheSlot& operator=(const InverseCacheSlot&);
+    ~InverseCacheSlot();
+    turbo_detail::InverseCache* operator->() const { return m_cache.get(); }
+
+   private:
+    std::unique_ptr<turbo_detail::InverseCache> m_cache;
+  };
+  mutable InverseCacheSlot m_inverseCache;
 };
 
 }  // namespace qor
