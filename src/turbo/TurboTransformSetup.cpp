@@ -15,6 +15,7 @@
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformCleanup.h"
 #include "turbo/TurboTransformState.h"
 #include "turbo/MeridionalPlane.h"
 
@@ -220,9 +221,9 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
   auto clean = [this](const TripletQORVector& in, int start, QORVector<TripletBase<float>>& out) {
     const QORVector<TripletBase<float>> points(in.points());
     if (start >= 0) {
-      inCloudARToutCleanART(points, out, m_curveOptimizedSize, start);
+      turbo_detail::inCloudARToutCleanART(points, out, m_curveOptimizedSize, start);
     } else {
-      inContARToutCleanART(points, out, m_curveOptimizedSize);
+      turbo_detail::inContARToutCleanART(points, out, m_curveOptimizedSize);
     }
   };
   QORVector<TripletBase<float>> newHub;

@@ -414,26 +414,12 @@ class QOR_API TurboTransform {
   void getSpaceOnConstantSpan(space s, double spanValue, QORVector<double>& values,
                               QORVector<TripletBase<float>>& points) const;
 
-  // clean-up (TurboTransformCleanup.cpp)
-  void inContARToutCleanART(const QORVector<TripletBase<float>>& in,
-                            QORVector<TripletBase<float>>& out, int size) const;
-  void inCloudARToutCleanART(const QORVector<TripletBase<float>>& in,
-                             QORVector<TripletBase<float>>& out, const int& size,
-                             const int& start) const;
+  // clean-up (TurboTransformCleanup.cpp; the ART steps are in TurboTransformCleanup.h)
   void inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
                             QORVector<TripletBase<float>>& out, int size) const;
   void inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
                              QORVector<TripletBase<float>>& out, const int& size,
                              const int& start) const;
-  void eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& points, const int& exponent) const;
-  void optimizeListOfPoints(QORVector<TripletBase<float>>& points, const unsigned int& size) const;
-  void calculateArcValueXY(const QORVector<TripletBase<float>>& points, QORVector<double>& s) const;
-  void distanceFirstLastSimpleXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
-                                 double& best, int& bestIndex, bool& noneFound) const;
-  void distanceFirstLastNormalXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
-                                 double& best, int& bestIndex, bool& noneFound) const;
-  void distanceFromFirstXY(const std::vector<TripletBase<float>>::iterator& first,
-                           const std::vector<TripletBase<float>>::iterator& last) const;
 
   // save and load (TurboTransformSaveLoad.cpp); `source` names the file or "stream" in errors.
   void saveTo(std::ostream& out, const std::string& target) const;
