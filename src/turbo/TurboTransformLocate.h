@@ -37,8 +37,8 @@ struct WallFit {
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.
 struct MeshView {
-  const TripletBase<float>* points = nullptr;  ///< m_meshPoints
-  std::size_t count = 0;                       ///< number of entries of m_meshPoints
+  const TripletBase<float>* points = nullptr;  ///< the mesh nodes, by global index
+  std::size_t count = 0;                       ///< number of nodes
   int begin = 0;                               ///< global index of node (0, 0)
   int jsize = 0;                               ///< nodes per i row
   double rowsPerNode = 0.0;                    ///< 1 / jsize, to find a node's row
