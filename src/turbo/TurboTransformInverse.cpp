@@ -204,7 +204,7 @@ void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
   if (line == nullptr) {
     // Rebuild the search line.
     QORVector<TripletBase<float>> points;
-    getConstantSpaceNspan(ns, points);
+    turbo_detail::getConstantSpaceNspan(*m_mesh, ns, points);
     QORVector<double>& values = m_inverseCache->refill();
     values.assign(points.size(), 0.0);
     for (std::size_t k = 0; k < points.size(); ++k) values[k] = convertARTtoSpace(s, points[k]);
@@ -377,7 +377,7 @@ void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValu
 
   QORVector<double> values;
   QORVector<TripletBase<float>> points;
-  getSpaceOnConstantSpan(s, spanValue, values, points);
+  turbo_detail::getSpaceOnConstantSpan(*m_mesh, s, spanValue, values, points);
 
   for (std::size_t k = 0; k < in.size(); ++k) {
     int lo = 0, hi = 0;
@@ -392,8 +392,8 @@ void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValu
 
 // ---- search helpers ---------------------------------------------------------------------------
 
-void TurboTransform::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
-                                         int& hi, double& w) const {
+void turbo_detail::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
+                                       int& hi, double& w) {
   const std::size_t n = values.size();
   if (n == 0) return;
   if (n == 1) {
@@ -458,6 +458,11 @@ void TurboTransform::interpolateOnDouble(const std::vector<double>& values, doub
   } else {
     w = 0.5;
   }
+}
+
+void TurboTransform::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
+                                         int& hi, double& w) const {
+  turbo_detail::interpolateOnDouble(values, x, lo, hi, w);
 }
 
 void TurboTransform::getNSpanValues(std::vector<double>& out) const {

@@ -15,6 +15,7 @@
 #include "qor/foundation/QuadtreeBucket.h"
 #include "qor/foundation/TripletBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
+#include "qor/turbo/TurboTransform.h"
 #include "turbo/TurboTransformLocate.h"
 
 namespace qor {
@@ -54,6 +55,20 @@ void buildSearches(MeshState& mesh, bool noQuadtree, const QORVector<TripletBase
 /// The view of a published state that the location code works on; `exactWalls` selects the wall
 /// fit, `noQuadtree` the scan.
 MeshView viewOf(const MeshState& mesh, bool noQuadtree, bool exactWalls);
+
+/// Bracket of x in ascending `values`: values[lo] + w (values[hi] - values[lo]) = x, clamped to
+/// the ends (the rule of `TurboTransform::interpolateOnDouble`).
+void interpolateOnDouble(const std::vector<double>& values, double x, int& lo, int& hi, double& w);
+
+/// Lines of constant space cut from the mesh (TurboTransformIsoLines.cpp): normalised span `ns`
+/// (one point per i row, inlet to outlet), nm value `v` and rnm value `r` (one point per j line,
+/// hub to shroud); and the points of the line of normalised span `spanValue` with the values of
+/// space `s` along it, ascending.
+void getConstantSpaceNspan(const MeshState& mesh, double ns, QORVector<TripletBase<float>>& curve);
+void getConstantSpaceNm(const MeshState& mesh, double v, QORVector<TripletBase<float>>& curve);
+void getConstantSpaceRnm(const MeshState& mesh, double r, QORVector<TripletBase<float>>& curve);
+void getSpaceOnConstantSpan(const MeshState& mesh, TurboTransform::space s, double spanValue,
+                            QORVector<double>& values, QORVector<TripletBase<float>>& points);
 
 /// The one-entry cache of the inverse conversions: the values of one space along the mesh line of
 /// one normalised span, so that converting many points of one span is cheap. One per transform,

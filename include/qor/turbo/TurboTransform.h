@@ -407,13 +407,6 @@ class QOR_API TurboTransform {
   void convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                         TripletBase<double>& out, bool onHub) const;
 
-  // iso-lines (TurboTransformIsoLines.cpp)
-  void getConstantSpaceNspan(double ns, QORVector<TripletBase<float>>& curve) const;
-  void getConstantSpaceNm(double v, QORVector<TripletBase<float>>& curve) const;
-  void getConstantSpaceRnm(double r, QORVector<TripletBase<float>>& curve) const;
-  void getSpaceOnConstantSpan(space s, double spanValue, QORVector<double>& values,
-                              QORVector<TripletBase<float>>& points) const;
-
   // clean-up (TurboTransformCleanup.cpp; the ART steps are in TurboTransformCleanup.h)
   void inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
                             QORVector<TripletBase<float>>& out, int size) const;
