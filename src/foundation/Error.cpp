@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "foundation/Assert.h"
+
 namespace qor {
 
 Error::Error(std::string className, std::string functionName, std::string message, errorType type)
@@ -21,5 +23,15 @@ data::error::~error() = default;
 data::invalid::~invalid() = default;
 internal::error::~error() = default;
 internal::nullPointer::~nullPointer() = default;
+
+void foundation_detail::assertionFailed(const char* condition, const char* reason,
+                                        const char* file, int line, const char* function) {
+  std::string where = file;
+  const std::size_t slash = where.find_last_of('/');
+  if (slash != std::string::npos) where.erase(0, slash + 1);
+  throw internal::error("QOR_ASSERT", function,
+                        std::string("Internal invariant broken: ") + reason + " (" + condition +
+                            ", " + where + ":" + std::to_string(line) + ")");
+}
 
 }  // namespace qor

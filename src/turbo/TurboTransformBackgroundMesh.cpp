@@ -24,6 +24,7 @@
 #include "qor/turbo/TurboTransform.h"
 #include "foundation/MemoryBudget.h"
 #include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformState.h"
 #include "turbo/IntegerMath.h"
 #include "foundation/ParallelFor.h"
 
@@ -37,6 +38,8 @@ const char* const kClass = "TurboTransform";
 constexpr int kMinimumMeshSize = 4;
 
 std::size_t at(int index) { return static_cast<std::size_t>(index); }
+
+constexpr std::size_t kSpaceCount = 8;
 
 // Peak memory of building a background mesh, per node of all levels: the nodes, the eight fields,
 // the previous mesh kept until the new one succeeds, the smoother's work arrays and the search
@@ -107,74 +110,73 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
                         errorType::fatal);
   }
 
-  // A failure anywhere below leaves the previous mesh, fields and search structure in place.
-  std::shared_ptr<Topo2dMultiLevel> oldTopo = m_topo;
-  QORVector<TripletBase<float>> oldPoints = m_meshPoints;
-  std::shared_ptr<QuadtreeBucket> oldQuadtree = m_quadtree;
-  std::shared_ptr<const turbo_detail::NodeGrid> oldNodeGrid = m_nodeGrid;
-  std::shared_ptr<const turbo_detail::WallFit> oldWallFit = m_wallFit;
-  std::vector<std::vector<double>> oldFields = m_spaceValues;
+  // The new mesh is built whole, aside, and published by one swap: a failure anywhere below
+  // leaves the previous mesh, fields and searches in place.
   try {
+    auto next = std::make_shared<turbo_detail::MeshState>();
     if (method == linear) {
-      createBackgroundMeshMeshLinear();
+      createBackgroundMeshMeshLinear(*next);
     } else {
-      createBackgroundMeshNonLinear();
+      createBackgroundMeshNonLinear(*next);
     }
-    calculateSpaces();
+    turbo_detail::calculateSpaces(*next);
+    turbo_detail::buildSearches(*next, m_noQuadtree, m_hub, m_shroud);
+    std::shared_ptr<const turbo_detail::MeshState> previous = std::move(m_mesh);
+    m_mesh = std::move(next);
     if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
-      exportFinalMeshToPostSurface("final.msh");
+      try {
+        exportFinalMeshToPostSurface("final.msh");
+      } catch (...) {
+        m_mesh = std::move(previous);
+        throw;
+      }
     }
-    if (!m_noQuadtree) {
-      auto quadtree = std::make_shared<QuadtreeBucket>();
-      quadtree->construct(m_meshPoints);
-      m_quadtree = std::move(quadtree);
-      auto grid = std::make_shared<turbo_detail::NodeGrid>();
-      grid->build(m_meshPoints.data(), m_meshPoints.size());
-      grid->buildCellTests(turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr));
-      m_nodeGrid = std::move(grid);
-    } else {
-      m_nodeGrid.reset();
-    }
-    m_wallFit = std::make_shared<const turbo_detail::WallFit>(turbo_detail::fitWalls(
-        turbo_detail::viewOf(*m_topo, m_meshPoints, nullptr, nullptr), m_hub, m_shroud));
-  } catch (...) {
-    m_topo = std::move(oldTopo);
-    m_meshPoints.swap(oldPoints);
-    m_quadtree = std::move(oldQuadtree);
-    m_nodeGrid = std::move(oldNodeGrid);
-    m_wallFit = std::move(oldWallFit);
-    m_spaceValues.swap(oldFields);
-    m_cacheInvalid = 1;
+  } catch (const std::bad_alloc&) {
     // Memory that runs out in spite of the check above still reaches the caller in the library's
     // family, naming the request.
-    try {
-      throw;
-    } catch (const std::bad_alloc&) {
-      throw data::invalid(kClass, "createBackgroundMesh",
-                          SystemMsg("Background mesh size %1 could not be built: out of memory.")
-                              << size,
-                          errorType::fatal);
-    } catch (const std::length_error&) {
-      throw data::invalid(kClass, "createBackgroundMesh",
-                          SystemMsg("Background mesh size %1 needs more than %2 nodes, beyond the "
-                                    "index range.")
-                              << size << INT_MAX,
-                          errorType::fatal);
-    }
+    throw data::invalid(kClass, "createBackgroundMesh",
+                        SystemMsg("Background mesh size %1 could not be built: out of memory.")
+                            << size,
+                        errorType::fatal);
+  } catch (const std::length_error&) {
+    throw data::invalid(kClass, "createBackgroundMesh",
+                        SystemMsg("Background mesh size %1 needs more than %2 nodes, beyond the "
+                                  "index range.")
+                            << size << INT_MAX,
+                        errorType::fatal);
   }
-  m_cacheInvalid = 1;
+  m_spaceComputed.assign(kSpaceCount, true);
   return checkQualityOfBMesh();
 }
 
 void TurboTransform::getBackgroundMesh(std::vector<TripletBase<float>>& points, int& isize,
                                        int& jsize) const {
   requireMesh("getBackgroundMesh");
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   isize = level.getIsize();
   jsize = level.getJsize();
   points.resize(at(level.getSize()));
-  for (int k = 0; k < level.getSize(); ++k) points[at(k)] = m_meshPoints.at(at(level.begin() + k));
+  for (int k = 0; k < level.getSize(); ++k) {
+    points[at(k)] = m_mesh->points.at(at(level.begin() + k));
+  }
 }
+
+namespace turbo_detail {
+
+void buildSearches(MeshState& mesh, bool noQuadtree, const QORVector<TripletBase<float>>& hub,
+                   const QORVector<TripletBase<float>>& shroud) {
+  const MeshView plain = turbo_detail::viewOf(*mesh.topo, mesh.points, nullptr, nullptr);
+  if (!noQuadtree) {
+    auto quadtree = std::make_shared<QuadtreeBucket>();
+    quadtree->construct(mesh.points);
+    mesh.quadtree = std::move(quadtree);
+    mesh.grid.build(mesh.points.data(), mesh.points.size());
+    mesh.grid.buildCellTests(plain);
+  }
+  mesh.walls = fitWalls(plain, hub, shroud);
+}
+
+}  // namespace turbo_detail
 
 // ---- sizing ----------------------------------------------------------------------------------
 
@@ -206,13 +208,12 @@ void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
 
 // ---- linear method ---------------------------------------------------------------------------
 
-void TurboTransform::createBackgroundMeshMeshLinear() {
+void TurboTransform::createBackgroundMeshMeshLinear(turbo_detail::MeshState& next) {
   int ni = 0;
   int nj = 0;
   estimateMeshSize(1, ni, nj);
   requireMeshFits(m_backgroundMeshSize, 1, ni, nj);
 
-  // Built aside and committed at the end, so that a failure keeps the previous mesh consistent.
   auto topo = std::make_shared<Topo2dMultiLevel>(1, ni, nj);
   const Topo2dBase& level = topo->getLevel(0);
   const int icv = level.getIcv();
@@ -228,13 +229,13 @@ void TurboTransform::createBackgroundMeshMeshLinear() {
     for (int j = 1; j < jcv; ++j) points.at(at(level.getij(i, j))) = between(south, north, j, jcv);
   }
 
-  m_topo = std::move(topo);
-  m_meshPoints.swap(points);
+  next.topo = std::move(topo);
+  next.points.swap(points);
 }
 
 // ---- smoothed method -------------------------------------------------------------------------
 
-void TurboTransform::createBackgroundMeshNonLinear() {
+void TurboTransform::createBackgroundMeshNonLinear(turbo_detail::MeshState& next) {
   int levels = m_numberOfLevelsForBM;
   int ni = 0;
   int nj = 0;
@@ -280,9 +281,9 @@ void TurboTransform::createBackgroundMeshNonLinear() {
   for (int k = 0; k < finest.getSize(); ++k) {
     finishedPoints[at(k)] = points.at(at(finest.begin() + k));
   }
-  m_topo = std::move(finished);
-  m_meshPoints.swap(finishedPoints);
-  reAdjustMesh();
+  next.topo = std::move(finished);
+  next.points.swap(finishedPoints);
+  reAdjustMesh(next);
 }
 
 void TurboTransform::initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo) {
@@ -311,9 +312,8 @@ void TurboTransform::setMeshPointsOnCurve(const Topo2dBase& level,
   Smooth2dbs::setMeshPointsOnCurve(level, points, db, curve, i0, i1, j0, j1);
 }
 
-void TurboTransform::reAdjustMesh() {
-  requireMesh("reAdjustMesh");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void TurboTransform::reAdjustMesh(turbo_detail::MeshState& next) const {
+  const Topo2dBase& level = next.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   const double dt = 1.0 / jcv;
@@ -322,7 +322,7 @@ void TurboTransform::reAdjustMesh() {
   ParametricDB lineDB;
   std::vector<TripletBase<float>> line(at(jcv + 1));
   for (int i = 0; i <= icv; ++i) {
-    for (int j = 0; j <= jcv; ++j) line[at(j)] = m_meshPoints.at(at(level.getij(i, j)));
+    for (int j = 0; j <= jcv; ++j) line[at(j)] = next.points.at(at(level.getij(i, j)));
     lineDB.createCurve("tmpCurve", line, ParametricCurve::curve2d);
     static_cast<void>(lineDB.getLength("tmpCurve"));
     adjusted.at(at(level.getij(i, 0))) = line.front();
@@ -338,14 +338,15 @@ void TurboTransform::reAdjustMesh() {
     }
     adjusted.at(at(level.getij(i, jcv))) = line.back();
   }
-  m_meshPoints.swap(adjusted);
+  next.points.swap(adjusted);
 }
 
 // ---- quality ---------------------------------------------------------------------------------
 
 int TurboTransform::checkQualityOfBMesh() const {
   requireMesh("checkQualityOfBMesh");
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
+  const QORVector<TripletBase<float>>& nodes = m_mesh->points;
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   long long positive = 0;
@@ -353,10 +354,10 @@ int TurboTransform::checkQualityOfBMesh() const {
   // The cells of the first column are not examined (kept for compatibility).
   for (int i = 1; i < icv; ++i) {
     for (int j = 0; j < jcv; ++j) {
-      const TripletBase<float>& a = m_meshPoints.at(at(level.getij(i, j)));
-      const TripletBase<float>& b = m_meshPoints.at(at(level.getij(i + 1, j)));
-      const TripletBase<float>& c = m_meshPoints.at(at(level.getij(i, j + 1)));
-      const TripletBase<float>& d = m_meshPoints.at(at(level.getij(i + 1, j + 1)));
+      const TripletBase<float>& a = nodes.at(at(level.getij(i, j)));
+      const TripletBase<float>& b = nodes.at(at(level.getij(i + 1, j)));
+      const TripletBase<float>& c = nodes.at(at(level.getij(i, j + 1)));
+      const TripletBase<float>& d = nodes.at(at(level.getij(i + 1, j + 1)));
       const float eix = ((b[0] + d[0]) - (a[0] + c[0])) * 0.5f;
       const float eiy = ((b[1] + d[1]) - (a[1] + c[1])) * 0.5f;
       const float ejx = ((c[0] + d[0]) - (a[0] + b[0])) * 0.5f;

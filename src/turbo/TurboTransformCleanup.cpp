@@ -11,6 +11,7 @@
 #include "qor/parametric/ParametricDB.h"
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/IntegerMath.h"
+#include "turbo/TurboTransformCleanup.h"
 
 namespace qor {
 
@@ -45,8 +46,10 @@ struct Edge {
 
 }  // namespace
 
-void TurboTransform::inContARToutCleanART(const QORVector<TripletBase<float>>& in,
-                                          QORVector<TripletBase<float>>& out, int size) const {
+namespace turbo_detail {
+
+void inContARToutCleanART(const QORVector<TripletBase<float>>& in,
+                          QORVector<TripletBase<float>>& out, int size) {
   ParametricCurve curve(in, ParametricCurve::curve1d);
   curve.makeUnique();
   curve.eliminateDoublePoints(2);
@@ -57,9 +60,9 @@ void TurboTransform::inContARToutCleanART(const QORVector<TripletBase<float>>& i
   optimizeListOfPoints(out, budget);
 }
 
-void TurboTransform::inCloudARToutCleanART(const QORVector<TripletBase<float>>& in,
-                                           QORVector<TripletBase<float>>& out, const int& size,
-                                           const int& start) const {
+void inCloudARToutCleanART(const QORVector<TripletBase<float>>& in,
+                           QORVector<TripletBase<float>>& out, const int& size,
+                           const int& start) {
   if (in.empty()) return;
   out.assign(in.begin(), in.end());
   if (start > 0) std::swap(out[0], out.at(static_cast<std::size_t>(start)));
@@ -89,26 +92,8 @@ void TurboTransform::inCloudARToutCleanART(const QORVector<TripletBase<float>>& 
   check.createCurve("cleanART", out, ParametricCurve::curve1d);
 }
 
-void TurboTransform::inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                                          QORVector<TripletBase<float>>& out, int size) const {
-  if (in.empty()) return;
-  QORVector<TripletBase<float>> art;
-  transformToART(in, art);
-  out.resize(in.size());
-  inContARToutCleanART(art, out, size);
-}
-
-void TurboTransform::inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                                           QORVector<TripletBase<float>>& out, const int& size,
-                                           const int& start) const {
-  if (in.empty()) return;
-  QORVector<TripletBase<float>> art;
-  transformToART(in, art);
-  inCloudARToutCleanART(art, out, size, start);
-}
-
-void TurboTransform::eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& points,
-                                                const int& exponent) const {
+void eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& points,
+                                const int& exponent) {
   const std::size_t n = points.size();
   if (n == 0) return;
   QORVector<double> s(n, 0.0);
@@ -126,8 +111,8 @@ void TurboTransform::eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& p
   points.swap(kept);
 }
 
-void TurboTransform::calculateArcValueXY(const QORVector<TripletBase<float>>& points,
-                                         QORVector<double>& s) const {
+void calculateArcValueXY(const QORVector<TripletBase<float>>& points,
+                         QORVector<double>& s) {
   const std::size_t n = points.size();
   if (n == 0) return;
   s.at(0) = 0.0;
@@ -139,9 +124,9 @@ void TurboTransform::calculateArcValueXY(const QORVector<TripletBase<float>>& po
   s[n - 1] = 1.0;
 }
 
-void TurboTransform::distanceFirstLastSimpleXY(const QORVector<TripletBase<float>>& points,
-                                               int& first, int& last, double& best, int& bestIndex,
-                                               bool& noneFound) const {
+void distanceFirstLastSimpleXY(const QORVector<TripletBase<float>>& points,
+                               int& first, int& last, double& best, int& bestIndex,
+                               bool& noneFound) {
   const TripletBase<float> f = points.at(static_cast<std::size_t>(first));
   const TripletBase<float> l = points.at(static_cast<std::size_t>(last));
   noneFound = true;
@@ -159,9 +144,9 @@ void TurboTransform::distanceFirstLastSimpleXY(const QORVector<TripletBase<float
   }
 }
 
-void TurboTransform::distanceFirstLastNormalXY(const QORVector<TripletBase<float>>& points,
-                                               int& first, int& last, double& best, int& bestIndex,
-                                               bool& noneFound) const {
+void distanceFirstLastNormalXY(const QORVector<TripletBase<float>>& points,
+                               int& first, int& last, double& best, int& bestIndex,
+                               bool& noneFound) {
   const TripletBase<float> f = points.at(static_cast<std::size_t>(first));
   const TripletBase<float> l = points.at(static_cast<std::size_t>(last));
   const float chord = planarDistance(f, l);
@@ -189,9 +174,9 @@ void TurboTransform::distanceFirstLastNormalXY(const QORVector<TripletBase<float
   }
 }
 
-void TurboTransform::distanceFromFirstXY(
+void distanceFromFirstXY(
     const std::vector<TripletBase<float>>::iterator& first,
-    const std::vector<TripletBase<float>>::iterator& last) const {
+    const std::vector<TripletBase<float>>::iterator& last) {
   if (first == last) return;
   const float fx = (*first)[0];
   const float fy = (*first)[1];
@@ -202,8 +187,8 @@ void TurboTransform::distanceFromFirstXY(
   }
 }
 
-void TurboTransform::optimizeListOfPoints(QORVector<TripletBase<float>>& points,
-                                          const unsigned int& size) const {
+void optimizeListOfPoints(QORVector<TripletBase<float>>& points,
+                          const unsigned int& size) {
   const std::size_t n = points.size();
   if (n <= size || n < 2) return;
   // The two end points are always kept, whatever the budget.
@@ -245,6 +230,26 @@ void TurboTransform::optimizeListOfPoints(QORVector<TripletBase<float>>& points,
   reduced.reserve(chosen.size());
   for (int index : chosen) reduced.push_back(points.at(static_cast<std::size_t>(index)));
   points.swap(reduced);
+}
+
+}  // namespace turbo_detail
+
+void TurboTransform::inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
+                                          QORVector<TripletBase<float>>& out, int size) const {
+  if (in.empty()) return;
+  QORVector<TripletBase<float>> art;
+  transformToART(in, art);
+  out.resize(in.size());
+  turbo_detail::inContARToutCleanART(art, out, size);
+}
+
+void TurboTransform::inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
+                                           QORVector<TripletBase<float>>& out, const int& size,
+                                           const int& start) const {
+  if (in.empty()) return;
+  QORVector<TripletBase<float>> art;
+  transformToART(in, art);
+  turbo_detail::inCloudARToutCleanART(art, out, size, start);
 }
 
 }  // namespace qor

@@ -8,12 +8,13 @@
 #include "qor/parametric/ParametricDB.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
 namespace {
 
-// Resized (and zeroed) only when the size differs; otherwise overwritten in place.
+// The field `which`, sized to n values (zeroed when the size changes; every value is written).
 std::vector<double>& sizedField(std::vector<std::vector<double>>& fields, int which, int n) {
   std::vector<double>& field = fields.at(static_cast<std::size_t>(which));
   if (field.size() != static_cast<std::size_t>(n)) field.assign(static_cast<std::size_t>(n), 0.0);
@@ -30,28 +31,32 @@ std::size_t at(int index) { return static_cast<std::size_t>(index); }
 
 }  // namespace
 
-void TurboTransform::calculateSpaces() {
-  if (!(m_spaceComputed.at(span) && m_spaceComputed.at(nspan))) calculateSpan();
-  if (!(m_spaceComputed.at(mprime) && m_spaceComputed.at(nmprime))) calculateMprime();
-  if (!m_spaceComputed.at(mprimeScaled)) calculateMprimeScaled();
-  if (!(m_spaceComputed.at(m) && m_spaceComputed.at(nm) && m_spaceComputed.at(rnm))) calculateM();
+namespace turbo_detail {
+
+using T = TurboTransform;
+
+void calculateSpaces(MeshState& mesh) {
+  mesh.fields.assign(8, std::vector<double>());
+  calculateSpan(mesh);
+  calculateMprime(mesh);
+  calculateMprimeScaled(mesh);
+  calculateM(mesh);
 }
 
-void TurboTransform::calculateMprime() {
-  requireMesh("calculateMprime");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void calculateMprime(MeshState& mesh) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
-  std::vector<double>& mp = sizedField(m_spaceValues, mprime, level.getSize());
-  std::vector<double>& nmp = sizedField(m_spaceValues, nmprime, level.getSize());
+  std::vector<double>& mp = sizedField(mesh.fields, T::mprime, level.getSize());
+  std::vector<double>& nmp = sizedField(mesh.fields, T::nmprime, level.getSize());
 
   for (int j = 0; j <= jcv; ++j) {
     mp.at(at(level.getij(0, j))) = 0.0;
     for (int i = 1; i <= icv; ++i) {
       const int ia = level.getij(i - 1, j);
       const int ib = level.getij(i, j);
-      const TripletBase<float>& a = m_meshPoints.at(at(ia));
-      const TripletBase<float>& b = m_meshPoints.at(at(ib));
+      const TripletBase<float>& a = mesh.points.at(at(ia));
+      const TripletBase<float>& b = mesh.points.at(at(ib));
       // The 1e-6 keeps the division finite on the axis.
       const double rbar = (double(a[1]) + double(b[1]) + 1e-6) * 0.5;
       mp.at(at(ib)) = mp.at(at(ia)) + nodeDistance(a, b) / rbar;
@@ -68,14 +73,12 @@ void TurboTransform::calculateMprime() {
   }
 }
 
-void TurboTransform::calculateMprimeScaled() {
-  if (!(m_spaceComputed.at(mprime) && m_spaceComputed.at(nmprime))) calculateMprime();
-  requireMesh("calculateMprimeScaled");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void calculateMprimeScaled(MeshState& mesh) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
-  const std::vector<double>& mp = m_spaceValues.at(mprime);
-  std::vector<double>& scaled = sizedField(m_spaceValues, mprimeScaled, level.getSize());
+  const std::vector<double>& mp = mesh.fields.at(T::mprime);
+  std::vector<double>& scaled = sizedField(mesh.fields, T::mprimeScaled, level.getSize());
   const double hubTotal = mp.at(at(level.getij(icv, 0)));
   for (int j = 0; j <= jcv; ++j) {
     const double lineTotal = mp.at(at(level.getij(icv, j)));
@@ -86,23 +89,22 @@ void TurboTransform::calculateMprimeScaled() {
   }
 }
 
-void TurboTransform::calculateSpan() {
-  requireMesh("calculateSpan");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void calculateSpan(MeshState& mesh) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   const float h = 1.0f / static_cast<float>(jcv);
 
-  std::vector<double>& ns = sizedField(m_spaceValues, nspan, level.getJsize());
+  std::vector<double>& ns = sizedField(mesh.fields, T::nspan, level.getJsize());
   ns.at(0) = 0.0;
   for (int j = 1; j < jcv; ++j) ns.at(at(j)) = double(static_cast<float>(j) * h);
   ns.at(at(jcv)) = 1.0;
 
-  std::vector<double>& sp = sizedField(m_spaceValues, span, level.getSize());
+  std::vector<double>& sp = sizedField(mesh.fields, T::span, level.getSize());
   ParametricDB rowDB;
   std::vector<TripletBase<float>> row(at(jcv + 1));
   for (int i = 0; i <= icv; ++i) {
-    for (int j = 0; j <= jcv; ++j) row[at(j)] = m_meshPoints.at(at(level.getij(i, j)));
+    for (int j = 0; j <= jcv; ++j) row[at(j)] = mesh.points.at(at(level.getij(i, j)));
     rowDB.createCurve("tmpCurve", row, ParametricCurve::curve2d);
     const double length = rowDB.getLength("tmpCurve");
     // Nodes of a row are taken as evenly spaced in span: the fraction by index, not the length
@@ -115,14 +117,13 @@ void TurboTransform::calculateSpan() {
   }
 }
 
-void TurboTransform::calculateM() {
-  requireMesh("calculateM");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void calculateM(MeshState& mesh) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
-  std::vector<double>& mv = sizedField(m_spaceValues, m, level.getSize());
-  std::vector<double>& nmv = sizedField(m_spaceValues, nm, level.getSize());
-  std::vector<double>& rnmv = sizedField(m_spaceValues, rnm, level.getIsize());
+  std::vector<double>& mv = sizedField(mesh.fields, T::m, level.getSize());
+  std::vector<double>& nmv = sizedField(mesh.fields, T::nm, level.getSize());
+  std::vector<double>& rnmv = sizedField(mesh.fields, T::rnm, level.getIsize());
 
   for (int j = 0; j <= jcv; ++j) mv.at(at(level.getij(0, j))) = 0.0;
   for (int i = 1; i <= icv; ++i) {
@@ -130,7 +131,7 @@ void TurboTransform::calculateM() {
       const int ia = level.getij(i - 1, j);
       const int ib = level.getij(i, j);
       mv.at(at(ib)) =
-          mv.at(at(ia)) + nodeDistance(m_meshPoints.at(at(ia)), m_meshPoints.at(at(ib)));
+          mv.at(at(ia)) + nodeDistance(mesh.points.at(at(ia)), mesh.points.at(at(ib)));
     }
   }
 
@@ -154,4 +155,5 @@ void TurboTransform::calculateM() {
   rnmv.at(at(icv)) = 1.0;
 }
 
+}  // namespace turbo_detail
 }  // namespace qor

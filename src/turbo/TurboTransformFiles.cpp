@@ -16,6 +16,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -177,10 +178,10 @@ void TurboTransform::initializeDebugART(const std::string& hubFile, const std::s
 
 void TurboTransform::exportFinalMeshToPostSurface(const std::string& name) const {
   requireMesh("exportFinalMeshToPostSurface");
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   QORStream out(name, 2, 0, 1);
   for (int k = level.begin(); k < level.end(); ++k) {
-    const TripletBase<float>& p = m_meshPoints.at(static_cast<std::size_t>(k));
+    const TripletBase<float>& p = m_mesh->points.at(static_cast<std::size_t>(k));
     out << p[0] << " " << p[1] << " " << p[2] << "\n";
   }
   out << "\n" << "# Faces" << "\n";

@@ -17,8 +17,10 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "foundation/Assert.h"
 #include "foundation/ParallelFor.h"
 #include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -69,8 +71,7 @@ Field fieldOf(const std::vector<double>& values, int s, const MeshView& mesh) {
       needed = static_cast<std::size_t>(mesh.begin) +
                static_cast<std::size_t>(mesh.icv + 1) * static_cast<std::size_t>(mesh.jsize);
   }
-  // An array shorter than the mesh reaches the checked container's failure path.
-  (void)values.at(needed - 1);
+  QOR_ASSERT(values.size() >= needed, "a computed field has a value for every node, row or line");
   return {values.data(), storage};
 }
 
@@ -484,7 +485,7 @@ float TurboTransform::convertARTtoSpace(space s, const TripletBase<float>& art) 
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
-  return valueOf(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+  return valueOf(fieldOf(m_mesh->fields.at(s), s, mesh), loc);
 }
 
 void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<float>>& art,
@@ -496,7 +497,7 @@ void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<floa
   requireMesh("convertARTtoSpace");
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
   MeshView mesh = meshView();
-  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
   convertOneSpace(mesh, f, n, values.data(), art.data());
 }
 
@@ -511,7 +512,7 @@ void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>&
   if (values.size() != n) values.resize(n);
   if (n == 0) return;
   MeshView mesh = meshView();
-  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
+  const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
   convertOneSpace(mesh, f, n, values.data(), art.data());
 }
 
@@ -544,7 +545,7 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
   for (std::size_t q = 0; q < spaces.size(); ++q) {
     const int s = spaces[q];
     if (!isSpace(s)) continue;  // skipped silently: its list keeps its contents
-    fields.push_back(fieldOf(m_spaceValues.at(s), s, mesh));
+    fields.push_back(fieldOf(m_mesh->fields.at(s), s, mesh));
     outs.values.push_back(values[q].data());
   }
   if (n == 0 || (fields.empty() && !withDirections)) return;
@@ -565,9 +566,9 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
-  const float value = valueOf(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+  const float value = valueOf(fieldOf(m_mesh->fields.at(s), s, mesh), loc);
   const float theta = art[2];
-  const float normalisedSpan = valueOf(fieldOf(m_spaceValues.at(nspan), nspan, mesh), loc);
+  const float normalisedSpan = valueOf(fieldOf(m_mesh->fields.at(nspan), nspan, mesh), loc);
   out = TripletBase<float>(value, theta, normalisedSpan);
 }
 
@@ -578,9 +579,9 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<double>& ar
   Location loc;
   turbo_detail::locate(mesh, TripletBase<float>(art), loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
-  const double value = valueOfDouble(fieldOf(m_spaceValues.at(s), s, mesh), loc);
+  const double value = valueOfDouble(fieldOf(m_mesh->fields.at(s), s, mesh), loc);
   const double theta = art[2];
-  const double normalisedSpan = valueOfDouble(fieldOf(m_spaceValues.at(nspan), nspan, mesh), loc);
+  const double normalisedSpan = valueOfDouble(fieldOf(m_mesh->fields.at(nspan), nspan, mesh), loc);
   out = TripletBase<double>(value, theta, normalisedSpan);
 }
 
@@ -593,8 +594,8 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const std::vector<TripletBase
   requireMesh("convertARTtoSpaceTNs");
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
   MeshView mesh = meshView();
-  const Field f = fieldOf(m_spaceValues.at(s), s, mesh);
-  const Field spanField = fieldOf(m_spaceValues.at(nspan), nspan, mesh);
+  const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
+  const Field spanField = fieldOf(m_mesh->fields.at(nspan), nspan, mesh);
   Location loc;
   for (std::size_t k = 0; k < n; ++k) {
     turbo_detail::locate(mesh, art[k], loc);
@@ -685,7 +686,7 @@ void TurboTransform::convertARTtoSpace(const TripletBase<float>* art, std::size_
               status);
   if (n == 0) return;
   const MeshView mesh = meshView();
-  std::vector<Field> fields = fieldsOf(m_spaceValues, spaces, spaceCount, mesh);
+  std::vector<Field> fields = fieldsOf(m_mesh->fields, spaces, spaceCount, mesh);
   convertList(mesh, std::move(fields),
               arrayOutputs(spaceCount, values, streamwise, spanwise, status), n, art, parts);
 }
@@ -701,7 +702,7 @@ void TurboTransform::convertXYZtoSpace(const TripletBase<float>* xyz, std::size_
               status);
   if (n == 0) return;
   const MeshView mesh = meshView();
-  std::vector<Field> fields = fieldsOf(m_spaceValues, spaces, spaceCount, mesh);
+  std::vector<Field> fields = fieldsOf(m_mesh->fields, spaces, spaceCount, mesh);
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
   const Outputs outs = arrayOutputs(spaceCount, values, streamwise, spanwise, status);
@@ -733,8 +734,8 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>* art
   if (n > 0 && out == nullptr) throwArray("convertARTtoSpaceTNs", "Null array of results.");
   if (n == 0) return;
   const MeshView mesh = meshView();
-  std::vector<Field> fields{fieldOf(m_spaceValues.at(s), s, mesh),
-                            fieldOf(m_spaceValues.at(nspan), nspan, mesh)};
+  std::vector<Field> fields{fieldOf(m_mesh->fields.at(s), s, mesh),
+                            fieldOf(m_mesh->fields.at(nspan), nspan, mesh)};
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
   // The value and the span go to components 0 and 2 of each output triplet.

@@ -12,6 +12,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "foundation/ParallelFor.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -199,25 +200,23 @@ void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
                                           TripletBase<float>& out) const {
   const double ns = clampUnit(in[2]);
 
-  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != ns) {
-    // Rebuild the search line. The cache stays marked invalid until it is complete, so a failure
-    // part-way leaves no half-built line behind.
-    m_cacheInvalid = 1;
+  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), ns);
+  if (line == nullptr) {
+    // Rebuild the search line.
     QORVector<TripletBase<float>> points;
-    getConstantSpaceNspan(ns, points);
-    m_cachedCurve.assign(points.size(), 0.0);
-    for (std::size_t k = 0; k < points.size(); ++k) m_cachedCurve[k] = convertARTtoSpace(s, points[k]);
-    m_cachedKey = static_cast<int>(s);
-    m_cachedValue = ns;
-    m_cacheInvalid = 0;
+    turbo_detail::getConstantSpaceNspan(*m_mesh, ns, points);
+    QORVector<double>& values = m_inverseCache->refill();
+    values.assign(points.size(), 0.0);
+    for (std::size_t k = 0; k < points.size(); ++k) values[k] = convertARTtoSpace(s, points[k]);
+    line = &m_inverseCache->hold(static_cast<int>(s), ns);
   }
 
   int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
   double a = 0.0, b = 0.0;
-  interpolateOnDouble(m_cachedCurve, static_cast<double>(in[0]), i0, i1, a);
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+  interpolateOnDouble(*line, static_cast<double>(in[0]), i0, i1, a);
+  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
 
-  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
+  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
 }
 
 void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& in,
@@ -227,10 +226,10 @@ void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& i
 
   int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
   double a = 0.0, b = 0.0;
-  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, i0, i1, a);
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, b);
+  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, i0, i1, a);
+  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
 
-  out = interpolateInCell(m_topo->getLevel(0), m_meshPoints, i0, i1, j0, j1, a, b, in[1]);
+  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
 }
 
 // ---- any spans, arrays, no cache -----------------------------------------------------------------
@@ -273,19 +272,19 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
       detail::resolveThreads(options.threads, n, "TurboTransform", "convertSpaceTNsToART");
   if (n == 0) return;
 
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const std::size_t isize = static_cast<std::size_t>(level.getIsize());
   const std::size_t jsize = static_cast<std::size_t>(level.getJsize());
-  const std::vector<double>& spans = m_spaceValues.at(nspan);
-  const std::vector<double>& field = m_spaceValues.at(static_cast<std::size_t>(s));
+  const std::vector<double>& spans = m_mesh->fields.at(nspan);
+  const std::vector<double>& field = m_mesh->fields.at(static_cast<std::size_t>(s));
   const std::size_t fieldSize = way == InverseWay::full ? isize * jsize : isize;
   if (isize < 2 || jsize < 2 || spans.size() != jsize || field.size() < fieldSize ||
-      m_meshPoints.size() < isize * jsize || level.getij(1, 0) != static_cast<int>(jsize) ||
+      m_mesh->points.size() < isize * jsize || level.getij(1, 0) != static_cast<int>(jsize) ||
       level.getij(0, 0) != 0) {
     throw internal::error("TurboTransform", "convertSpaceTNsToART",
                           SystemMsg("Background mesh and fields do not match."), errorType::fatal);
   }
-  const TripletBase<float>* nodes = m_meshPoints.data();
+  const TripletBase<float>* nodes = m_mesh->points.data();
   const double* f = field.data();
 
   detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
@@ -324,29 +323,29 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
 
 void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                                     TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const int jStar = onHub ? 0 : level.getJcv();
   // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
   const double key = onHub ? 0.0 : 1.0;
 
-  if (m_cacheInvalid != 0 || m_cachedKey != static_cast<int>(s) || m_cachedValue != key) {
-    m_cacheInvalid = 1;
+  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), key);
+  if (line == nullptr) {
     const int isize = level.getIsize();
-    m_cachedCurve.assign(static_cast<std::size_t>(isize), 0.0);
+    QORVector<double>& values = m_inverseCache->refill();
+    values.assign(static_cast<std::size_t>(isize), 0.0);
     for (int i = 0; i < isize; ++i) {
-      const TripletBase<float>& node = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, jStar)));
-      m_cachedCurve[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
+      const TripletBase<float>& node =
+          m_mesh->points.at(static_cast<std::size_t>(level.getij(i, jStar)));
+      values[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
     }
-    m_cachedKey = static_cast<int>(s);
-    m_cachedValue = key;
-    m_cacheInvalid = 0;
+    line = &m_inverseCache->hold(static_cast<int>(s), key);
   }
 
   int lo = 0, hi = 0;
   double w = 0.0;
-  interpolateOnDouble(m_cachedCurve, in[0], lo, hi, w);
-  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  interpolateOnDouble(*line, in[0], lo, hi, w);
+  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
   out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
   out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
   out[2] = in[1];
@@ -354,15 +353,15 @@ void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<d
 
 void TurboTransform::convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                                       TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const int jStar = onHub ? 0 : level.getJcv();
   const double value = clampUnit(in[0]);
 
   int lo = 0, hi = 0;
   double w = 0.0;
-  interpolateOnDouble(m_spaceValues.at(static_cast<std::size_t>(s)), value, lo, hi, w);
-  const TripletBase<float>& pLo = m_meshPoints.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_meshPoints.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, lo, hi, w);
+  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
   out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
   out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
   out[2] = in[1];
@@ -378,7 +377,7 @@ void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValu
 
   QORVector<double> values;
   QORVector<TripletBase<float>> points;
-  getSpaceOnConstantSpan(s, spanValue, values, points);
+  turbo_detail::getSpaceOnConstantSpan(*m_mesh, s, spanValue, values, points);
 
   for (std::size_t k = 0; k < in.size(); ++k) {
     int lo = 0, hi = 0;
@@ -393,8 +392,8 @@ void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValu
 
 // ---- search helpers ---------------------------------------------------------------------------
 
-void TurboTransform::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
-                                         int& hi, double& w) const {
+void turbo_detail::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
+                                       int& hi, double& w) {
   const std::size_t n = values.size();
   if (n == 0) return;
   if (n == 1) {
@@ -461,8 +460,17 @@ void TurboTransform::interpolateOnDouble(const std::vector<double>& values, doub
   }
 }
 
+void TurboTransform::interpolateOnDouble(const std::vector<double>& values, double x, int& lo,
+                                         int& hi, double& w) const {
+  turbo_detail::interpolateOnDouble(values, x, lo, hi, w);
+}
+
 void TurboTransform::getNSpanValues(std::vector<double>& out) const {
-  out = m_spaceValues.at(nspan);
+  if (m_mesh) {
+    out = m_mesh->fields.at(nspan);
+  } else {
+    out.clear();  // no mesh, no lines
+  }
 }
 
 }  // namespace qor

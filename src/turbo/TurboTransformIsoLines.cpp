@@ -12,6 +12,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "foundation/MemoryBudget.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -59,15 +60,15 @@ void TurboTransform::getConstantSpace(constSpace c, double value,
   switch (static_cast<int>(c)) {
     case nspanConst:
       requireMesh("getConstantSpace");
-      getConstantSpaceNspan(value, curve);
+      turbo_detail::getConstantSpaceNspan(*m_mesh, value, curve);
       return;
     case nmConst:
       requireMesh("getConstantSpace");
-      getConstantSpaceNm(value, curve);
+      turbo_detail::getConstantSpaceNm(*m_mesh, value, curve);
       return;
     case rnmConst:
       requireMesh("getConstantSpace");
-      getConstantSpaceRnm(value, curve);
+      turbo_detail::getConstantSpaceRnm(*m_mesh, value, curve);
       return;
     default:
       break;
@@ -126,8 +127,11 @@ void TurboTransform::getConstantSpace(constSpace c, double value, int n, double 
 
 // ---- the mesh lines ---------------------------------------------------------------------------
 
-void TurboTransform::getConstantSpaceNspan(double ns, QORVector<TripletBase<float>>& curve) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+namespace turbo_detail {
+
+void getConstantSpaceNspan(const MeshState& mesh, double ns,
+                           QORVector<TripletBase<float>>& curve) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   curve.assign(static_cast<std::size_t>(level.getIsize()), TripletBase<float>());
@@ -135,23 +139,24 @@ void TurboTransform::getConstantSpaceNspan(double ns, QORVector<TripletBase<floa
   if (ns <= 0.0 || ns >= 1.0) {
     const int j = ns <= 0.0 ? 0 : jcv;
     for (int i = 0; i <= icv; ++i) {
-      curve.at(static_cast<std::size_t>(i)) = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j)));
+      curve.at(static_cast<std::size_t>(i)) = mesh.points.at(static_cast<std::size_t>(level.getij(i, j)));
     }
     return;
   }
 
   int j0 = 0, j1 = 0;
   double w = 0.0;
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, w);
+  interpolateOnDouble(mesh.fields.at(TurboTransform::nspan), ns, j0, j1, w);
   for (int i = 0; i <= icv; ++i) {
-    const TripletBase<float>& p = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j0)));
-    const TripletBase<float>& q = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j0 + 1)));
+    const TripletBase<float>& p = mesh.points.at(static_cast<std::size_t>(level.getij(i, j0)));
+    const TripletBase<float>& q = mesh.points.at(static_cast<std::size_t>(level.getij(i, j0 + 1)));
     curve.at(static_cast<std::size_t>(i)) = blend(p, q, w);
   }
 }
 
-void TurboTransform::getConstantSpaceRnm(double r, QORVector<TripletBase<float>>& curve) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+void getConstantSpaceRnm(const MeshState& mesh, double r,
+                         QORVector<TripletBase<float>>& curve) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   curve.assign(static_cast<std::size_t>(level.getJsize()), TripletBase<float>());
@@ -159,23 +164,24 @@ void TurboTransform::getConstantSpaceRnm(double r, QORVector<TripletBase<float>>
   if (r <= 0.0 || r >= 1.0) {
     const int i = r <= 0.0 ? 0 : icv;
     for (int j = 0; j <= jcv; ++j) {
-      curve.at(static_cast<std::size_t>(j)) = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j)));
+      curve.at(static_cast<std::size_t>(j)) = mesh.points.at(static_cast<std::size_t>(level.getij(i, j)));
     }
     return;
   }
 
   int i0 = 0, i1 = 0;
   double w = 0.0;
-  interpolateOnDouble(m_spaceValues.at(rnm), r, i0, i1, w);
+  interpolateOnDouble(mesh.fields.at(TurboTransform::rnm), r, i0, i1, w);
   for (int j = 0; j <= jcv; ++j) {
-    const TripletBase<float>& p = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j)));
-    const TripletBase<float>& q = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0 + 1, j)));
+    const TripletBase<float>& p = mesh.points.at(static_cast<std::size_t>(level.getij(i0, j)));
+    const TripletBase<float>& q = mesh.points.at(static_cast<std::size_t>(level.getij(i0 + 1, j)));
     curve.at(static_cast<std::size_t>(j)) = blend(p, q, w);
   }
 }
 
-void TurboTransform::getConstantSpaceNm(double v, QORVector<TripletBase<float>>& curve) const {
-  const Topo2dBase& level = m_topo->getLevel(0);
+void getConstantSpaceNm(const MeshState& mesh, double v,
+                        QORVector<TripletBase<float>>& curve) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   curve.assign(static_cast<std::size_t>(level.getJsize()), TripletBase<float>());
@@ -183,13 +189,13 @@ void TurboTransform::getConstantSpaceNm(double v, QORVector<TripletBase<float>>&
   if (v <= 0.0 || v >= 1.0) {
     const int i = v <= 0.0 ? 0 : icv;
     for (int j = 0; j <= jcv; ++j) {
-      curve.at(static_cast<std::size_t>(j)) = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j)));
+      curve.at(static_cast<std::size_t>(j)) = mesh.points.at(static_cast<std::size_t>(level.getij(i, j)));
     }
     return;
   }
 
   // nm runs from 0 to 1 along every j line, so each line is crossed exactly once.
-  const std::vector<double>& nmValues = m_spaceValues.at(nm);
+  const std::vector<double>& nmValues = mesh.fields.at(TurboTransform::nm);
   std::vector<double> lineValues(static_cast<std::size_t>(icv) + 1, 0.0);
   for (int j = 0; j <= jcv; ++j) {
     for (int i = 0; i <= icv; ++i) {
@@ -198,16 +204,15 @@ void TurboTransform::getConstantSpaceNm(double v, QORVector<TripletBase<float>>&
     int i0 = 0, i1 = 0;
     double w = 0.0;
     interpolateOnDouble(lineValues, v, i0, i1, w);
-    const TripletBase<float>& p = m_meshPoints.at(static_cast<std::size_t>(level.getij(i0, j)));
-    const TripletBase<float>& q = m_meshPoints.at(static_cast<std::size_t>(level.getij(i1, j)));
+    const TripletBase<float>& p = mesh.points.at(static_cast<std::size_t>(level.getij(i0, j)));
+    const TripletBase<float>& q = mesh.points.at(static_cast<std::size_t>(level.getij(i1, j)));
     curve.at(static_cast<std::size_t>(j)) = blend(p, q, w);
   }
 }
 
-void TurboTransform::getSpaceOnConstantSpan(space s, double spanValue, QORVector<double>& values,
-                                            QORVector<TripletBase<float>>& points) const {
-  requireMesh("getSpaceOnConstantSpan");
-  const Topo2dBase& level = m_topo->getLevel(0);
+void getSpaceOnConstantSpan(const MeshState& mesh, TurboTransform::space s, double spanValue,
+                            QORVector<double>& values, QORVector<TripletBase<float>>& points) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
   const int icv = level.getIcv();
   const std::size_t isize = static_cast<std::size_t>(level.getIsize());
 
@@ -216,23 +221,23 @@ void TurboTransform::getSpaceOnConstantSpan(space s, double spanValue, QORVector
   if (ns > 1.0) ns = 1.0;
   int j0 = 0, j1 = 0;
   double w = 0.0;
-  interpolateOnDouble(m_spaceValues.at(nspan), ns, j0, j1, w);
+  interpolateOnDouble(mesh.fields.at(TurboTransform::nspan), ns, j0, j1, w);
 
   points.assign(isize, TripletBase<float>());
   values.assign(isize, 0.0);
   for (int i = 0; i <= icv; ++i) {
-    const TripletBase<float>& p = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j0)));
-    const TripletBase<float>& q = m_meshPoints.at(static_cast<std::size_t>(level.getij(i, j1)));
+    const TripletBase<float>& p = mesh.points.at(static_cast<std::size_t>(level.getij(i, j0)));
+    const TripletBase<float>& q = mesh.points.at(static_cast<std::size_t>(level.getij(i, j1)));
     points.at(static_cast<std::size_t>(i)) = blend(p, q, w);
   }
 
   switch (static_cast<int>(s)) {
-    case mprime:
-    case m:
-    case nmprime:
-    case nm:
-    case mprimeScaled: {
-      const std::vector<double>& f = m_spaceValues.at(static_cast<std::size_t>(s));
+    case TurboTransform::mprime:
+    case TurboTransform::m:
+    case TurboTransform::nmprime:
+    case TurboTransform::nm:
+    case TurboTransform::mprimeScaled: {
+      const std::vector<double>& f = mesh.fields.at(static_cast<std::size_t>(s));
       for (int i = 0; i <= icv; ++i) {
         const double f0 = f.at(static_cast<std::size_t>(level.getij(i, j0)));
         const double f1 = f.at(static_cast<std::size_t>(level.getij(i, j1)));
@@ -240,8 +245,8 @@ void TurboTransform::getSpaceOnConstantSpan(space s, double spanValue, QORVector
       }
       return;
     }
-    case rnm: {
-      const std::vector<double>& f = m_spaceValues.at(rnm);
+    case TurboTransform::rnm: {
+      const std::vector<double>& f = mesh.fields.at(TurboTransform::rnm);
       for (int i = 0; i <= icv; ++i) values.at(static_cast<std::size_t>(i)) = f.at(static_cast<std::size_t>(i));
       return;
     }
@@ -253,4 +258,5 @@ void TurboTransform::getSpaceOnConstantSpan(space s, double spanValue, QORVector
                         errorType::fatal);
 }
 
+}  // namespace turbo_detail
 }  // namespace qor

@@ -14,6 +14,8 @@
 
 #include "qor/foundation/QORVector.h"
 #include "qor/foundation/TripletBase.h"
+#include "turbo/TurboTransformCellExclusion.h"
+#include "turbo/TurboTransformNodeGrid.h"
 
 namespace qor {
 
@@ -25,147 +27,6 @@ namespace turbo_detail {
 struct MeshView;
 struct Location;
 
-/// Asks the processor to fetch the cache line of `address` (a hint: never a fault, whatever the
-/// address).
-inline void prefetch(const void* address) {
-#if defined(__GNUC__)
-  __builtin_prefetch(address);
-#else
-  (void)address;
-#endif
-}
-
-/// What the location needs to know of a cell to prove, cheaply, that a point cannot lie in it:
-/// the cell's bilinear map about its centre C is X(u, v) = C + M (u, v) + D u v (u = s - 1/2,
-/// v = t - 1/2). Unusable cells (singular M, vanishing edges) have a NaN inverse.
-struct CellBound {
-  double centreX, centreY;    ///< C
-  float m00, m01, m10, m11;   ///< M^-1, row by row
-  float skew;                 ///< |M^-1 D| (max norm)
-  float normInv;              ///< |M^-1| (max norm)
-  float big, small;           ///< the largest and smallest corner distance from C
-};
-
-/// The bound of the cell with corners c0 = a, c1 = b, c2 = c, c3 = d.
-CellBound boundOf(const TripletBase<float>& a, const TripletBase<float>& b,
-                  const TripletBase<float>& c, const TripletBase<float>& d);
-
-/// True when no solve of the cell search (the direct one and its two retries with the point
-/// pulled onto a circle) can leave `p` inside the cell with the inside flag set: the cell is then
-/// not a first-rank candidate with score 0. False whenever in doubt.
-bool cannotHoldPoint(const CellBound& cell, const TripletBase<float>& p);
-
-/// The part of a cell's bound that decides most points without a square root or a division,
-/// stored per cell (32 bytes, two to a cache line): the centre and M^-1 in float, and the margin
-/// that suffices for every point within `reach2` of the centre.
-struct CellTest {
-  float centreX, centreY;
-  float m00, m01, m10, m11;
-  float quick;   ///< beyond this distance outside [-1/2, 1/2]^2 the point is excluded
-  float reach2;  ///< ... provided it lies at most sqrt(reach2) from the centre
-};
-
-/// The stored test of a cell with bound `cell`.
-CellTest testOf(const CellBound& cell);
-
-/// The quick test without branches: true when `p` provably cannot lie in the cell; `undecided` is
-/// set when only the full bound can tell.
-inline bool quickExcludes(const CellTest& cell, const TripletBase<float>& p, bool& undecided) {
-  const double ex = double(p[0]) - double(cell.centreX), ey = double(p[1]) - double(cell.centreY);
-  const double g0 = double(cell.m00) * ex + double(cell.m01) * ey;
-  const double g1 = double(cell.m10) * ex + double(cell.m11) * ey;
-  const double beyond = std::max(std::fabs(g0), std::fabs(g1)) - 0.5;
-  const bool outside = beyond > 1e-6;  // NaN (an unusable cell) is never outside: solve it
-  const bool proved = outside & (ex * ex + ey * ey <= double(cell.reach2)) &
-                      (beyond > double(cell.quick));
-  undecided = outside & !proved;
-  return proved;
-}
-
-/// The quick test: 1 when `p` provably cannot lie in the cell (as `cannotHoldPoint`), 0 when the
-/// cell must be solved (the point is in or near it), -1 when undecided: the full bound decides.
-inline int quickTest(const CellTest& cell, const TripletBase<float>& p) {
-  bool undecided;
-  if (quickExcludes(cell, p, undecided)) return 1;
-  return undecided ? -1 : 0;
-}
-
-/// A uniform bucket grid over the mesh nodes, built with the background mesh, that answers
-/// exactly what the brute-force scan answers (the same float distance expression, the lowest index
-/// winning a tie).
-///
-/// Each grid cell near the mesh keeps the short list of nodes that can be nearest to some point of
-/// the cell (those no other node beats over the whole cell), so that a query there compares a few
-/// distances. Cells far from every node, and points outside the grid, have no list: the caller
-/// asks the quadtree there.
-class NodeGrid {
- public:
-  /// Builds the grid over `points`; the grid keeps no pointer to them, so that copies of a
-  /// transform can share it. Queries pass the same nodes again.
-  void build(const TripletBase<float>* points, std::size_t count);
-  bool empty() const { return m_count == 0; }
-  /// True when every node lies well inside the float range (|x|, |y| < 1e18), so that no edge
-  /// length of a cell overflows.
-  bool safeNodes() const { return m_safe; }
-  /// The nearest node when the point's cell has a list of candidates, else -1.
-  int nearestFromList(const TripletBase<float>& p) const {
-    const int cell = cellOf(p);
-    return cell < 0 ? -1 : nearestInCell(cell, p);
-  }
-  /// The grid cell of `p` when it lies inside the grid, else -1 (also for non-finite points).
-  int cellOf(const TripletBase<float>& p) const {
-    const double gx = (double(p[0]) - m_x0) * m_invW, gy = (double(p[1]) - m_y0) * m_invH;
-    // NaN fails these tests. Truncation is the floor of cellX and cellY here, the values being
-    // non-negative.
-    if (!(gx >= 0.0 && gx < m_nx && gy >= 0.0 && gy < m_ny)) return -1;
-    return static_cast<int>(gy) * m_nx + static_cast<int>(gx);
-  }
-  /// The nearest node from the list of grid cell `cell` (from cellOf(p)), or -1 without a list.
-  int nearestInCell(int cell, const TripletBase<float>& p) const;
-  /// Asks the processor to fetch what nearestInCell(cell, ...) reads: first the list bounds, then,
-  /// once those have arrived, the list itself.
-  void prefetchBounds(int cell) const;
-  void prefetchList(int cell) const;
-
-  /// Builds the tests of the cells of `mesh` (numbered i * jcv + j).
-  void buildCellTests(const MeshView& mesh);
-  /// The cell tests when built for a mesh of icv x jcv cells, else null.
-  const CellTest* cellTests(int icv, int jcv) const;
-
-  /// Blocks of kBlockCells x kBlockCells grid cells, numbered row by row: a processing order for
-  /// long lists. The nodes, cells and values a block's points need fit the first-level cache, so
-  /// the order within a block hardly matters. A point's block is that of its (clamped) cell.
-  static constexpr int kBlockCells = 16;
-  int blockCount() const { return m_bx * m_by; }
-  int blockOf(const TripletBase<float>& p) const;
-
- private:
-  int cellX(double x) const;
-  int cellY(double y) const;
-  void buildCandidateLists();
-
-  std::size_t m_count = 0;
-  bool m_safe = false;
-  double m_x0 = 0, m_y0 = 0, m_cw = 1, m_ch = 1, m_invW = 1, m_invH = 1, m_slack = 0;
-  int m_nx = 1, m_ny = 1;
-  int m_bx = 1, m_by = 1;     // blocks per row and per column
-  // While building: the nodes bucketed by cell (cells y-major), ascending index within a cell.
-  std::vector<int> m_start;
-  struct Entry {
-    float x, y;
-    int index;
-  };
-  std::vector<Entry> m_entries;
-  // Per cell, the nodes that can be nearest to a point of the cell, in ascending index order
-  // (entries m_listStart[c] .. m_listStart[c + 1] - 1 of m_list); an empty list sends the query to
-  // the quadtree.
-  std::vector<int> m_listStart;
-  std::vector<Entry> m_list;
-  std::vector<CellTest> m_tests;
-  int m_testsI = 0, m_testsJ = 0;
-};
-
-/// A read-only view of level 0 of the background mesh and of its nearest-node search.
 /// The wall curves between the wall nodes of the mesh, for exact walls: for the cells i of the hub
 /// (wall 0, row j = 0) and of the shroud (wall 1, row j = jcv), the curve points strictly between
 /// the cell's two wall nodes are points[w][start[w][i]] .. points[w][start[w][i + 1] - 1].
@@ -174,9 +35,10 @@ struct WallFit {
   std::vector<int> start[2];
 };
 
+/// A read-only view of level 0 of the background mesh and of its nearest-node search.
 struct MeshView {
-  const TripletBase<float>* points = nullptr;  ///< m_meshPoints
-  std::size_t count = 0;                       ///< number of entries of m_meshPoints
+  const TripletBase<float>* points = nullptr;  ///< the mesh nodes, by global index
+  std::size_t count = 0;                       ///< number of nodes
   int begin = 0;                               ///< global index of node (0, 0)
   int jsize = 0;                               ///< nodes per i row
   double rowsPerNode = 0.0;                    ///< 1 / jsize, to find a node's row
@@ -226,16 +88,46 @@ struct Location {
   float t = 0.0f;
 };
 
-/// Index minimising (x - x_k)^2 + (y - y_k)^2 in float; the lowest index wins a tie; 0 when no
-/// distance is finite.
-int nearestNodeBruteForce(const TripletBase<float>* points, std::size_t count,
-                          const TripletBase<float>& p);
-
 /// Nearest node by the grid or quadtree of the view, or by brute force when it has neither.
 int nearestNode(const MeshView& mesh, const TripletBase<float>& p);
 
-/// The cells (i, j) touching node `node`, in ranking order; returns 1, 2 or 4.
-int cellsAroundNode(const MeshView& mesh, int node, int cells[4][2]);
+/// The cells touching a node, in ranking order: the order in which the search tries them and in
+/// which ties between equal scores are settled. This table is the one place that order is written
+/// down: cell k around node (i, j) is (i - kAroundNode[k].di, j - kAroundNode[k].dj), so an
+/// interior node has (i, j), (i, j-1), (i-1, j), (i-1, j-1), and a node on the boundary keeps
+/// those of them that exist, in the same order (two on a side, one at a corner).
+struct CellOffset {
+  int di, dj;
+};
+constexpr CellOffset kAroundNode[4] = {{0, 0}, {0, 1}, {1, 0}, {1, 1}};
+
+/// The candidate cells of a node, in ranking order.
+struct Candidates {
+  int count;  ///< 1 (a corner node), 2 (a side node) or 4 (an interior node)
+  int i[4];   ///< cell k is (i[k], j[k]), for k < count
+  int j[4];
+};
+
+/// The candidate cells of node (i, j) of a mesh of `icv` x `jcv` cells.
+inline Candidates candidatesAt(int i, int j, int icv, int jcv) {
+  Candidates c;
+  c.count = 0;
+  for (const CellOffset& o : kAroundNode) {
+    const int ci = i - o.di, cj = j - o.dj;
+    if (ci >= 0 && ci < icv && cj >= 0 && cj < jcv) {
+      c.i[c.count] = ci;
+      c.j[c.count] = cj;
+      ++c.count;
+    }
+  }
+  return c;
+}
+
+/// The row i and column j of global node `node`.
+void nodeRowColumn(const MeshView& mesh, int node, int& i, int& j);
+
+/// The candidate cells of node `node`, in ranking order.
+Candidates candidatesAround(const MeshView& mesh, int node);
 
 /// The best cell for `p` among the cells around node `node`, and the local coordinates of `p`.
 void bestCellAroundNode(const MeshView& mesh, int node, const TripletBase<float>& p,

@@ -35,6 +35,7 @@
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/MeridionalPlane.h"
 #include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -361,16 +362,18 @@ SavedState readState(std::istream& in, const std::string& source) {
 void TurboTransform::save(std::ostream& out) const { saveTo(out, "stream"); }
 
 void TurboTransform::saveTo(std::ostream& out, const std::string& target) const {
-  const bool mesh = static_cast<bool>(m_topo);
-  if (mesh && m_topo->getLevelsSize() != 1) {
+  const bool mesh = static_cast<bool>(m_mesh);
+  if (mesh && m_mesh->topo->getLevelsSize() != 1) {
     throw internal::error(kClass, "save", SystemMsg("Background mesh of %1 levels cannot be saved.")
-                                              << m_topo->getLevelsSize(),
+                                              << m_mesh->topo->getLevelsSize(),
                           errorType::fatal);
   }
+  const QORVector<TripletBase<float>> noNodes;
+  const QORVector<TripletBase<float>>& nodes = mesh ? m_mesh->points : noNodes;
   Writer w;
   w.bytes().reserve(256 + 12 * (m_hub.size() + m_shroud.size() + m_inlet.size() + m_outlet.size() +
-                                m_meshPoints.size()) +
-                    8 * kSpaces * m_meshPoints.size());
+                                nodes.size()) +
+                    8 * kSpaces * nodes.size());
   w.u8(m_geometryInitialized ? 1 : 0);
   w.u8(mesh ? 1 : 0);
   unsigned computed = 0;
@@ -390,20 +393,22 @@ void TurboTransform::saveTo(std::ostream& out, const std::string& target) const 
     w.count(curve->size());
     w.triplets(*curve);
   }
-  auto level0 = [this]() -> const Topo2dBase& { return m_topo->getLevel(0); };
+  auto level0 = [this]() -> const Topo2dBase& { return m_mesh->topo->getLevel(0); };
   if (mesh) {
     const Topo2dBase& level = level0();
-    if (level.begin() != 0 || m_meshPoints.size() != static_cast<std::size_t>(level.getSize())) {
+    if (level.begin() != 0 || nodes.size() != static_cast<std::size_t>(level.getSize())) {
       throw internal::error(kClass, "save",
                             SystemMsg("Background mesh inconsistent with its topology."),
                             errorType::fatal);
     }
     w.i32(level.getIcv());
     w.i32(level.getJcv());
-    w.triplets(m_meshPoints);
+    w.triplets(nodes);
   }
+  const std::vector<double> noValues;
   for (int k = 0; k < kSpaces; ++k) {
-    const std::vector<double>& field = m_spaceValues.at(static_cast<std::size_t>(k));
+    const std::vector<double>& field =
+        mesh ? m_mesh->fields.at(static_cast<std::size_t>(k)) : noValues;
     if (field.size() != (mesh ? fieldSize(k, level0().getIcv(), level0().getJcv()) : 0)) {
       throw internal::error(kClass, "save", SystemMsg("Field %1 inconsistent with the mesh.") << k,
                             errorType::fatal);
@@ -475,27 +480,16 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   }
 
   // Everything derived is built aside; nothing after the swaps below can throw.
-  std::shared_ptr<Topo2dMultiLevel> topo;
-  std::shared_ptr<QuadtreeBucket> quadtree;
-  std::shared_ptr<const turbo_detail::NodeGrid> grid;
-  std::shared_ptr<const turbo_detail::WallFit> wallFit;
+  std::shared_ptr<turbo_detail::MeshState> mesh;
   std::shared_ptr<ParametricDBInterface> db;
   std::vector<std::string> names;
   try {
     if (s.mesh) {
-      topo = std::make_shared<Topo2dMultiLevel>(1, s.icv, s.jcv);
-      if (!m_noQuadtree) {
-        auto tree = std::make_shared<QuadtreeBucket>();
-        tree->construct(s.nodes);
-        quadtree = std::move(tree);
-        auto g = std::make_shared<turbo_detail::NodeGrid>();
-        g->build(s.nodes.data(), s.nodes.size());
-        g->buildCellTests(turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr));
-        grid = std::move(g);
-      }
-      // The walls' fit to the mesh, derived like the search structures (used with exact walls).
-      wallFit = std::make_shared<const turbo_detail::WallFit>(turbo_detail::fitWalls(
-          turbo_detail::viewOf(*topo, s.nodes, nullptr, nullptr), s.curves[0], s.curves[1]));
+      mesh = std::make_shared<turbo_detail::MeshState>();
+      mesh->topo = std::make_shared<Topo2dMultiLevel>(1, s.icv, s.jcv);
+      mesh->points.swap(s.nodes);
+      mesh->fields.swap(s.fields);
+      turbo_detail::buildSearches(*mesh, m_noQuadtree, s.curves[0], s.curves[1]);
     }
     if (s.geometry) {
       // As the set-up builds it, in a database of this object's own (copies keep theirs).
@@ -519,13 +513,8 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   m_geometryInitialized = s.geometry;
   m_curveNames.swap(names);
   m_projectionDB = std::move(db);
-  m_topo = std::move(topo);
-  m_meshPoints.swap(s.nodes);
-  m_quadtree = std::move(quadtree);
-  m_nodeGrid = std::move(grid);
-  m_wallFit = std::move(wallFit);
+  m_mesh = std::move(mesh);
   m_exactWalls = s.exactWalls;
-  m_spaceValues.swap(s.fields);
   m_spaceComputed.swap(computed);
   m_axisPoint = s.axis[0];
   m_axisDirection = s.axis[1];
@@ -539,7 +528,7 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
   m_shroud.swap(s.curves[1]);
   m_inlet.swap(s.curves[2]);
   m_outlet.swap(s.curves[3]);
-  m_cacheInvalid = 1;
+  m_inverseCache->clear();
 }
 
 }  // namespace qor

@@ -2,6 +2,7 @@
 // points, the projection database of the four boundary curves and the small accessors.
 
 #include <cmath>
+#include <memory>
 #include <cstdlib>
 #include <string>
 
@@ -14,7 +15,8 @@
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
-#include "turbo/TurboTransformLocate.h"
+#include "turbo/TurboTransformCleanup.h"
+#include "turbo/TurboTransformState.h"
 #include "turbo/MeridionalPlane.h"
 
 namespace qor {
@@ -100,30 +102,24 @@ void checkCloudStart(const TripletQORVector& curve, int start, const char* name,
 
 // ---- construction, copying, destruction --------------------------------------------------------
 
-TurboTransform::TurboTransform() {
-  m_axisPoint = TripletBase<float>(0.0f, 0.0f, 0.0f);
-  m_axisDirection = TripletBase<float>(0.0f, 0.0f, 0.0f);
-  m_axialUnit = TripletBase<float>(0.0f, 0.0f, 0.0f);
-  setAxis(TripletBase<float>(0.0f, 0.0f, 0.0f), TripletBase<float>(0.0f, 0.0f, 1.0f));
-  m_numberOfLevelsForBM = 3;
-  m_backgroundMeshSize = 2000;
-  m_curveOptimizedSize = 300;
-  m_geometryInitialized = false;
-  m_quadtree.reset();
-  m_nodeGrid.reset();
-  m_projectionDB.reset();
-  m_topo.reset();
-  initSpaces();
-  m_noQuadtree = std::getenv("QOR_NO_QUADTREE") != nullptr;
-  m_cachedValue = -1.0;
-  m_cacheInvalid = 1;
-}
+// The defaults are the member initialisers of the class.
+TurboTransform::TurboTransform() : m_noQuadtree(std::getenv("QOR_NO_QUADTREE") != nullptr) {}
 
-// Member-wise: the database, topology and quadtree are shared with the source; rebuilding the mesh
-// of either object replaces only its own pointers.
+// Member-wise: the database and the mesh state are shared with the source; a set-up or a new mesh
+// of either object builds new ones and replaces only its own pointers.
 TurboTransform::TurboTransform(const TurboTransform&) = default;
 TurboTransform& TurboTransform::operator=(const TurboTransform&) = default;
 TurboTransform::~TurboTransform() = default;
+
+TurboTransform::InverseCacheSlot::InverseCacheSlot()
+    : m_cache(std::make_unique<turbo_detail::InverseCache>()) {}
+TurboTransform::InverseCacheSlot::InverseCacheSlot(const InverseCacheSlot&) : InverseCacheSlot() {}
+TurboTransform::InverseCacheSlot& TurboTransform::InverseCacheSlot::operator=(
+    const InverseCacheSlot&) {
+  m_cache->clear();
+  return *this;
+}
+TurboTransform::InverseCacheSlot::~InverseCacheSlot() = default;
 
 // ---- axis and ART conversion ---------------------------------------------------------------
 
@@ -225,9 +221,9 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
   auto clean = [this](const TripletQORVector& in, int start, QORVector<TripletBase<float>>& out) {
     const QORVector<TripletBase<float>> points(in.points());
     if (start >= 0) {
-      inCloudARToutCleanART(points, out, m_curveOptimizedSize, start);
+      turbo_detail::inCloudARToutCleanART(points, out, m_curveOptimizedSize, start);
     } else {
-      inContARToutCleanART(points, out, m_curveOptimizedSize);
+      turbo_detail::inContARToutCleanART(points, out, m_curveOptimizedSize);
     }
   };
   QORVector<TripletBase<float>> newHub;
@@ -255,17 +251,14 @@ void TurboTransform::adoptCleanCurves(QORVector<TripletBase<float>>& hub,
 }
 
 void TurboTransform::createProjectionDatabase() {
-  if (!m_projectionDB) {
-    m_projectionDB =
-        std::shared_ptr<ParametricDBInterface>(ParametricDBFactory::createParametricDB());
-  }
-  for (const std::string& name : m_curveNames) {
-    if (m_projectionDB->checkCurveExist(name)) m_projectionDB->deleteCurve(name);
-  }
-  m_projectionDB->createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
-  m_projectionDB->createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
-  m_projectionDB->createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
-  m_projectionDB->createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
+  // A new database every time: the old one may be shared with copies of this transform, which
+  // keep their curves.
+  std::shared_ptr<ParametricDBInterface> db(ParametricDBFactory::createParametricDB());
+  db->createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
+  db->createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
+  db->createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
+  db->createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
+  m_projectionDB = std::move(db);
 
   if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
     writeVectortoFile("s_mp", m_hub, false);
@@ -287,14 +280,12 @@ void TurboTransform::initGeom(ParametricDB& db) const {
 }
 
 void TurboTransform::initSpaces() {
-  if (m_spaceValues.size() != 8) m_spaceValues.resize(8);
-  if (m_spaceComputed.size() != 8) m_spaceComputed.resize(8);
-  for (std::size_t k = 0; k < m_spaceComputed.size(); ++k) m_spaceComputed[k] = false;
-  m_cacheInvalid = 1;
+  m_spaceComputed.assign(8, false);
+  m_inverseCache->clear();
 }
 
 void TurboTransform::requireMesh(const char* function) const {
-  if (!m_topo) {
+  if (!m_mesh) {
     throw internal::nullPointer(kClass, function, SystemMsg("Null pointer to %1.") << "m_topo",
                                 errorType::fatal);
   }
@@ -323,7 +314,7 @@ int TurboTransform::getBackgroundMeshSize() const { return m_backgroundMeshSize;
 
 void TurboTransform::getBackgroundMeshSize(int& ni, int& nj) const {
   requireMesh("getBackgroundMeshSize");
-  const Topo2dBase& level = m_topo->getLevel(0);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
   ni = level.getIsize();
   nj = level.getJsize();
 }
@@ -336,8 +327,8 @@ float TurboTransform::stripstValue(float v) const {
 
 float TurboTransform::getAverageLengthInM() const {
   requireMesh("getAverageLengthInM");
-  const Topo2dBase& level = m_topo->getLevel(0);
-  const std::vector<double>& mValues = m_spaceValues.at(m);
+  const Topo2dBase& level = m_mesh->topo->getLevel(0);
+  const std::vector<double>& mValues = m_mesh->fields.at(m);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
   double sum = 0.0;

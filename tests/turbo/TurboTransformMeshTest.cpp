@@ -259,7 +259,7 @@ TEST(TurboTransformMeshThreads, smoothedMeshIsTheSameBitForBitOnAnyNumberOfThrea
   EXPECT_EQ(smoother.getNumberOfThreads(), 1);
 }
 
-TEST(TurboTransformOwnership, copyThatRebuildsLeavesSourceIntact) {
+TEST(TurboTransformOwnership, copyThatRebuildsOrIsSetUpAgainLeavesSourceIntact) {
   Built source;
   ASSERT_EQ(qortest::build(source, qortest::annulus(), TurboTransform::linear, 300), 0);
   const P3 probe(0.7f, 1.3f, 0.0f);
@@ -278,6 +278,11 @@ TEST(TurboTransformOwnership, copyThatRebuildsLeavesSourceIntact) {
   EXPECT_EQ(source.transform.convertARTtoSpace(TurboTransform::nm, probe), nmBefore);
   copy.getBackgroundMesh(nodes, ni, nj);
   EXPECT_NE(nodes.size(), source.nodes.size());
+  // Nor does a new set-up of the copy change the curves the source builds its next mesh on.
+  qortest::initializeART(copy, qortest::bend());
+  ASSERT_EQ(source.transform.createBackgroundMesh(TurboTransform::linear, 300), 0);
+  source.transform.getBackgroundMesh(nodes, ni, nj);
+  EXPECT_EQ(nodes, source.nodes);
 }
 
 TEST(TurboTransformEnvironment, finishedMeshIsWrittenWhenRequested) {

@@ -8,7 +8,8 @@
 ///
 /// Thread safety: the inverse conversions keep a one-entry cache inside the transform behind const
 /// operations, so one transform must not be used from several threads at once. Give each thread its
-/// own copy (copies share the immutable mesh search structures and are cheap) or serialise the calls.
+/// own copy (copies share the immutable finished mesh and are cheap; each has its own cache) or
+/// serialise the calls.
 /// Distinct transforms are independent. The array forms (those taking `ListOptions`) are the
 /// exception: they read the transform without touching the cache (the inverse array form keeps no
 /// cache at all), see "Array forms" below.
@@ -29,13 +30,12 @@ namespace qor {
 
 class ParametricDB;
 class ParametricDBInterface;
-class QuadtreeBucket;
 class Topo2dBase;
 class Topo2dMultiLevel;
 namespace turbo_detail {
-class NodeGrid;
+class InverseCache;
+struct MeshState;
 struct MeshView;
-struct WallFit;
 }  // namespace turbo_detail
 
 class QOR_API TurboTransform {
@@ -73,9 +73,10 @@ class QOR_API TurboTransform {
   };
 
   TurboTransform();
-  /// Copies the curves, fields and settings; the projection database, topology and the search
-  /// structures of the mesh are shared with the source (a copy that rebuilds its mesh leaves the
-  /// source intact).
+  /// Copies the curves and settings; the projection database and the finished mesh (nodes,
+  /// fields and search structures, all immutable) are shared with the source, and the copy starts
+  /// with an empty inverse cache of its own. A later set-up or mesh of either leaves the other
+  /// intact.
   TurboTransform(const TurboTransform&);
   TurboTransform& operator=(const TurboTransform&);
   virtual ~TurboTransform();
@@ -386,22 +387,16 @@ class QOR_API TurboTransform {
   // Level 0 of the background mesh with its node search (brute force under QOR_NO_QUADTREE).
   turbo_detail::MeshView meshView() const;
 
-  // fields (TurboTransformFields.cpp)
-  void calculateSpaces();
-  void calculateMprime();
-  void calculateMprimeScaled();
-  void calculateSpan();
-  void calculateM();
-
   // background mesh (TurboTransformBackgroundMesh.cpp)
-  void createBackgroundMeshMeshLinear();
-  void createBackgroundMeshNonLinear();
+  // Build the new mesh into `next`, which createBackgroundMesh then publishes.
+  void createBackgroundMeshMeshLinear(turbo_detail::MeshState& next);
+  void createBackgroundMeshNonLinear(turbo_detail::MeshState& next);
   void estimateMeshSize(int levels, int& ni, int& nj);
   void initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo);
   void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
                             const ParametricDBInterface* db, const std::string& curve, int i0,
                             int i1, int j0, int j1);
-  void reAdjustMesh();
+  void reAdjustMesh(turbo_detail::MeshState& next) const;
   int checkQualityOfBMesh() const;
 
   // inverse (TurboTransformInverse.cpp)
@@ -412,33 +407,12 @@ class QOR_API TurboTransform {
   void convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
                                         TripletBase<double>& out, bool onHub) const;
 
-  // iso-lines (TurboTransformIsoLines.cpp)
-  void getConstantSpaceNspan(double ns, QORVector<TripletBase<float>>& curve) const;
-  void getConstantSpaceNm(double v, QORVector<TripletBase<float>>& curve) const;
-  void getConstantSpaceRnm(double r, QORVector<TripletBase<float>>& curve) const;
-  void getSpaceOnConstantSpan(space s, double spanValue, QORVector<double>& values,
-                              QORVector<TripletBase<float>>& points) const;
-
-  // clean-up (TurboTransformCleanup.cpp)
-  void inContARToutCleanART(const QORVector<TripletBase<float>>& in,
-                            QORVector<TripletBase<float>>& out, int size) const;
-  void inCloudARToutCleanART(const QORVector<TripletBase<float>>& in,
-                             QORVector<TripletBase<float>>& out, const int& size,
-                             const int& start) const;
+  // clean-up (TurboTransformCleanup.cpp; the ART steps are in TurboTransformCleanup.h)
   void inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
                             QORVector<TripletBase<float>>& out, int size) const;
   void inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
                              QORVector<TripletBase<float>>& out, const int& size,
                              const int& start) const;
-  void eliminateDoublePointsBySXY(QORVector<TripletBase<float>>& points, const int& exponent) const;
-  void optimizeListOfPoints(QORVector<TripletBase<float>>& points, const unsigned int& size) const;
-  void calculateArcValueXY(const QORVector<TripletBase<float>>& points, QORVector<double>& s) const;
-  void distanceFirstLastSimpleXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
-                                 double& best, int& bestIndex, bool& noneFound) const;
-  void distanceFirstLastNormalXY(const QORVector<TripletBase<float>>& points, int& first, int& last,
-                                 double& best, int& bestIndex, bool& noneFound) const;
-  void distanceFromFirstXY(const std::vector<TripletBase<float>>::iterator& first,
-                           const std::vector<TripletBase<float>>::iterator& last) const;
 
   // save and load (TurboTransformSaveLoad.cpp); `source` names the file or "stream" in errors.
   void saveTo(std::ostream& out, const std::string& target) const;
@@ -446,24 +420,20 @@ class QOR_API TurboTransform {
 
   bool m_geometryInitialized = false;
   std::vector<std::string> m_curveNames;
-  // The projection database, topology, quadtree and node grid are shared between copies of a
-  // transform and released when the last holder goes; rebuilding replaces only this object's
-  // pointers.
+  // The projection database is shared between copies of a transform and released when the last
+  // holder goes; a set-up builds a new one.
   std::shared_ptr<ParametricDBInterface> m_projectionDB;
-  std::shared_ptr<Topo2dMultiLevel> m_topo;
-  QORVector<TripletBase<float>> m_meshPoints;
-  std::shared_ptr<QuadtreeBucket> m_quadtree;
-  // The node search of the conversions, built with the background mesh and immutable, so that
-  // copies share it.
-  std::shared_ptr<const turbo_detail::NodeGrid> m_nodeGrid;
-  // The wall curves between the mesh's wall nodes, built with the mesh; used with exact walls.
-  std::shared_ptr<const turbo_detail::WallFit> m_wallFit;
+  // The finished background mesh with its fields and searches, immutable, shared between copies;
+  // null before createBackgroundMesh. Building a mesh makes a new state and swaps it in.
+  std::shared_ptr<const turbo_detail::MeshState> m_mesh;
   bool m_exactWalls = false;
-  std::vector<std::vector<double>> m_spaceValues;
-  std::vector<bool> m_spaceComputed;
-  TripletBase<float> m_axisPoint;
-  TripletBase<float> m_axisDirection;
-  TripletBase<float> m_axialUnit;
+  // Whether each field of the mesh is up to date (false after a new set-up), by `space`.
+  std::vector<bool> m_spaceComputed = std::vector<bool>(8, false);
+  // Every default is set here once: the axis through the origin along +Z, three smoothing levels,
+  // 2000 nodes, 300 points per curve; the constructor only reads the environment.
+  TripletBase<float> m_axisPoint{0.0f, 0.0f, 0.0f};
+  TripletBase<float> m_axisDirection{0.0f, 0.0f, 1.0f};
+  TripletBase<float> m_axialUnit{0.0f, 0.0f, 1.0f};
   int m_numberOfLevelsForBM = 3;
   int m_threadsForBM = 1;
   int m_backgroundMeshSize = 2000;
@@ -475,11 +445,21 @@ class QOR_API TurboTransform {
   QORVector<TripletBase<float>> m_outlet;
   QORVector<TripletBase<float>> m_hub;
   QORVector<TripletBase<float>> m_shroud;
-  // One-entry cache of the inverse conversions (mutable state behind const operations).
-  mutable double m_cachedValue = -1.0;
-  mutable QORVector<double> m_cachedCurve;
-  mutable int m_cacheInvalid = 1;
-  mutable int m_cachedKey = 0;
+  // The one-entry cache of the inverse conversions (mutable state behind const operations), an
+  // object of its own: a copy or an assignment gives this transform an empty cache of its own, so
+  // copies never share one.
+  class InverseCacheSlot {
+   public:
+    InverseCacheSlot();
+    InverseCacheSlot(const InverseCacheSlot&);
+    InverseCacheSlot& operator=(const InverseCacheSlot&);
+    ~InverseCacheSlot();
+    turbo_detail::InverseCache* operator->() const { return m_cache.get(); }
+
+   private:
+    std::unique_ptr<turbo_detail::InverseCache> m_cache;
+  };
+  mutable InverseCacheSlot m_inverseCache;
 };
 
 }  // namespace qor
