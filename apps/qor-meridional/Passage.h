@@ -34,6 +34,7 @@ struct MeshSettings {
   int curveSize = 300;
   bool allowFolded = false;  ///< --allow-folded: a folded mesh is a warning, not an error
   bool exactWalls = true;    ///< TurboTransform::setExactWalls; --chord-walls turns it off
+  bool closedForm = true;    ///< TurboTransform::setClosedFormSmoothingForBM; --angle-smoothing off
 };
 
 /// How far the given hub and shroud points convert from nspan 0 and 1 (largest of each).

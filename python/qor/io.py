@@ -560,9 +560,12 @@ def passageFromPatches(data, names, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1)
 # ---- transform and annotation -----------------------------------------------------------------
 
 def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method=T.nonLinear,
-                   size=2000, levels=None, curvePoints=None, threads=0, exactWalls=True):
+                   size=2000, levels=None, curvePoints=None, threads=0, exactWalls=True,
+                   closedForm=True):
     """A TurboTransform with its background mesh for the passage, with exact walls by default (points
-    on the hub and shroud convert to nspan 0 and 1; `exactWalls=False` keeps the mesh's chords).
+    on the hub and shroud convert to nspan 0 and 1; `exactWalls=False` keeps the mesh's chords) and
+    closed-form smoothing (`closedForm=False` for the class's default, the same mesh up to float
+    rounding).
     Ordered curves are checked against each other first (`orientCurves`: a reversed curve is used
     turned round, with a warning).
     @throws InputError when the library rejects the passage or the mesh folds (usually a wrong
@@ -575,6 +578,7 @@ def buildTransform(passage, axisPoint=(0, 0, 0), axisDirection=(0, 0, 1), method
     if levels is not None:
         t.setNumberOfLevelsforBM(levels)
     t.setNumberOfThreadsForBM(threads)
+    t.setClosedFormSmoothingForBM(closedForm)
     starts = passage.starts or [-1] * 4
     curves = passage.curves if passage.starts else orientCurves(passage.curves, passage.names)
     try:

@@ -271,6 +271,7 @@ void TurboTransform::createBackgroundMeshNonLinear(turbo_detail::MeshState& next
     smoother.setUnderRelaxation(0.8, 0.6, 0.4);
     smoother.setSpreadIterationSqr(200, 30);
     smoother.setNumberOfThreads(m_threadsForBM);
+    smoother.setClosedFormBisection(m_closedFormSmoothing);
     smoother.runSmoothAll();
   }
 
@@ -385,5 +386,9 @@ void TurboTransform::setNumberOfThreadsForBM(int threads) {
 }
 
 int TurboTransform::getNumberOfThreadsForBM() const { return m_threadsForBM; }
+
+void TurboTransform::setClosedFormSmoothingForBM(bool on) { m_closedFormSmoothing = on; }
+
+bool TurboTransform::getClosedFormSmoothingForBM() const { return m_closedFormSmoothing; }
 
 }  // namespace qor

@@ -67,10 +67,15 @@ def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0):
                    boundaries=[line(*at(0.6, rhoHub), *at(0.5, rhoShroud), 9)])
 
 
+def dataDir():
+    """QOR_DATA_DIR, the folder of the real machines ("" when unset)."""
+    return os.environ.get("QOR_DATA_DIR", "")
+
+
 def su2Nodes():
     """The folder of the SU2 wedge mesh under QOR_DATA_DIR and its nodes (x, y, z); skipped without
     data."""
-    data = os.environ.get("QOR_DATA_DIR", "")
+    data = dataDir()
     folder = os.path.join(data, "su2-axial-stage-bfm-mesh")
     if not data or not os.path.isdir(folder):
         pytest.skip("QOR_DATA_DIR does not hold su2-axial-stage-bfm-mesh")

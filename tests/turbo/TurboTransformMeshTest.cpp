@@ -242,13 +242,17 @@ TEST(TurboTransformMeshThreads, smoothedMeshIsTheSameBitForBitOnAnyNumberOfThrea
   qortest::initializeART(t, qortest::bend());
   std::vector<P3> reference, nodes;
   int ni = 0, nj = 0;
-  for (int threads : {1, 2, 0}) {
-    t.setNumberOfThreadsForBM(threads);
-    ASSERT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 12000), 0);
-    t.getBackgroundMesh(threads == 1 ? reference : nodes, ni, nj);
-    if (threads == 1) continue;
-    ASSERT_EQ(nodes.size(), reference.size());
-    EXPECT_EQ(std::memcmp(nodes.data(), reference.data(), nodes.size() * sizeof(P3)), 0) << threads << " threads";
+  for (bool closedForm : {false, true}) {
+    t.setClosedFormSmoothingForBM(closedForm);
+    for (int threads : {1, 2, 0}) {
+      t.setNumberOfThreadsForBM(threads);
+      ASSERT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 12000), 0);
+      t.getBackgroundMesh(threads == 1 ? reference : nodes, ni, nj);
+      if (threads == 1) continue;
+      ASSERT_EQ(nodes.size(), reference.size());
+      EXPECT_EQ(std::memcmp(nodes.data(), reference.data(), nodes.size() * sizeof(P3)), 0) << threads << " threads";
+    }
+    EXPECT_EQ(t.getClosedFormSmoothingForBM(), closedForm);
   }
   qortest::expectError(qortest::captureError<qor::data::invalid>([&] { t.setNumberOfThreadsForBM(-1); }),
                        "TurboTransform", "setNumberOfThreadsForBM",
