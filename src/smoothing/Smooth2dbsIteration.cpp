@@ -54,8 +54,11 @@ Point bisectingArm(const Point& a, const Point& b, const Point& c) {
   const double cc = cx * cx + cy * cy + cz * cz;
   const double n1x = ay * bz - az * by, n1y = az * bx - ax * bz, n1z = ax * by - ay * bx;
   const double n2x = by * cz - bz * cy, n2y = bz * cx - bx * cz, n2z = bx * cy - by * cx;
-  const double s1 = std::sqrt(n1x * n1x + n1y * n1y + n1z * n1z);
-  const double s2 = std::sqrt(n2x * n2x + n2y * n2y + n2z * n2z);
+  // Arms in the plane z = 0 (every background mesh) have normals along z, and the square root of
+  // a square is its magnitude exactly: the same bits without the two roots.
+  const bool planar = az == 0.0 && bz == 0.0 && cz == 0.0;
+  const double s1 = planar ? std::fabs(n1z) : std::sqrt(n1x * n1x + n1y * n1y + n1z * n1z);
+  const double s2 = planar ? std::fabs(n2z) : std::sqrt(n2x * n2x + n2y * n2y + n2z * n2z);
   // |z| = |z1| |z2| = |a| |b| |b| |c|: computed beside the two cross products, not after them.
   const double r = bb * std::sqrt(aa * cc);
   const double x = d1 * d2 + s1 * s2;
