@@ -1,5 +1,6 @@
 // AxisFrame: Cartesian points to (axial, radial, theta) about a machine axis and back.
 
+#include "turbo/AxialRadial.h"
 #include "qor/turbo/AxisFrame.h"
 
 #include <cmath>
@@ -17,19 +18,7 @@ const char* const kClass = "AxisFrame";
 
 using P = TripletBase<float>;
 
-// The arithmetic of TurboTransform's Cartesian conversion, step for step, so that axial and radial
-// come out the same bits: products in double from single-precision inputs, held in single
-// precision between the steps.
-P crossInDouble(const P& a, const P& b) {
-  const double ax = a[0], ay = a[1], az = a[2];
-  const double bx = b[0], by = b[1], bz = b[2];
-  return {static_cast<float>(ay * bz - az * by), static_cast<float>(az * bx - ax * bz),
-          static_cast<float>(ax * by - ay * bx)};
-}
-
-double dotInDouble(const P& a, const P& b) {
-  return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
-}
+using turbo_detail::dotInDouble;
 
 bool finite(const P& p) {
   return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
@@ -77,17 +66,13 @@ AxisFrame::AxisFrame(const P& point, const P& direction) : m_point(point) {
 }
 
 P AxisFrame::toART(const P& xyz) const {
+  // Axial and radial in the transform's own arithmetic (the same bits), theta from the frame.
+  P art = turbo_detail::axialRadial(xyz, m_point, m_axial);
   const P d = xyz - m_point;
-  P w = crossInDouble(m_axial, d);
-  const float wl = w.length();
-  if (wl != 0.0f) w /= wl;
-  P r = crossInDouble(w, m_axial);
-  const float rl = r.length();
-  if (rl != 0.0f) r /= rl;
   const double x1 = double(d[0]) * m_e1[0] + double(d[1]) * m_e1[1] + double(d[2]) * m_e1[2];
   const double x2 = double(d[0]) * m_e2[0] + double(d[1]) * m_e2[1] + double(d[2]) * m_e2[2];
-  return {static_cast<float>(dotInDouble(m_axial, d)), static_cast<float>(dotInDouble(d, r)),
-          static_cast<float>(std::atan2(x2, x1))};
+  art[2] = static_cast<float>(std::atan2(x2, x1));
+  return art;
 }
 
 P AxisFrame::toXYZ(const P& art) const {

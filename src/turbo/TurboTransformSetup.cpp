@@ -17,6 +17,7 @@
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/TurboTransformCleanup.h"
 #include "turbo/TurboTransformState.h"
+#include "turbo/AxialRadial.h"
 #include "turbo/MeridionalPlane.h"
 
 namespace qor {
@@ -25,17 +26,8 @@ namespace {
 
 const char* const kClass = "TurboTransform";
 
-// Cross product formed in double from single-precision inputs, held in single precision.
-TripletBase<float> crossInDouble(const TripletBase<float>& a, const TripletBase<float>& b) {
-  const double ax = a[0], ay = a[1], az = a[2];
-  const double bx = b[0], by = b[1], bz = b[2];
-  return {static_cast<float>(ay * bz - az * by), static_cast<float>(az * bx - ax * bz),
-          static_cast<float>(ax * by - ay * bx)};
-}
-
-double dotInDouble(const TripletBase<float>& a, const TripletBase<float>& b) {
-  return double(a[0]) * b[0] + double(a[1]) * b[1] + double(a[2]) * b[2];
-}
+using turbo_detail::crossInDouble;
+using turbo_detail::dotInDouble;
 
 // Coordinates beyond this magnitude overflow the single-precision lengths of the mesh.
 constexpr float kLargestCoordinate = 1e18f;
@@ -139,16 +131,7 @@ void TurboTransform::setAxis(const TripletBase<float>& point, const TripletBase<
 }
 
 void TurboTransform::transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const {
-  const TripletBase<float>& a = m_axialUnit;
-  const TripletBase<float> d = xyz - m_axisPoint;
-  TripletBase<float> w = crossInDouble(a, d);
-  const float wl = w.length();
-  if (wl != 0.0f) w /= wl;
-  TripletBase<float> r = crossInDouble(w, a);
-  const float rl = r.length();
-  if (rl != 0.0f) r /= rl;
-  art = TripletBase<float>(static_cast<float>(dotInDouble(a, d)),
-                           static_cast<float>(dotInDouble(d, r)), 0.0f);
+  art = turbo_detail::axialRadial(xyz, m_axisPoint, m_axialUnit);
 }
 
 void TurboTransform::transformToART(const QORVector<TripletBase<float>>& xyz,
