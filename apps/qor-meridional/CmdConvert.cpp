@@ -80,12 +80,6 @@ ConvertOptions parseConvertOptions(const CliArgs& args) {
   return o;
 }
 
-/// The frame of a point file: the one the option forced, else the passage's.
-Coords pointsFrame(const char* forcedBy, Coords passage) {
-  if (forcedBy == nullptr) return passage;
-  return std::string(forcedBy) == "--points-xyz" ? Coords::xyz : Coords::art;
-}
-
 int runConvert(const ConvertOptions& o);
 
 struct InvertOptions {

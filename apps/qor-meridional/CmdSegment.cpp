@@ -37,11 +37,48 @@ struct Boundaries {
   std::vector<int> lines;
 };
 
+struct SegmentOptions {
+  std::string pointsPath;                ///< "" when no points are given
+  const char* pointsForcedBy = nullptr;  ///< "--points-art" or "--points-xyz" when given
+  std::string boundariesPath;            ///< "" for the demo's blade edges
+  std::string spaceText;
+  Seg::spaceSeg space = Seg::rnm;
+  Seg::segmentMethod method = Seg::backgroundMeshSpan;
+  bool exactBoundaries = true;  ///< --compatible-boundaries turns it off
+  std::string prefix;
+  PassageOptions passage;
+  MeshSettings mesh;
+};
+
+SegmentOptions parseSegmentOptions(const CliArgs& args) {
+  SegmentOptions o;
+  checkPointForm(args);
+  o.pointsForcedBy = pointFormOption(args);
+  o.pointsPath = args.positionals().empty() ? std::string() : args.positionals().front();
+  o.boundariesPath = args.value("boundaries");
+  o.spaceText = args.choice(spaceOption(args), {"m", "nm", "rnm", "mprime"}, "rnm");
+  o.space = o.spaceText == "m"        ? Seg::m
+            : o.spaceText == "nm"     ? Seg::nm
+            : o.spaceText == "mprime" ? Seg::mprime
+                                      : Seg::rnm;
+  o.method = args.choice("sampling", {"mergedSpan", "backgroundMeshSpan"},
+                         "backgroundMeshSpan") == "mergedSpan"
+                 ? Seg::mergedSpan
+                 : Seg::backgroundMeshSpan;
+  o.exactBoundaries = !args.has("compatible-boundaries");
+  o.prefix = args.value("output", "segments");
+  o.passage = readPassageOptions(args);
+  o.mesh = readMeshSettings(args);
+  if (o.boundariesPath.empty() && !o.passage.demo)
+    throw ToolError("missing option --boundaries (see 'qor-meridional segment --help')");
+  return o;
+}
+
 /// Reads --boundaries (Cartesian points projected about the axis), or the demo's blade edges.
-Boundaries readBoundaries(const CliArgs& args, const Passage& passage) {
+Boundaries readBoundaries(const SegmentOptions& o, const Passage& passage) {
   Boundaries b;
-  if (args.has("boundaries")) {
-    b.path = args.value("boundaries");
+  if (!o.boundariesPath.empty()) {
+    b.path = o.boundariesPath;
     const PointTable table = readPointFile(b.path, passage.coords);
     b.curves = splitCurves(table, b.names, b.lines);
     for (std::size_t k = 0; k < b.curves.size(); ++k) {
@@ -51,15 +88,13 @@ Boundaries readBoundaries(const CliArgs& args, const Passage& passage) {
                             "' has only one point (a boundary runs from hub to shroud)");
       }
       if (table.coords == Coords::xyz) {
-        for (P& p : b.curves[k]) p = xyzToArt(passage, p);
+        axisFrame(passage).toART(b.curves[k].data(), b.curves[k].size(), b.curves[k].data());
       }
     }
-  } else if (args.has("demo")) {
+  } else {
     b.curves = makeDemoPassage().bladeEdges;
     b.names = {"impeller LE", "impeller TE"};
     b.lines.assign(b.curves.size(), 0);
-  } else {
-    throw ToolError("missing option --boundaries (see 'qor-meridional segment --help')");
   }
   return b;
 }
@@ -181,17 +216,22 @@ void printSegments(const Seg& segmenter, const std::vector<std::string>& lineNam
 
 /// Reads the points file, finds each point's segment and (u, v), writes <prefix>.csv and adds the
 /// points to the picture.
-void segmentPoints(const CliArgs& args, const std::string& pointsPath, const Passage& passage,
+void segmentPoints(const SegmentOptions& o, const Passage& passage,
                    const qor::TurboTransform& transform, const Seg& segmenter,
-                   Seg::spaceSeg space, const std::string& path, SvgPicture& pic) {
+                   const std::string& path, SvgPicture& pic) {
+  const std::string& pointsPath = o.pointsPath;
+  const Seg::spaceSeg space = o.space;
   const PointTable table = [&] {
     Phase phase("reading " + pointsPath);
-    return readPointFile(pointsPath, pointForm(args, passage.coords), pointFormOption(args));
+    return readPointFile(pointsPath, pointsFrame(o.pointsForcedBy, passage.coords),
+                         o.pointsForcedBy);
   }();
   const Coords coords = table.coords;
   std::vector<P> art(table.points);
   if (coords == Coords::xyz) {
-    for (P& p : art) p = xyzToArt(passage, p);
+    qor::TurboTransform::ListOptions every;
+    every.threads = 0;
+    axisFrame(passage).toART(art.data(), art.size(), art.data(), every);
   }
   const std::size_t n = art.size();
   std::vector<std::int8_t> status(n);
@@ -243,6 +283,63 @@ void segmentPoints(const CliArgs& args, const std::string& pointsPath, const Pas
   pic.markerGroups.insert(pic.markerGroups.end(), segment.begin(), segment.end());
 }
 
+int runSegment(const SegmentOptions& o) {
+  const std::string& prefix = o.prefix;
+  const Seg::spaceSeg space = o.space;
+  const std::string& spaceText = o.spaceText;
+  const Passage passage = readPassage(o.passage);
+  Boundaries boundaries = readBoundaries(o, passage);
+
+  bool folded = false;
+  const auto transform = buildTransform(passage, o.mesh, folded);
+  orderInletToOutlet(*transform, boundaries);
+
+  Seg segmenter(transform.get(), o.method);
+  segmenter.setExactBoundaries(o.exactBoundaries);
+  setBoundaries(segmenter, boundaries);
+  const int lastSegment = segmenter.getLastSegmentID();
+
+  std::vector<std::string> lineNames = {"inlet"};
+  lineNames.insert(lineNames.end(), boundaries.names.begin(), boundaries.names.end());
+  lineNames.push_back("outlet");
+  const std::size_t count = boundaries.curves.size();
+  std::cout << count << " internal boundar" << (count == 1 ? "y" : "ies") << ", "
+            << lastSegment + 1 << " segment" << (lastSegment == 0 ? "" : "s") << " (u in "
+            << spaceText << ")\n";
+  if (count > 0) {
+    char line[200];
+    std::snprintf(line, sizeof line,
+                  "boundary deviation: the given boundary points convert to u within %.3g of 0 "
+                  "and 1%s\n",
+                  boundaryDeviation(segmenter, space, boundaries),
+                  segmenter.getExactBoundaries() ? "" : " (compatible boundaries)");
+    std::cout << line;
+  }
+
+  std::vector<std::vector<P>> lines;
+  for (int s = 0; s <= lastSegment; ++s) lines.push_back(segmenter.getInternalBoundaryWest(s));
+  lines.push_back(segmenter.getInternalBoundaryEast(lastSegment));
+  writeBoundaryLines(prefix + "-boundaries.csv", lines, lineNames);
+  printSegments(segmenter, lineNames, passage.units);
+
+  SvgPicture pic;
+  pic.title = "Segments: " + passage.name;
+  pic.units = passage.units;
+  addMesh(pic, sampleMeshFields(*transform));
+  for (std::size_t b = 1; b + 1 < lines.size(); ++b)
+    pic.lines.push_back({lines[b], SvgStyle::boundary, lineNames[b], true});
+
+  if (!o.pointsPath.empty()) {
+    segmentPoints(o, passage, *transform, segmenter, prefix + ".csv", pic);
+    std::cout << "wrote " << prefix << ".csv, ";
+  } else {
+    std::cout << "wrote ";
+  }
+  writeSvg(prefix + ".svg", pic);
+  std::cout << prefix << "-boundaries.csv, " << prefix << ".svg\n";
+  return 0;
+}
+
 }  // namespace
 
 int runSegment(int argc, char** argv) {
@@ -279,72 +376,7 @@ int runSegment(int argc, char** argv) {
           meshOptions()),
       1);
   if (parseOrHelp(args, argc, argv)) return 0;
-  checkPointForm(args);
-  const std::string spaceText =
-      args.choice(spaceOption(args), {"m", "nm", "rnm", "mprime"}, "rnm");
-  const Seg::spaceSeg space = spaceText == "m"        ? Seg::m
-                              : spaceText == "nm"     ? Seg::nm
-                              : spaceText == "mprime" ? Seg::mprime
-                                                      : Seg::rnm;
-  const Seg::segmentMethod method = args.choice("sampling", {"mergedSpan", "backgroundMeshSpan"},
-                                                "backgroundMeshSpan") == "mergedSpan"
-                                        ? Seg::mergedSpan
-                                        : Seg::backgroundMeshSpan;
-  const std::string prefix = args.value("output", "segments");
-  const Passage passage = readPassage(args);
-  Boundaries boundaries = readBoundaries(args, passage);
-
-  const MeshSettings settings = readMeshSettings(args);
-  bool folded = false;
-  const auto transform = buildTransform(passage, settings, folded);
-  orderInletToOutlet(*transform, boundaries);
-
-  Seg segmenter(transform.get(), method);
-  segmenter.setExactBoundaries(!args.has("compatible-boundaries"));
-  setBoundaries(segmenter, boundaries);
-  const int lastSegment = segmenter.getLastSegmentID();
-
-  std::vector<std::string> lineNames = {"inlet"};
-  lineNames.insert(lineNames.end(), boundaries.names.begin(), boundaries.names.end());
-  lineNames.push_back("outlet");
-  const std::size_t count = boundaries.curves.size();
-  std::cout << count << " internal boundar" << (count == 1 ? "y" : "ies") << ", "
-            << lastSegment + 1 << " segment" << (lastSegment == 0 ? "" : "s") << " (u in "
-            << spaceText << ")\n";
-  if (count > 0) {
-    char line[200];
-    std::snprintf(line, sizeof line,
-                  "boundary deviation: the given boundary points convert to u within %.3g of 0 "
-                  "and 1%s\n",
-                  boundaryDeviation(segmenter, space, boundaries),
-                  segmenter.getExactBoundaries() ? "" : " (compatible boundaries)");
-    std::cout << line;
-  }
-
-  std::vector<std::vector<P>> lines;
-  for (int s = 0; s <= lastSegment; ++s) lines.push_back(segmenter.getInternalBoundaryWest(s));
-  lines.push_back(segmenter.getInternalBoundaryEast(lastSegment));
-  writeBoundaryLines(prefix + "-boundaries.csv", lines, lineNames);
-  printSegments(segmenter, lineNames, passage.units);
-
-  SvgPicture pic;
-  pic.title = "Segments: " + passage.name;
-  pic.units = passage.units;
-  addMesh(pic, sampleMeshFields(*transform));
-  for (std::size_t b = 1; b + 1 < lines.size(); ++b)
-    pic.lines.push_back({lines[b], SvgStyle::boundary, lineNames[b], true});
-
-  const std::string pointsPath =
-      args.positionals().empty() ? std::string() : args.positionals().front();
-  if (!pointsPath.empty()) {
-    segmentPoints(args, pointsPath, passage, *transform, segmenter, space, prefix + ".csv", pic);
-    std::cout << "wrote " << prefix << ".csv, ";
-  } else {
-    std::cout << "wrote ";
-  }
-  writeSvg(prefix + ".svg", pic);
-  std::cout << prefix << "-boundaries.csv, " << prefix << ".svg\n";
-  return 0;
+  return runSegment(parseSegmentOptions(args));
 }
 
 }  // namespace qormeridional

@@ -80,10 +80,9 @@ const char* pointFormOption(const CliArgs& args) {
   return nullptr;
 }
 
-Coords pointForm(const CliArgs& args, Coords fallback) {
-  if (args.has("points-art")) return Coords::art;
-  if (args.has("points-xyz")) return Coords::xyz;
-  return fallback;
+Coords pointsFrame(const char* forcedBy, Coords passage) {
+  if (forcedBy == nullptr) return passage;
+  return std::string(forcedBy) == "--points-xyz" ? Coords::xyz : Coords::art;
 }
 
 const char* locationName(int status) {

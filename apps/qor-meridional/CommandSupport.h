@@ -43,11 +43,11 @@ std::string spaceOption(const CliArgs& args);
 /// Refuses --points-art together with --points-xyz.
 /// @throws ToolError when both are given
 void checkPointForm(const CliArgs& args);
-/// The form of a point file: `fallback` (the passage's) unless --points-art or --points-xyz is
-/// given.
-Coords pointForm(const CliArgs& args, Coords fallback);
 /// The option that chose the point form ("--points-art" or "--points-xyz"), or nullptr.
 const char* pointFormOption(const CliArgs& args);
+/// The frame of a point file: the one `forcedBy` (pointFormOption's answer) names, else the
+/// passage's.
+Coords pointsFrame(const char* forcedBy, Coords passage);
 
 /// "Class::function: message" of a library error.
 std::string describe(const qor::Error& e);

@@ -225,7 +225,6 @@ Passage readPassage(const PassageOptions& o) {
   return p;
 }
 
-Passage readPassage(const CliArgs& args) { return readPassage(readPassageOptions(args)); }
 
 MeshSettings readMeshSettings(const CliArgs& args) {
   MeshSettings m;
@@ -347,9 +346,5 @@ void passageCurvesART(const Passage& passage, std::vector<std::vector<P>>& curve
 qor::AxisFrame axisFrame(const Passage& passage) {
   return qor::AxisFrame(passage.axisPoint, passage.axisDirection);
 }
-
-P artToXyz(const Passage& passage, const P& art) { return axisFrame(passage).toXYZ(art); }
-
-P xyzToArt(const Passage& passage, const P& xyz) { return axisFrame(passage).toART(xyz); }
 
 }  // namespace qormeridional

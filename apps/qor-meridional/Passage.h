@@ -73,8 +73,6 @@ PassageOptions readPassageOptions(const CliArgs& args);
 /// and shroud swapped, two curves reversed) are refused naming them.
 /// @throws ToolError for missing, bad or contradicting files and options
 Passage readPassage(const PassageOptions& options);
-/// readPassage(readPassageOptions(args)).
-Passage readPassage(const CliArgs& args);
 MeshSettings readMeshSettings(const CliArgs& args);
 
 /// Sets up a transform and builds its background mesh. `folded` receives the mesh check result.
@@ -91,9 +89,5 @@ void passageCurvesART(const Passage& passage,
 /// x, y theta 0 lies along x, y, z respectively, made perpendicular to the axis, and theta grows
 /// counter-clockwise seen from the axis tip). Make it once for many points.
 qor::AxisFrame axisFrame(const Passage& passage);
-/// Cartesian point of (axial, radial, theta) about the axis (one point; see axisFrame).
-qor::TripletBase<float> artToXyz(const Passage& passage, const qor::TripletBase<float>& art);
-/// (axial, radial, theta) of a Cartesian point in the same convention.
-qor::TripletBase<float> xyzToArt(const Passage& passage, const qor::TripletBase<float>& xyz);
 
 }  // namespace qormeridional
