@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "foundation/ParallelFor.h"
 #include "qor/foundation/Error.h"
 #include "qor/foundation/Message.h"
 #include "qor/foundation/QORVector.h"
 #include "qor/segmenter/TurboTransformSegmenter.h"
-#include "foundation/ParallelFor.h"
+#include "turbo/TurboTransformAccess.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
@@ -61,6 +63,34 @@ void bracket(const std::vector<double>& S, double eta, std::size_t& j0, std::siz
 
 /// Relative position of x between the west value w and the east value e.
 double ratio(double x, double w, double e) { return (x - w) / (e - w + kEps); }
+
+/// The input of the transform's inverse for (u, v) in a segment whose west and east boundary lines
+/// have the values W and E of the space at the span values S: (space value, 0, normalised span).
+TripletBase<float> inverseInput(const std::vector<float>& W, const std::vector<float>& E,
+                                const std::vector<double>& S, const TripletBase<float>& uv) {
+  const double u = clamp01(uv[0]);
+  double eta = uv[1];
+  double w = 0.0;
+  double e = 0.0;
+  if (eta > 0.0 && eta < 1.0) {
+    std::size_t j0 = 0;
+    std::size_t j1 = 0;
+    bracket(S, eta, j0, j1);
+    const double t = (eta - S[j0]) / (S[j1] - S[j0] + kEps);
+    w = (1.0 - t) * W.at(j0) + t * W.at(j1);
+    e = (1.0 - t) * E.at(j0) + t * E.at(j1);
+  } else if (eta >= 1.0) {
+    eta = 1.0;
+    w = W.at(W.size() - 1);
+    e = E.at(E.size() - 1);
+  } else {  // eta <= 0, and NaN taken as the hub
+    eta = 0.0;
+    w = W.at(0);
+    e = E.at(0);
+  }
+  const double x = w + u * (e - w);
+  return TripletBase<float>(static_cast<float>(x), 0.0f, static_cast<float>(eta));
+}
 
 internal::error outOfBounds(const char* function, int last, int id) {
   return internal::error(kClassName, function,
@@ -229,34 +259,11 @@ void TurboTransformSegmenter::convertSpaceNspanToARTimpl(const TurboTransform& t
                                                          const TripletBase<float>& uv) const {
   const auto ks = static_cast<std::size_t>(k);
   const auto is = static_cast<std::size_t>(s);
-  const TurboTransform::space space = m_segSpaces.at(ks);
-  const std::vector<float>& W = m_boundaries.at(is).spaceValues.at(ks);
-  const std::vector<float>& E = m_boundaries.at(is + 1).spaceValues.at(ks);
-  const std::vector<double>& S = m_spanValues;
-
-  const double u = clamp01(uv[0]);
-  double eta = uv[1];
-  double w = 0.0;
-  double e = 0.0;
-  if (eta > 0.0 && eta < 1.0) {
-    std::size_t j0 = 0;
-    std::size_t j1 = 0;
-    bracket(S, eta, j0, j1);
-    const double t = (eta - S[j0]) / (S[j1] - S[j0] + kEps);
-    w = (1.0 - t) * W.at(j0) + t * W.at(j1);
-    e = (1.0 - t) * E.at(j0) + t * E.at(j1);
-  } else if (eta >= 1.0) {
-    eta = 1.0;
-    w = W.at(W.size() - 1);
-    e = E.at(E.size() - 1);
-  } else {  // eta <= 0, and NaN taken as the hub
-    eta = 0.0;
-    w = W.at(0);
-    e = E.at(0);
-  }
-  const double x = w + u * (e - w);
   transform.convertSpaceTNsToART(
-      space, TripletBase<float>(static_cast<float>(x), 0.0f, static_cast<float>(eta)), art);
+      m_segSpaces.at(ks),
+      inverseInput(m_boundaries.at(is).spaceValues.at(ks),
+                   m_boundaries.at(is + 1).spaceValues.at(ks), m_spanValues, uv),
+      art);
 }
 
 void TurboTransformSegmenter::convertSpaceNspanToART(int s, spaceSeg k, TripletBase<float>& art,
@@ -327,11 +334,20 @@ void TurboTransformSegmenter::convertSpaceNspanToART(
       detail::resolveThreads(options.threads, n, kClassName, "convertSpaceNspanToART");
   checkArrays("convertSpaceNspanToART", s, k, uv, art, n);
   if (n == 0) return;
+  const auto ks = static_cast<std::size_t>(k);
+  const auto is = static_cast<std::size_t>(s);
+  const TurboTransform::space space = m_segSpaces.at(ks);
+  const std::vector<float>& W = m_boundaries.at(is).spaceValues.at(ks);
+  const std::vector<float>& E = m_boundaries.at(is + 1).spaceValues.at(ks);
   detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
-    // The inverse conversions of the transform keep a cache: each chunk has its own transform.
-    // The cache only remembers a search line, so the results do not depend on its history.
-    const TurboTransform own(*m_turboTransform);
-    for (std::size_t p = begin; p < end; ++p) convertSpaceNspanToARTimpl(own, s, k, art[p], uv[p]);
+    // The one-point inverse of the transform with a search-line cache of the chunk's own, so that
+    // the chunks share the transform. The cache only remembers a search line: the results do not
+    // depend on its history.
+    turbo_detail::InverseCache cache;
+    for (std::size_t p = begin; p < end; ++p) {
+      turbo_detail::TurboTransformAccess::convertSpaceTNsToART(
+          *m_turboTransform, cache, space, inverseInput(W, E, m_spanValues, uv[p]), art[p]);
+    }
   });
 }
 

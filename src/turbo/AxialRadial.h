@@ -3,6 +3,9 @@
 // TurboTransform's Cartesian conversions and AxisFrame: products in double from single-precision
 // inputs, held in single precision between the steps, so both give the same bits.
 
+#include <cstddef>
+
+#include "qor/foundation/QORVector.h"
 #include "qor/foundation/TripletBase.h"
 
 namespace qor {
@@ -31,6 +34,15 @@ inline TripletBase<float> axialRadial(const TripletBase<float>& xyz, const Tripl
   const float rl = r.length();
   if (rl != 0.0f) r /= rl;
   return {static_cast<float>(dotInDouble(axial, d)), static_cast<float>(dotInDouble(d, r)), 0.0f};
+}
+
+/// The list form: one (axial, radial, 0) per point of `xyz`; `art` is resized only when its size
+/// differs and is left as it is for an empty list.
+inline void axialRadial(const QORVector<TripletBase<float>>& xyz, const TripletBase<float>& point,
+                        const TripletBase<float>& axial, QORVector<TripletBase<float>>& art) {
+  if (xyz.empty()) return;
+  if (art.size() != xyz.size()) art.assign(xyz.size(), TripletBase<float>());
+  for (std::size_t k = 0; k < xyz.size(); ++k) art[k] = axialRadial(xyz[k], point, axial);
 }
 
 }  // namespace turbo_detail

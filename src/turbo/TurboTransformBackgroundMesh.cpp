@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/MemoryBudget.h"
+#include "foundation/ParallelFor.h"
 #include "qor/foundation/Error.h"
 #include "qor/foundation/Message.h"
 #include "qor/foundation/ParametricCurve.h"
@@ -22,17 +24,19 @@
 #include "qor/smoothing/Smooth2dbs.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
-#include "foundation/MemoryBudget.h"
+#include "turbo/IntegerMath.h"
+#include "turbo/MeridionalPlane.h"
+#include "turbo/TurboTransformAccess.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/TurboTransformState.h"
-#include "turbo/IntegerMath.h"
-#include "foundation/ParallelFor.h"
 
 namespace qor {
 
 namespace {
 
 const char* const kClass = "TurboTransform";
+
+using Access = turbo_detail::TurboTransformAccess;
 
 // Smallest background mesh accepted: 2 x 2 nodes.
 constexpr int kMinimumMeshSize = 4;
@@ -73,6 +77,52 @@ TripletBase<float> between(const TripletBase<float>& s, const TripletBase<float>
   return (n * j) / jcv + (s * (jcv - j)) / jcv;
 }
 
+// What the mesh construction reads of the transform: its meridional curves, the names of the end
+// lines and walls in the projection database, and that database.
+struct Passage {
+  const QORVector<TripletBase<float>>& hub;
+  const QORVector<TripletBase<float>>& shroud;
+  const QORVector<TripletBase<float>>& inlet;
+  const QORVector<TripletBase<float>>& outlet;
+  const std::vector<std::string>& names;
+  const ParametricDBInterface* db;
+};
+
+// 1 when more than 1 cell in 20 of the mesh is folded (turns the other way than the majority).
+int foldIndicator(const turbo_detail::MeshState& mesh) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
+  const QORVector<TripletBase<float>>& nodes = mesh.points;
+  const int icv = level.getIcv();
+  const int jcv = level.getJcv();
+  long long positive = 0;
+  long long negative = 0;
+  // The cells of the first column are not examined (kept for compatibility).
+  for (int i = 1; i < icv; ++i) {
+    for (int j = 0; j < jcv; ++j) {
+      const TripletBase<float>& a = nodes.at(at(level.getij(i, j)));
+      const TripletBase<float>& b = nodes.at(at(level.getij(i + 1, j)));
+      const TripletBase<float>& c = nodes.at(at(level.getij(i, j + 1)));
+      const TripletBase<float>& d = nodes.at(at(level.getij(i + 1, j + 1)));
+      const float eix = ((b[0] + d[0]) - (a[0] + c[0])) * 0.5f;
+      const float eiy = ((b[1] + d[1]) - (a[1] + c[1])) * 0.5f;
+      const float ejx = ((c[0] + d[0]) - (a[0] + b[0])) * 0.5f;
+      const float ejy = ((c[1] + d[1]) - (a[1] + b[1])) * 0.5f;
+      const float cross = eix * ejy - eiy * ejx;
+      if (cross >= 0.0f) {
+        ++positive;
+      } else {
+        ++negative;
+      }
+    }
+  }
+  const double total = static_cast<double>(std::max<long long>(positive + negative, 1));
+  const double p = static_cast<double>(positive) / total;
+  const double n = static_cast<double>(negative) / total;
+  // The minority share is rounded to float before the comparison, so exactly 1 cell in 20 counts
+  // as folded (kept for compatibility).
+  const float minority = static_cast<float>(p <= n ? p : n);
+  return double(minority) > 0.05 ? 1 : 0;
+}
 }  // namespace
 
 // ---- entry points --------------------------------------------------------------------------
@@ -82,7 +132,7 @@ int TurboTransform::createBackgroundMesh(BMmethod method, BMsize size) {
 }
 
 int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
-  initSpaces();
+  Access::resetFields(*this);
   m_backgroundMeshSize = size;
   if (method != linear && method != nonLinear) {
     throw internal::error(kClass, "createBackgroundMesh",
@@ -115,9 +165,9 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
   try {
     auto next = std::make_shared<turbo_detail::MeshState>();
     if (method == linear) {
-      createBackgroundMeshMeshLinear(*next);
+      Access::buildLinear(*this, *next);
     } else {
-      createBackgroundMeshNonLinear(*next);
+      Access::buildNonLinear(*this, *next);
     }
     turbo_detail::calculateSpaces(*next);
     turbo_detail::buildSearches(*next, m_noQuadtree, m_hub, m_shroud);
@@ -146,12 +196,12 @@ int TurboTransform::createBackgroundMesh(BMmethod method, int size) {
                         errorType::fatal);
   }
   m_spaceComputed.assign(kSpaceCount, true);
-  return checkQualityOfBMesh();
+  return foldIndicator(*m_mesh);
 }
 
 void TurboTransform::getBackgroundMesh(std::vector<TripletBase<float>>& points, int& isize,
                                        int& jsize) const {
-  requireMesh("getBackgroundMesh");
+  turbo_detail::requireMesh(m_mesh, "getBackgroundMesh");
   const Topo2dBase& level = m_mesh->topo->getLevel(0);
   isize = level.getIsize();
   jsize = level.getJsize();
@@ -180,18 +230,26 @@ void buildSearches(MeshState& mesh, bool noQuadtree, const QORVector<TripletBase
 
 // ---- sizing ----------------------------------------------------------------------------------
 
-void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
-  ParametricDB db;
-  initGeom(db);
+namespace {
 
-  const int s = truncToInt(std::sqrt(static_cast<float>(m_backgroundMeshSize)));
+// Cells ni x nj of the coarsest of `levels` levels for about `meshSize` nodes on the finest,
+// shared between i and j as the mean lengths of the end lines and of the walls.
+void estimateMeshSize(const Passage& passage, int meshSize, int levels, int& ni, int& nj) {
+  ParametricDB db;
+  db.createCurve("w_mp", inMeridionalPlane(passage.inlet), ParametricCurve::curve2d);
+  db.createCurve("e_mp", inMeridionalPlane(passage.outlet), ParametricCurve::curve2d);
+  db.createCurve("s_mp", inMeridionalPlane(passage.hub), ParametricCurve::curve2d);
+  db.createCurve("n_mp", inMeridionalPlane(passage.shroud), ParametricCurve::curve2d);
+  const std::vector<std::string>& names = passage.names;
+
+  const int s = truncToInt(std::sqrt(static_cast<float>(meshSize)));
   const long long nodes = static_cast<long long>(s) * s;
   // In double: 4^(levels-1) overflows an int from 17 levels on.
   const double q = integerPower(4.0, levels - 1);
   const float g = std::sqrt(static_cast<float>(static_cast<double>(nodes) / q));
 
-  const double a = (db.getLength(m_curveNames[0]) + db.getLength(m_curveNames[1])) / 2.0;
-  const double b = (db.getLength(m_curveNames[2]) + db.getLength(m_curveNames[3])) / 2.0;
+  const double a = (db.getLength(names[0]) + db.getLength(names[1])) / 2.0;
+  const double b = (db.getLength(names[2]) + db.getLength(names[3])) / 2.0;
   const double r = std::sqrt(a * b);
   ni = truncToInt(double(g) * b / r);
   nj = truncToInt(double(g) * a / r);
@@ -206,98 +264,21 @@ void TurboTransform::estimateMeshSize(int levels, int& ni, int& nj) {
   nj = std::min(nj, cap);
 }
 
-// ---- linear method ---------------------------------------------------------------------------
-
-void TurboTransform::createBackgroundMeshMeshLinear(turbo_detail::MeshState& next) {
-  int ni = 0;
-  int nj = 0;
-  estimateMeshSize(1, ni, nj);
-  requireMeshFits(m_backgroundMeshSize, 1, ni, nj);
-
-  auto topo = std::make_shared<Topo2dMultiLevel>(1, ni, nj);
-  const Topo2dBase& level = topo->getLevel(0);
-  const int icv = level.getIcv();
-  const int jcv = level.getJcv();
-  QORVector<TripletBase<float>> points(at(level.getSize()), TripletBase<float>());
-
-  setMeshPointsOnCurve(level, points, m_projectionDB.get(), m_curveNames.at(2), 0, icv, 0, 0);
-  setMeshPointsOnCurve(level, points, m_projectionDB.get(), m_curveNames.at(3), 0, icv, jcv, jcv);
-  // The inlet and outlet curves are not used: the end lines run straight from hub to shroud.
-  for (int i = 0; i <= icv; ++i) {
-    const TripletBase<float> south = points.at(at(level.getij(i, 0)));
-    const TripletBase<float> north = points.at(at(level.getij(i, jcv)));
-    for (int j = 1; j < jcv; ++j) points.at(at(level.getij(i, j))) = between(south, north, j, jcv);
-  }
-
-  next.topo = std::move(topo);
-  next.points.swap(points);
-}
-
-// ---- smoothed method -------------------------------------------------------------------------
-
-void TurboTransform::createBackgroundMeshNonLinear(turbo_detail::MeshState& next) {
-  int levels = m_numberOfLevelsForBM;
-  int ni = 0;
-  int nj = 0;
-  estimateMeshSize(levels, ni, nj);
-  // The coarsest level needs at least 4 cells each way; levels are dropped until it has them.
-  if (std::min(ni, nj) < 4 && levels > 1) {
-    do {
-      --levels;
-      estimateMeshSize(levels, ni, nj);
-    } while (std::min(ni, nj) < 4 && levels > 1);
-    m_numberOfLevelsForBM = levels;
-    estimateMeshSize(levels, ni, nj);
-  }
-
-  requireMeshFits(m_backgroundMeshSize, levels, ni, nj);
-  Topo2dMultiLevel topo(levels, ni, nj);
-  QORVector<TripletBase<float>> points(at(topo.getAllSize()), TripletBase<float>());
-  initMesh(points, topo);
-  {
-    Smooth2dbs smoother;
-    smoother.setmtopo(points, topo, m_projectionDB.get());
-    smoother.addgeoName(m_curveNames);
-    smoother.setbcgeoIDmAll(Smooth2dbs::smoothed, 0);
-    smoother.setbcgeoIDmWest(Smooth2dbs::onCurve, 0);
-    smoother.setbcgeoIDmEast(Smooth2dbs::onCurve, 1);
-    smoother.setbcgeoIDSouth(Smooth2dbs::onCurve, 2);
-    smoother.setbcgeoIDNorth(Smooth2dbs::onCurve, 3);
-    // The corners stay where they are and belong to the hub (South) and the shroud (North).
-    smoother.setbcgeoIDsw(Smooth2dbs::pinned, 2);
-    smoother.setbcgeoIDse(Smooth2dbs::pinned, 2);
-    smoother.setbcgeoIDnw(Smooth2dbs::pinned, 3);
-    smoother.setbcgeoIDne(Smooth2dbs::pinned, 3);
-    smoother.setUnderRelaxation(0.8, 0.6, 0.4);
-    smoother.setSpreadIterationSqr(200, 30);
-    smoother.setNumberOfThreads(m_threadsForBM);
-    smoother.setClosedFormBisection(m_closedFormSmoothing);
-    smoother.runSmoothAll();
-  }
-
-  // Only the finest level is kept, renumbered from 0.
-  const Topo2dBase& finest = topo.getLevel(levels - 1);
-  auto finished = std::make_shared<Topo2dMultiLevel>(1, finest.getIcv(), finest.getJcv());
-  QORVector<TripletBase<float>> finishedPoints(at(finest.getSize()), TripletBase<float>());
-  for (int k = 0; k < finest.getSize(); ++k) {
-    finishedPoints[at(k)] = points.at(at(finest.begin() + k));
-  }
-  next.topo = std::move(finished);
-  next.points.swap(finishedPoints);
-  reAdjustMesh(next);
-}
-
-void TurboTransform::initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo) {
+// The nodes of the end lines and the walls of level 0 of `topo` on the curves, the interior of
+// level 0 on straight spanwise lines between the walls; finer levels stay at the origin for the
+// smoother to fill.
+void initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo,
+              const Passage& passage) {
   const Topo2dBase& level = topo.getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
-  const ParametricDBInterface* db = m_projectionDB.get();
-  setMeshPointsOnCurve(level, points, db, m_curveNames.at(0), 0, 0, 1, jcv - 1);
-  setMeshPointsOnCurve(level, points, db, m_curveNames.at(1), icv, icv, 1, jcv - 1);
-  setMeshPointsOnCurve(level, points, db, m_curveNames.at(2), 0, icv, 0, 0);
-  setMeshPointsOnCurve(level, points, db, m_curveNames.at(3), 0, icv, jcv, jcv);
+  const ParametricDBInterface* db = passage.db;
+  const std::vector<std::string>& names = passage.names;
+  Smooth2dbs::setMeshPointsOnCurve(level, points, db, names.at(0), 0, 0, 1, jcv - 1);
+  Smooth2dbs::setMeshPointsOnCurve(level, points, db, names.at(1), icv, icv, 1, jcv - 1);
+  Smooth2dbs::setMeshPointsOnCurve(level, points, db, names.at(2), 0, icv, 0, 0);
+  Smooth2dbs::setMeshPointsOnCurve(level, points, db, names.at(3), 0, icv, jcv, jcv);
   if (icv < 2) return;
-  // Finer levels stay at the origin; the smoother fills them.
   for (int i = 1; i < icv; ++i) {
     const TripletBase<float> south = points.at(at(level.getij(i, 0)));
     const TripletBase<float> north = points.at(at(level.getij(i, jcv)));
@@ -305,15 +286,9 @@ void TurboTransform::initMesh(QORVector<TripletBase<float>>& points, const Topo2
   }
 }
 
-void TurboTransform::setMeshPointsOnCurve(const Topo2dBase& level,
-                                          QORVector<TripletBase<float>>& points,
-                                          const ParametricDBInterface* db, const std::string& curve,
-                                          int i0, int i1, int j0, int j1) {
-  // One body shared with the smoother.
-  Smooth2dbs::setMeshPointsOnCurve(level, points, db, curve, i0, i1, j0, j1);
-}
-
-void TurboTransform::reAdjustMesh(turbo_detail::MeshState& next) const {
+// Equal spacing along every spanwise line of `next`, the end lines put back onto the inlet and
+// the outlet.
+void reAdjustMesh(turbo_detail::MeshState& next, const Passage& passage) {
   const Topo2dBase& level = next.topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
@@ -329,11 +304,10 @@ void TurboTransform::reAdjustMesh(turbo_detail::MeshState& next) const {
     adjusted.at(at(level.getij(i, 0))) = line.front();
     for (int j = 1; j < jcv; ++j) {
       TripletBase<float> p(lineDB.getPointAtParameter("tmpCurve", j * dt));
-      // The end lines are put back onto the inlet and the outlet.
       if (i == 0) {
-        p = m_projectionDB->projectPoint(m_curveNames.at(0), p);
+        p = passage.db->projectPoint(passage.names.at(0), p);
       } else if (i == icv) {
-        p = m_projectionDB->projectPoint(m_curveNames.at(1), p);
+        p = passage.db->projectPoint(passage.names.at(1), p);
       }
       adjusted.at(at(level.getij(i, j))) = p;
     }
@@ -342,42 +316,92 @@ void TurboTransform::reAdjustMesh(turbo_detail::MeshState& next) const {
   next.points.swap(adjusted);
 }
 
-// ---- quality ---------------------------------------------------------------------------------
+}  // namespace
 
-int TurboTransform::checkQualityOfBMesh() const {
-  requireMesh("checkQualityOfBMesh");
-  const Topo2dBase& level = m_mesh->topo->getLevel(0);
-  const QORVector<TripletBase<float>>& nodes = m_mesh->points;
+// ---- linear method ---------------------------------------------------------------------------
+
+void Access::buildLinear(const TurboTransform& t, turbo_detail::MeshState& next) {
+  const Passage passage{t.m_hub,    t.m_shroud,     t.m_inlet,
+                        t.m_outlet, t.m_curveNames, t.m_projectionDB.get()};
+  int ni = 0;
+  int nj = 0;
+  estimateMeshSize(passage, t.m_backgroundMeshSize, 1, ni, nj);
+  requireMeshFits(t.m_backgroundMeshSize, 1, ni, nj);
+
+  auto topo = std::make_shared<Topo2dMultiLevel>(1, ni, nj);
+  const Topo2dBase& level = topo->getLevel(0);
   const int icv = level.getIcv();
   const int jcv = level.getJcv();
-  long long positive = 0;
-  long long negative = 0;
-  // The cells of the first column are not examined (kept for compatibility).
-  for (int i = 1; i < icv; ++i) {
-    for (int j = 0; j < jcv; ++j) {
-      const TripletBase<float>& a = nodes.at(at(level.getij(i, j)));
-      const TripletBase<float>& b = nodes.at(at(level.getij(i + 1, j)));
-      const TripletBase<float>& c = nodes.at(at(level.getij(i, j + 1)));
-      const TripletBase<float>& d = nodes.at(at(level.getij(i + 1, j + 1)));
-      const float eix = ((b[0] + d[0]) - (a[0] + c[0])) * 0.5f;
-      const float eiy = ((b[1] + d[1]) - (a[1] + c[1])) * 0.5f;
-      const float ejx = ((c[0] + d[0]) - (a[0] + b[0])) * 0.5f;
-      const float ejy = ((c[1] + d[1]) - (a[1] + b[1])) * 0.5f;
-      const float cross = eix * ejy - eiy * ejx;
-      if (cross >= 0.0f) {
-        ++positive;
-      } else {
-        ++negative;
-      }
-    }
+  QORVector<TripletBase<float>> points(at(level.getSize()), TripletBase<float>());
+
+  Smooth2dbs::setMeshPointsOnCurve(level, points, passage.db, passage.names.at(2), 0, icv, 0, 0);
+  Smooth2dbs::setMeshPointsOnCurve(level, points, passage.db, passage.names.at(3), 0, icv, jcv,
+                                   jcv);
+  // The inlet and outlet curves are not used: the end lines run straight from hub to shroud.
+  for (int i = 0; i <= icv; ++i) {
+    const TripletBase<float> south = points.at(at(level.getij(i, 0)));
+    const TripletBase<float> north = points.at(at(level.getij(i, jcv)));
+    for (int j = 1; j < jcv; ++j) points.at(at(level.getij(i, j))) = between(south, north, j, jcv);
   }
-  const double total = static_cast<double>(std::max<long long>(positive + negative, 1));
-  const double p = static_cast<double>(positive) / total;
-  const double n = static_cast<double>(negative) / total;
-  // The minority share is rounded to float before the comparison, so exactly 1 cell in 20 counts
-  // as folded (kept for compatibility).
-  const float minority = static_cast<float>(p <= n ? p : n);
-  return double(minority) > 0.05 ? 1 : 0;
+
+  next.topo = std::move(topo);
+  next.points.swap(points);
+}
+
+// ---- smoothed method -------------------------------------------------------------------------
+
+void Access::buildNonLinear(TurboTransform& t, turbo_detail::MeshState& next) {
+  const Passage passage{t.m_hub,    t.m_shroud,     t.m_inlet,
+                        t.m_outlet, t.m_curveNames, t.m_projectionDB.get()};
+  int levels = t.m_numberOfLevelsForBM;
+  int ni = 0;
+  int nj = 0;
+  estimateMeshSize(passage, t.m_backgroundMeshSize, levels, ni, nj);
+  // The coarsest level needs at least 4 cells each way; levels are dropped until it has them.
+  if (std::min(ni, nj) < 4 && levels > 1) {
+    do {
+      --levels;
+      estimateMeshSize(passage, t.m_backgroundMeshSize, levels, ni, nj);
+    } while (std::min(ni, nj) < 4 && levels > 1);
+    t.m_numberOfLevelsForBM = levels;
+    estimateMeshSize(passage, t.m_backgroundMeshSize, levels, ni, nj);
+  }
+
+  requireMeshFits(t.m_backgroundMeshSize, levels, ni, nj);
+  Topo2dMultiLevel topo(levels, ni, nj);
+  QORVector<TripletBase<float>> points(at(topo.getAllSize()), TripletBase<float>());
+  initMesh(points, topo, passage);
+  {
+    Smooth2dbs smoother;
+    smoother.setmtopo(points, topo, t.m_projectionDB.get());
+    smoother.addgeoName(t.m_curveNames);
+    smoother.setbcgeoIDmAll(Smooth2dbs::smoothed, 0);
+    smoother.setbcgeoIDmWest(Smooth2dbs::onCurve, 0);
+    smoother.setbcgeoIDmEast(Smooth2dbs::onCurve, 1);
+    smoother.setbcgeoIDSouth(Smooth2dbs::onCurve, 2);
+    smoother.setbcgeoIDNorth(Smooth2dbs::onCurve, 3);
+    // The corners stay where they are and belong to the hub (South) and the shroud (North).
+    smoother.setbcgeoIDsw(Smooth2dbs::pinned, 2);
+    smoother.setbcgeoIDse(Smooth2dbs::pinned, 2);
+    smoother.setbcgeoIDnw(Smooth2dbs::pinned, 3);
+    smoother.setbcgeoIDne(Smooth2dbs::pinned, 3);
+    smoother.setUnderRelaxation(0.8, 0.6, 0.4);
+    smoother.setSpreadIterationSqr(200, 30);
+    smoother.setNumberOfThreads(t.m_threadsForBM);
+    smoother.setClosedFormBisection(t.m_closedFormSmoothing);
+    smoother.runSmoothAll();
+  }
+
+  // Only the finest level is kept, renumbered from 0.
+  const Topo2dBase& finest = topo.getLevel(levels - 1);
+  auto finished = std::make_shared<Topo2dMultiLevel>(1, finest.getIcv(), finest.getJcv());
+  QORVector<TripletBase<float>> finishedPoints(at(finest.getSize()), TripletBase<float>());
+  for (int k = 0; k < finest.getSize(); ++k) {
+    finishedPoints[at(k)] = points.at(at(finest.begin() + k));
+  }
+  next.topo = std::move(finished);
+  next.points.swap(finishedPoints);
+  reAdjustMesh(next, passage);
 }
 
 void TurboTransform::setNumberOfThreadsForBM(int threads) {

@@ -234,22 +234,4 @@ void optimizeListOfPoints(QORVector<TripletBase<float>>& points,
 
 }  // namespace turbo_detail
 
-void TurboTransform::inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                                          QORVector<TripletBase<float>>& out, int size) const {
-  if (in.empty()) return;
-  QORVector<TripletBase<float>> art;
-  transformToART(in, art);
-  out.resize(in.size());
-  turbo_detail::inContARToutCleanART(art, out, size);
-}
-
-void TurboTransform::inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                                           QORVector<TripletBase<float>>& out, const int& size,
-                                           const int& start) const {
-  if (in.empty()) return;
-  QORVector<TripletBase<float>> art;
-  transformToART(in, art);
-  turbo_detail::inCloudARToutCleanART(art, out, size, start);
-}
-
 }  // namespace qor

@@ -15,6 +15,7 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
+#include "turbo/AxialRadial.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/TurboTransformState.h"
 
@@ -55,11 +56,11 @@ void TurboTransform::getUnitVectorsFromART(const TripletQORVector& art,
                                            QORVector<TripletBase<float>>& streamwise,
                                            QORVector<TripletBase<float>>& spanwise) const {
   if (art.empty()) return;
-  requireMesh("getUnitVectorsFromART");
+  turbo_detail::requireMesh(m_mesh, "getUnitVectorsFromART");
   const std::size_t n = art.size();
   if (streamwise.size() != n) streamwise.resize(n);
   if (spanwise.size() != n) spanwise.resize(n);
-  const turbo_detail::MeshView mesh = meshView();
+  const turbo_detail::MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   turbo_detail::Location loc;
   for (std::size_t k = 0; k < n; ++k) {
     turbo_detail::locate(mesh, art[k], loc);
@@ -72,7 +73,9 @@ void TurboTransform::getUnitVectorsFromXYZ(const TripletQORVector& xyz,
                                            QORVector<TripletBase<float>>& spanwise) const {
   if (xyz.empty()) return;
   std::vector<TripletBase<float>> art(xyz.size());
-  for (std::size_t k = 0; k < art.size(); ++k) transformToART(xyz[k], art[k]);
+  for (std::size_t k = 0; k < art.size(); ++k) {
+    art[k] = turbo_detail::axialRadial(xyz[k], m_axisPoint, m_axialUnit);
+  }
   getUnitVectorsFromART(TripletQORVector(std::move(art)), streamwise, spanwise);
 }
 
@@ -177,7 +180,7 @@ void TurboTransform::initializeDebugART(const std::string& hubFile, const std::s
 // ---- surface file ------------------------------------------------------------------------------
 
 void TurboTransform::exportFinalMeshToPostSurface(const std::string& name) const {
-  requireMesh("exportFinalMeshToPostSurface");
+  turbo_detail::requireMesh(m_mesh, "exportFinalMeshToPostSurface");
   const Topo2dBase& level = m_mesh->topo->getLevel(0);
   QORStream out(name, 2, 0, 1);
   for (int k = level.begin(); k < level.end(); ++k) {

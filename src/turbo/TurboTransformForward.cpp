@@ -10,6 +10,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "foundation/Assert.h"
+#include "foundation/ParallelFor.h"
 #include "qor/foundation/Error.h"
 #include "qor/foundation/Message.h"
 #include "qor/foundation/NumericalUtils.h"
@@ -17,8 +19,7 @@
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
-#include "foundation/Assert.h"
-#include "foundation/ParallelFor.h"
+#include "turbo/AxialRadial.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/TurboTransformState.h"
 
@@ -480,8 +481,9 @@ Outputs arrayOutputs(std::size_t spaceCount, float* values, TripletBase<float>* 
 // ---- (axial, radial, theta) ------------------------------------------------------------------
 
 float TurboTransform::convertARTtoSpace(space s, const TripletBase<float>& art) const {
-  requireMesh("convertARTtoSpace");
-  const MeshView mesh = turbo_detail::singlePointView(meshView());
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
+  const MeshView mesh =
+      turbo_detail::singlePointView(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls));
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
@@ -494,9 +496,9 @@ void TurboTransform::convertARTtoSpace(space s, const QORVector<TripletBase<floa
   if (values.size() != n) values.resize(n);
   if (n == 0) return;
   // The checks of the point conversion, made once for the whole list.
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
-  MeshView mesh = meshView();
+  MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
   convertOneSpace(mesh, f, n, values.data(), art.data());
 }
@@ -506,12 +508,12 @@ void TurboTransform::convertARTtoSpace(space s, std::vector<TripletBase<float>>&
   const std::size_t n = art.size();
   // A failure leaves `values` as it was: the checks come before any write.
   if (n > 0) {
-    requireMesh("convertARTtoSpace");
+    turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
     if (!isSpace(s)) throwSpace("convertARTtoSpace", s);
   }
   if (values.size() != n) values.resize(n);
   if (n == 0) return;
-  MeshView mesh = meshView();
+  MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
   convertOneSpace(mesh, f, n, values.data(), art.data());
 }
@@ -527,7 +529,7 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
                                        QORVector<TripletBase<float>>& streamwise,
                                        QORVector<TripletBase<float>>& spanwise,
                                        bool withDirections) const {
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   const std::size_t n = art.size();
   if (values.size() != spaces.size()) values.resize(spaces.size());
   for (std::vector<float>& list : values) {
@@ -537,7 +539,7 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
     if (streamwise.size() != n) streamwise.resize(n);
     if (spanwise.size() != n) spanwise.resize(n);
   }
-  MeshView mesh = meshView();
+  MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   std::vector<Field> fields;
   Outputs outs;
   fields.reserve(spaces.size());
@@ -561,8 +563,9 @@ void TurboTransform::convertARTtoSpace(const TripletQORVector& art, const QORVec
 void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art,
                                           TripletBase<float>& out) const {
   // The mesh is required; a transform without one fails here rather than in the search.
-  requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = turbo_detail::singlePointView(meshView());
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpaceTNs");
+  const MeshView mesh =
+      turbo_detail::singlePointView(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls));
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
@@ -574,8 +577,9 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>& art
 
 void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<double>& art,
                                           TripletBase<double>& out) const {
-  requireMesh("convertARTtoSpaceTNs");
-  const MeshView mesh = turbo_detail::singlePointView(meshView());
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpaceTNs");
+  const MeshView mesh =
+      turbo_detail::singlePointView(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls));
   Location loc;
   turbo_detail::locate(mesh, TripletBase<float>(art), loc);
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
@@ -591,9 +595,9 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const std::vector<TripletBase
   if (out.size() != n) out.resize(n);
   if (n == 0) return;
   // The checks of the point form, made once for the whole list.
-  requireMesh("convertARTtoSpaceTNs");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpaceTNs");
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
-  MeshView mesh = meshView();
+  MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   const Field f = fieldOf(m_mesh->fields.at(s), s, mesh);
   const Field spanField = fieldOf(m_mesh->fields.at(nspan), nspan, mesh);
   Location loc;
@@ -607,9 +611,9 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const std::vector<TripletBase
 // ---- Cartesian ---------------------------------------------------------------------------------
 
 float TurboTransform::convertXYZtoSpace(space s, const TripletBase<float>& xyz) const {
-  requireMesh("convertXYZtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertXYZtoSpace");
   TripletBase<float> art;
-  transformToART(xyz, art);
+  art = turbo_detail::axialRadial(xyz, m_axisPoint, m_axialUnit);
   return convertARTtoSpace(s, art);
 }
 
@@ -618,17 +622,17 @@ float TurboTransform::convertXYZtoSpace(space s, const TripletBase<float>& xyz) 
 
 void TurboTransform::convertXYZtoSpace(space s, const QORVector<TripletBase<float>>& xyz,
                                        QORVector<float>& values) const {
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   QORVector<TripletBase<float>> art;
-  transformToART(xyz, art);
+  turbo_detail::axialRadial(xyz, m_axisPoint, m_axialUnit, art);
   convertARTtoSpace(s, art, values);
 }
 
 void TurboTransform::convertXYZtoSpace(space s, std::vector<TripletBase<float>>& xyz,
                                        std::vector<float>& values) const {
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   QORVector<TripletBase<float>> art;
-  transformToART(QORVector<TripletBase<float>>(xyz), art);
+  turbo_detail::axialRadial(QORVector<TripletBase<float>>(xyz), m_axisPoint, m_axialUnit, art);
   convertARTtoSpace(s, art, values);
 }
 
@@ -643,9 +647,11 @@ void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVec
                                        QORVector<TripletBase<float>>& streamwise,
                                        QORVector<TripletBase<float>>& spanwise,
                                        bool withDirections) const {
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   std::vector<TripletBase<float>> art(xyz.size());
-  for (std::size_t k = 0; k < art.size(); ++k) transformToART(xyz[k], art[k]);
+  for (std::size_t k = 0; k < art.size(); ++k) {
+    art[k] = turbo_detail::axialRadial(xyz[k], m_axisPoint, m_axialUnit);
+  }
   convertARTtoSpace(TripletQORVector(std::move(art)), spaces, values, streamwise, spanwise,
                     withDirections);
 }
@@ -653,8 +659,9 @@ void TurboTransform::convertXYZtoSpace(const TripletQORVector& xyz, const QORVec
 // ---- array forms -------------------------------------------------------------------------------
 
 TurboTransform::location TurboTransform::locationStatus(const TripletBase<float>& art) const {
-  requireMesh("locationStatus");
-  const MeshView mesh = turbo_detail::singlePointView(meshView());
+  turbo_detail::requireMesh(m_mesh, "locationStatus");
+  const MeshView mesh =
+      turbo_detail::singlePointView(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls));
   Location loc;
   turbo_detail::locate(mesh, art, loc);
   return static_cast<location>(statusOf(mesh, loc, art));
@@ -663,11 +670,12 @@ TurboTransform::location TurboTransform::locationStatus(const TripletBase<float>
 void TurboTransform::locationStatus(const TripletBase<float>* art, std::size_t n,
                                     std::int8_t* status, const ListOptions& options) const {
   const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "locationStatus");
-  requireMesh("locationStatus");
+  turbo_detail::requireMesh(m_mesh, "locationStatus");
   checkArrays("locationStatus", art, n, nullptr, 0, nullptr, nullptr, nullptr, status);
   if (n > 0 && status == nullptr) throwArray("locationStatus", "Null array of statuses.");
   if (n == 0) return;
-  convertList(meshView(), {}, arrayOutputs(0, nullptr, nullptr, nullptr, status), n, art, parts);
+  convertList(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls), {},
+              arrayOutputs(0, nullptr, nullptr, nullptr, status), n, art, parts);
 }
 
 void TurboTransform::locationStatus(const TripletBase<float>* art, std::size_t n,
@@ -681,11 +689,11 @@ void TurboTransform::convertARTtoSpace(const TripletBase<float>* art, std::size_
                                        TripletBase<float>* spanwise, std::int8_t* status,
                                        const ListOptions& options) const {
   const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "convertARTtoSpace");
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   checkArrays("convertARTtoSpace", art, n, spaces, spaceCount, values, streamwise, spanwise,
               status);
   if (n == 0) return;
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   std::vector<Field> fields = fieldsOf(m_mesh->fields, spaces, spaceCount, mesh);
   convertList(mesh, std::move(fields),
               arrayOutputs(spaceCount, values, streamwise, spanwise, status), n, art, parts);
@@ -697,11 +705,11 @@ void TurboTransform::convertXYZtoSpace(const TripletBase<float>* xyz, std::size_
                                        TripletBase<float>* spanwise, std::int8_t* status,
                                        const ListOptions& options) const {
   const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "convertXYZtoSpace");
-  requireMesh("convertXYZtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertXYZtoSpace");
   checkArrays("convertXYZtoSpace", xyz, n, spaces, spaceCount, values, streamwise, spanwise,
               status);
   if (n == 0) return;
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   std::vector<Field> fields = fieldsOf(m_mesh->fields, spaces, spaceCount, mesh);
   std::vector<float> store;
   packNodeFields(mesh, n, fields, store);
@@ -712,7 +720,9 @@ void TurboTransform::convertXYZtoSpace(const TripletBase<float>* xyz, std::size_
     std::vector<TripletBase<float>> art(std::min(end - begin, kOrderChunk));
     for (std::size_t first = begin; first < end; first += art.size()) {
       const std::size_t count = std::min(art.size(), end - first);
-      for (std::size_t k = 0; k < count; ++k) transformToART(xyz[first + k], art[k]);
+      for (std::size_t k = 0; k < count; ++k) {
+        art[k] = turbo_detail::axialRadial(xyz[first + k], m_axisPoint, m_axialUnit);
+      }
       const TripletBase<float>* const piece = art.data();
       convertSpaces(mesh, fields, outs.from(first), count,
                     [piece](std::size_t k) -> const TripletBase<float>& { return piece[k]; });
@@ -728,12 +738,12 @@ void TurboTransform::convertARTtoSpaceTNs(space s, const TripletBase<float>* art
                 "a triplet is three consecutive floats");
   const unsigned parts =
       detail::resolveThreads(options.threads, n, kClass, "convertARTtoSpaceTNs");
-  requireMesh("convertARTtoSpaceTNs");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpaceTNs");
   if (!isSpace(s) || s == span || s == nspan) throwSpace("convertARTtoSpaceTNs", s);
   checkArrays("convertARTtoSpaceTNs", art, n, nullptr, 0, nullptr, out, nullptr, nullptr);
   if (n > 0 && out == nullptr) throwArray("convertARTtoSpaceTNs", "Null array of results.");
   if (n == 0) return;
-  const MeshView mesh = meshView();
+  const MeshView mesh = turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
   std::vector<Field> fields{fieldOf(m_mesh->fields.at(s), s, mesh),
                             fieldOf(m_mesh->fields.at(nspan), nspan, mesh)};
   std::vector<float> store;

@@ -5,18 +5,23 @@
 #include <cstddef>
 #include <vector>
 
+#include "foundation/ParallelFor.h"
 #include "qor/foundation/Error.h"
 #include "qor/foundation/Message.h"
 #include "qor/foundation/NumericalUtils.h"
 #include "qor/smoothing/Topo2dBase.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
-#include "foundation/ParallelFor.h"
+#include "turbo/TurboTransformAccess.h"
 #include "turbo/TurboTransformState.h"
 
 namespace qor {
 
 namespace {
+
+using turbo_detail::InverseCache;
+using turbo_detail::MeshState;
+using Access = turbo_detail::TurboTransformAccess;
 
 // (axial, radial, theta) of the bilinear point (a, b) of the cell spanned by the nodes
 // (i0, j0), (i1, j0), (i0, j1), (i1, j1), in single precision.
@@ -149,20 +154,118 @@ void bracketOnLine(std::size_t n, const Value& value, double x, int& lo, int& hi
   }
 }
 
+// ---- one point, the one-entry cache given ------------------------------------------------------
+
+// The one-point inverse of the m-like spaces: the values of the space along the mesh line of the
+// point's normalised span (kept in `cache`) give the bracket in i.
+void fullToART(const TurboTransform& t, const MeshState& mesh, InverseCache& cache,
+               TurboTransform::space s, const TripletBase<float>& in, TripletBase<float>& out) {
+  const double ns = clampUnit(in[2]);
+
+  const QORVector<double>* line = cache.find(static_cast<int>(s), ns);
+  if (line == nullptr) {
+    // Rebuild the search line.
+    QORVector<TripletBase<float>> points;
+    turbo_detail::getConstantSpaceNspan(mesh, ns, points);
+    QORVector<double>& values = cache.refill();
+    values.assign(points.size(), 0.0);
+    for (std::size_t k = 0; k < points.size(); ++k) values[k] = t.convertARTtoSpace(s, points[k]);
+    line = &cache.hold(static_cast<int>(s), ns);
+  }
+
+  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
+  double a = 0.0, b = 0.0;
+  turbo_detail::interpolateOnDouble(*line, static_cast<double>(in[0]), i0, i1, a);
+  turbo_detail::interpolateOnDouble(mesh.fields.at(TurboTransform::nspan), ns, j0, j1, b);
+
+  out = interpolateInCell(mesh.topo->getLevel(0), mesh.points, i0, i1, j0, j1, a, b, in[1]);
+}
+
+// The one-point inverse of rnm, one value per i row: no line to search.
+void simpleToART(const MeshState& mesh, TurboTransform::space s, const TripletBase<float>& in,
+                 TripletBase<float>& out) {
+  const double value = clampUnit(in[0]);
+  const double ns = clampUnit(in[2]);
+
+  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
+  double a = 0.0, b = 0.0;
+  turbo_detail::interpolateOnDouble(mesh.fields.at(static_cast<std::size_t>(s)), value, i0, i1, a);
+  turbo_detail::interpolateOnDouble(mesh.fields.at(TurboTransform::nspan), ns, j0, j1, b);
+
+  out = interpolateInCell(mesh.topo->getLevel(0), mesh.points, i0, i1, j0, j1, a, b, in[1]);
+}
+
+// ---- double precision on the hub or the shroud ------------------------------------------------
+
+// The inverse in double precision on the hub or the shroud line, m-like spaces.
+void fullToARTspanEQ0or1(const TurboTransform& t, const MeshState& mesh, InverseCache& cache,
+                         TurboTransform::space s, const TripletBase<double>& in,
+                         TripletBase<double>& out, bool onHub) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
+  const int jStar = onHub ? 0 : level.getJcv();
+  // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
+  const double key = onHub ? 0.0 : 1.0;
+
+  const QORVector<double>* line = cache.find(static_cast<int>(s), key);
+  if (line == nullptr) {
+    const int isize = level.getIsize();
+    QORVector<double>& values = cache.refill();
+    values.assign(static_cast<std::size_t>(isize), 0.0);
+    for (int i = 0; i < isize; ++i) {
+      const TripletBase<float>& node =
+          mesh.points.at(static_cast<std::size_t>(level.getij(i, jStar)));
+      values[static_cast<std::size_t>(i)] = t.convertARTtoSpace(s, node);
+    }
+    line = &cache.hold(static_cast<int>(s), key);
+  }
+
+  int lo = 0, hi = 0;
+  double w = 0.0;
+  turbo_detail::interpolateOnDouble(*line, in[0], lo, hi, w);
+  const TripletBase<float>& pLo = mesh.points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = mesh.points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
+  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
+  out[2] = in[1];
+}
+
+// The same for rnm.
+void simpleToARTspanEQ0or1(const MeshState& mesh, TurboTransform::space s,
+                           const TripletBase<double>& in, TripletBase<double>& out, bool onHub) {
+  const Topo2dBase& level = mesh.topo->getLevel(0);
+  const int jStar = onHub ? 0 : level.getJcv();
+  const double value = clampUnit(in[0]);
+
+  int lo = 0, hi = 0;
+  double w = 0.0;
+  turbo_detail::interpolateOnDouble(mesh.fields.at(static_cast<std::size_t>(s)), value, lo, hi, w);
+  const TripletBase<float>& pLo = mesh.points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
+  const TripletBase<float>& pHi = mesh.points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
+  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
+  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
+  out[2] = in[1];
+}
+
 }  // namespace
 
 // ---- dispatch -------------------------------------------------------------------------------
 
 void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>& in,
                                           TripletBase<float>& out) const {
+  Access::convertSpaceTNsToART(*this, *m_inverseCache, s, in, out);
+}
+
+void Access::convertSpaceTNsToART(const TurboTransform& t, InverseCache& cache,
+                                  TurboTransform::space s, const TripletBase<float>& in,
+                                  TripletBase<float>& out) {
   switch (inverseWayOf(s)) {
     case InverseWay::full:
-      requireMesh("convertARTtoSpace");
-      convertOnSfullMtoART(s, in, out);
+      turbo_detail::requireMesh(t.m_mesh, "convertARTtoSpace");
+      fullToART(t, *t.m_mesh, cache, s, in, out);
       return;
     case InverseWay::simple:
-      requireMesh("convertARTtoSpace");
-      convertOnSsimpleMtoART(s, in, out);
+      turbo_detail::requireMesh(t.m_mesh, "convertARTtoSpace");
+      simpleToART(*t.m_mesh, s, in, out);
       return;
     case InverseWay::refused:
       break;
@@ -181,55 +284,17 @@ void TurboTransform::convertSpaceTNsToARTspanEQ0or1(space s, const TripletBase<d
                                                     TripletBase<double>& out, bool onHub) const {
   switch (inverseWayOf(s)) {
     case InverseWay::full:
-      requireMesh("convertARTtoSpace");
-      convertOnSfullMtoARTspanEQ0or1(s, in, out, onHub);
+      turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
+      fullToARTspanEQ0or1(*this, *m_mesh, *m_inverseCache, s, in, out, onHub);
       return;
     case InverseWay::simple:
-      requireMesh("convertARTtoSpace");
-      convertOnSsimpleMtoARTspanEQ0or1(s, in, out, onHub);
+      turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
+      simpleToARTspanEQ0or1(*m_mesh, s, in, out, onHub);
       return;
     case InverseWay::refused:
       break;
   }
   throwSpaceRefused(s);
-}
-
-// ---- single precision, any span ---------------------------------------------------------------
-
-void TurboTransform::convertOnSfullMtoART(space s, const TripletBase<float>& in,
-                                          TripletBase<float>& out) const {
-  const double ns = clampUnit(in[2]);
-
-  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), ns);
-  if (line == nullptr) {
-    // Rebuild the search line.
-    QORVector<TripletBase<float>> points;
-    turbo_detail::getConstantSpaceNspan(*m_mesh, ns, points);
-    QORVector<double>& values = m_inverseCache->refill();
-    values.assign(points.size(), 0.0);
-    for (std::size_t k = 0; k < points.size(); ++k) values[k] = convertARTtoSpace(s, points[k]);
-    line = &m_inverseCache->hold(static_cast<int>(s), ns);
-  }
-
-  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
-  double a = 0.0, b = 0.0;
-  interpolateOnDouble(*line, static_cast<double>(in[0]), i0, i1, a);
-  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
-
-  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
-}
-
-void TurboTransform::convertOnSsimpleMtoART(space s, const TripletBase<float>& in,
-                                            TripletBase<float>& out) const {
-  const double value = clampUnit(in[0]);
-  const double ns = clampUnit(in[2]);
-
-  int i0 = 0, i1 = 0, j0 = 0, j1 = 0;
-  double a = 0.0, b = 0.0;
-  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, i0, i1, a);
-  interpolateOnDouble(m_mesh->fields.at(nspan), ns, j0, j1, b);
-
-  out = interpolateInCell(m_mesh->topo->getLevel(0), m_mesh->points, i0, i1, j0, j1, a, b, in[1]);
 }
 
 // ---- any spans, arrays, no cache -----------------------------------------------------------------
@@ -262,7 +327,7 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
                                           const ListOptions& options) const {
   const InverseWay way = inverseWayOf(s);
   if (way == InverseWay::refused) throwSpaceRefused(s);
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
   if (n > 0 && (in == nullptr || out == nullptr)) {
     throw data::invalid("TurboTransform", "convertSpaceTNsToART",
                         SystemMsg("Null array for a list of %1 points.") << static_cast<unsigned long long>(n),
@@ -321,59 +386,13 @@ void TurboTransform::convertSpaceTNsToART(space s, const TripletBase<float>* in,
 
 // ---- double precision on the hub or the shroud ------------------------------------------------
 
-void TurboTransform::convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
-                                                    TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_mesh->topo->getLevel(0);
-  const int jStar = onHub ? 0 : level.getJcv();
-  // Same key as the single-precision line at span 0 or 1: either form reuses the other's line.
-  const double key = onHub ? 0.0 : 1.0;
-
-  const QORVector<double>* line = m_inverseCache->find(static_cast<int>(s), key);
-  if (line == nullptr) {
-    const int isize = level.getIsize();
-    QORVector<double>& values = m_inverseCache->refill();
-    values.assign(static_cast<std::size_t>(isize), 0.0);
-    for (int i = 0; i < isize; ++i) {
-      const TripletBase<float>& node =
-          m_mesh->points.at(static_cast<std::size_t>(level.getij(i, jStar)));
-      values[static_cast<std::size_t>(i)] = convertARTtoSpace(s, node);
-    }
-    line = &m_inverseCache->hold(static_cast<int>(s), key);
-  }
-
-  int lo = 0, hi = 0;
-  double w = 0.0;
-  interpolateOnDouble(*line, in[0], lo, hi, w);
-  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
-  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
-  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
-  out[2] = in[1];
-}
-
-void TurboTransform::convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
-                                                      TripletBase<double>& out, bool onHub) const {
-  const Topo2dBase& level = m_mesh->topo->getLevel(0);
-  const int jStar = onHub ? 0 : level.getJcv();
-  const double value = clampUnit(in[0]);
-
-  int lo = 0, hi = 0;
-  double w = 0.0;
-  interpolateOnDouble(m_mesh->fields.at(static_cast<std::size_t>(s)), value, lo, hi, w);
-  const TripletBase<float>& pLo = m_mesh->points.at(static_cast<std::size_t>(level.getij(lo, jStar)));
-  const TripletBase<float>& pHi = m_mesh->points.at(static_cast<std::size_t>(level.getij(hi, jStar)));
-  out[0] = w * pHi[0] + (1.0 - w) * pLo[0];
-  out[1] = w * pHi[1] + (1.0 - w) * pLo[1];
-  out[2] = in[1];
-}
-
 // ---- many points at one span ------------------------------------------------------------------
 
 void TurboTransform::convertOnConstantSpanSpaceTNsToART(space s, double spanValue,
                                                         const std::vector<TripletBase<double>>& in,
                                                         std::vector<TripletBase<double>>& out) const {
   if (out.size() != in.size()) out.resize(in.size());
-  requireMesh("convertARTtoSpace");
+  turbo_detail::requireMesh(m_mesh, "convertARTtoSpace");
 
   QORVector<double> values;
   QORVector<TripletBase<float>> points;

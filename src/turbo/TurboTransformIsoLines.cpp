@@ -59,15 +59,15 @@ void TurboTransform::getConstantSpace(constSpace c, double value,
                                       QORVector<TripletBase<float>>& curve) const {
   switch (static_cast<int>(c)) {
     case nspanConst:
-      requireMesh("getConstantSpace");
+      turbo_detail::requireMesh(m_mesh, "getConstantSpace");
       turbo_detail::getConstantSpaceNspan(*m_mesh, value, curve);
       return;
     case nmConst:
-      requireMesh("getConstantSpace");
+      turbo_detail::requireMesh(m_mesh, "getConstantSpace");
       turbo_detail::getConstantSpaceNm(*m_mesh, value, curve);
       return;
     case rnmConst:
-      requireMesh("getConstantSpace");
+      turbo_detail::requireMesh(m_mesh, "getConstantSpace");
       turbo_detail::getConstantSpaceRnm(*m_mesh, value, curve);
       return;
     default:

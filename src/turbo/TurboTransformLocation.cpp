@@ -59,10 +59,6 @@ turbo_detail::MeshView turbo_detail::viewOf(const MeshState& mesh, bool noQuadtr
   return view;
 }
 
-turbo_detail::MeshView TurboTransform::meshView() const {
-  return turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls);
-}
-
 void TurboTransform::setExactWalls(bool on) {
   m_exactWalls = on;
   m_inverseCache->clear();
@@ -81,7 +77,7 @@ int TurboTransform::getClosestIndexBruteForce(const TripletBase<float>& point) c
 }
 
 int TurboTransform::findClosestElements(const TripletBase<float>& point, int cells[4][2]) const {
-  requireMesh("findClosestElements");
+  turbo_detail::requireMesh(m_mesh, "findClosestElements");
   const turbo_detail::MeshView view =
       turbo_detail::viewOf(*m_mesh->topo, m_mesh->points, nullptr, nullptr);
   const turbo_detail::Candidates around =
@@ -95,9 +91,10 @@ int TurboTransform::findClosestElements(const TripletBase<float>& point, int cel
 
 void TurboTransform::getBestQuad(const TripletBase<float>& point, int& corner0, int& corner1,
                                  int& corner2, int& corner3, float& s, float& t) const {
-  requireMesh("getBestQuad");
+  turbo_detail::requireMesh(m_mesh, "getBestQuad");
   // The cell's own local coordinates, exact walls or not.
-  turbo_detail::MeshView view = turbo_detail::singlePointView(meshView());
+  turbo_detail::MeshView view =
+      turbo_detail::singlePointView(turbo_detail::viewOf(*m_mesh, m_noQuadtree, m_exactWalls));
   view.walls = nullptr;
   turbo_detail::Location loc;
   turbo_detail::locate(view, point, loc);

@@ -34,6 +34,7 @@
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
 #include "turbo/MeridionalPlane.h"
+#include "turbo/TurboTransformAccess.h"
 #include "turbo/TurboTransformLocate.h"
 #include "turbo/TurboTransformState.h"
 
@@ -42,6 +43,8 @@ namespace qor {
 namespace {
 
 const char* const kClass = "TurboTransform";
+
+using Access = turbo_detail::TurboTransformAccess;
 
 constexpr unsigned char kMagic[8] = {0x89, 'Q', 'O', 'R', 'T', 'T', '\r', '\n'};
 constexpr std::uint32_t kFormatVersion = 1;
@@ -359,41 +362,43 @@ SavedState readState(std::istream& in, const std::string& source) {
 
 // ---- save ------------------------------------------------------------------------------------
 
-void TurboTransform::save(std::ostream& out) const { saveTo(out, "stream"); }
+void TurboTransform::save(std::ostream& out) const { Access::saveTo(*this, out, "stream"); }
 
-void TurboTransform::saveTo(std::ostream& out, const std::string& target) const {
-  const bool mesh = static_cast<bool>(m_mesh);
-  if (mesh && m_mesh->topo->getLevelsSize() != 1) {
-    throw internal::error(kClass, "save", SystemMsg("Background mesh of %1 levels cannot be saved.")
-                                              << m_mesh->topo->getLevelsSize(),
+void Access::saveTo(const TurboTransform& t, std::ostream& out, const std::string& target) {
+  const bool mesh = static_cast<bool>(t.m_mesh);
+  if (mesh && t.m_mesh->topo->getLevelsSize() != 1) {
+    throw internal::error(kClass, "save",
+                          SystemMsg("Background mesh of %1 levels cannot be saved.")
+                              << t.m_mesh->topo->getLevelsSize(),
                           errorType::fatal);
   }
   const QORVector<TripletBase<float>> noNodes;
-  const QORVector<TripletBase<float>>& nodes = mesh ? m_mesh->points : noNodes;
+  const QORVector<TripletBase<float>>& nodes = mesh ? t.m_mesh->points : noNodes;
   Writer w;
-  w.bytes().reserve(256 + 12 * (m_hub.size() + m_shroud.size() + m_inlet.size() + m_outlet.size() +
-                                nodes.size()) +
+  w.bytes().reserve(256 +
+                    12 * (t.m_hub.size() + t.m_shroud.size() + t.m_inlet.size() +
+                          t.m_outlet.size() + nodes.size()) +
                     8 * kSpaces * nodes.size());
-  w.u8(m_geometryInitialized ? 1 : 0);
+  w.u8(t.m_geometryInitialized ? 1 : 0);
   w.u8(mesh ? 1 : 0);
   unsigned computed = 0;
-  for (std::size_t k = 0; k < m_spaceComputed.size() && k < 8; ++k) {
-    if (m_spaceComputed[k]) computed |= 1u << k;
+  for (std::size_t k = 0; k < t.m_spaceComputed.size() && k < 8; ++k) {
+    if (t.m_spaceComputed[k]) computed |= 1u << k;
   }
   w.u8(computed);
-  w.u8(m_exactWalls ? 1 : 0);  // options: bit 0 exact walls
-  for (int v : {m_numberOfLevelsForBM, m_backgroundMeshSize, m_curveOptimizedSize, m_bmSetting1,
-                m_bmSetting2}) {
+  w.u8(t.m_exactWalls ? 1 : 0);  // options: bit 0 exact walls
+  for (int v : {t.m_numberOfLevelsForBM, t.m_backgroundMeshSize, t.m_curveOptimizedSize,
+                t.m_bmSetting1, t.m_bmSetting2}) {
     w.i32(v);
   }
-  for (const auto* t : {&m_axisPoint, &m_axisDirection, &m_axialUnit}) {
-    for (int c = 0; c < 3; ++c) w.f32((*t)[c]);
+  for (const auto* axis : {&t.m_axisPoint, &t.m_axisDirection, &t.m_axialUnit}) {
+    for (int c = 0; c < 3; ++c) w.f32((*axis)[c]);
   }
-  for (const auto* curve : {&m_hub, &m_shroud, &m_inlet, &m_outlet}) {
+  for (const auto* curve : {&t.m_hub, &t.m_shroud, &t.m_inlet, &t.m_outlet}) {
     w.count(curve->size());
     w.triplets(*curve);
   }
-  auto level0 = [this]() -> const Topo2dBase& { return m_mesh->topo->getLevel(0); };
+  auto level0 = [&t]() -> const Topo2dBase& { return t.m_mesh->topo->getLevel(0); };
   if (mesh) {
     const Topo2dBase& level = level0();
     if (level.begin() != 0 || nodes.size() != static_cast<std::size_t>(level.getSize())) {
@@ -408,7 +413,7 @@ void TurboTransform::saveTo(std::ostream& out, const std::string& target) const 
   const std::vector<double> noValues;
   for (int k = 0; k < kSpaces; ++k) {
     const std::vector<double>& field =
-        mesh ? m_mesh->fields.at(static_cast<std::size_t>(k)) : noValues;
+        mesh ? t.m_mesh->fields.at(static_cast<std::size_t>(k)) : noValues;
     if (field.size() != (mesh ? fieldSize(k, level0().getIcv(), level0().getJcv()) : 0)) {
       throw internal::error(kClass, "save", SystemMsg("Field %1 inconsistent with the mesh.") << k,
                             errorType::fatal);
@@ -442,7 +447,7 @@ void TurboTransform::save(const std::string& fileName) const {
   try {
     std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
     if (!out) fail("save", fileName, "cannot open a temporary file beside it for writing");
-    saveTo(out, fileName);
+    Access::saveTo(*this, out, fileName);
     out.close();
     if (!out) fail("save", fileName, "writing failed");
     std::error_code ec;
@@ -456,17 +461,18 @@ void TurboTransform::save(const std::string& fileName) const {
 
 // ---- load ------------------------------------------------------------------------------------
 
-void TurboTransform::load(std::istream& in) { loadFrom(in, "stream", false); }
+void TurboTransform::load(std::istream& in) { Access::loadFrom(*this, in, "stream", false); }
 
 void TurboTransform::load(const std::string& fileName) {
   std::error_code ec;
   if (std::filesystem::is_directory(fileName, ec)) fail("load", fileName, "is a directory, not a file");
   std::ifstream in(fileName, std::ios::binary);
   if (!in) fail("load", fileName, "cannot open the file for reading");
-  loadFrom(in, fileName, true);
+  Access::loadFrom(*this, in, fileName, true);
 }
 
-void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool wholeInput) {
+void Access::loadFrom(TurboTransform& t, std::istream& in, const std::string& source,
+                      bool wholeInput) {
   SavedState s;
   try {
     s = readState(in, source);
@@ -489,7 +495,7 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
       mesh->topo = std::make_shared<Topo2dMultiLevel>(1, s.icv, s.jcv);
       mesh->points.swap(s.nodes);
       mesh->fields.swap(s.fields);
-      turbo_detail::buildSearches(*mesh, m_noQuadtree, s.curves[0], s.curves[1]);
+      turbo_detail::buildSearches(*mesh, t.m_noQuadtree, s.curves[0], s.curves[1]);
     }
     if (s.geometry) {
       // As the set-up builds it, in a database of this object's own (copies keep theirs).
@@ -510,25 +516,25 @@ void TurboTransform::loadFrom(std::istream& in, const std::string& source, bool 
     computed[static_cast<std::size_t>(k)] = ((s.computed >> k) & 1u) != 0;
   }
 
-  m_geometryInitialized = s.geometry;
-  m_curveNames.swap(names);
-  m_projectionDB = std::move(db);
-  m_mesh = std::move(mesh);
-  m_exactWalls = s.exactWalls;
-  m_spaceComputed.swap(computed);
-  m_axisPoint = s.axis[0];
-  m_axisDirection = s.axis[1];
-  m_axialUnit = s.axis[2];
-  m_numberOfLevelsForBM = s.settings[0];
-  m_backgroundMeshSize = s.settings[1];
-  m_curveOptimizedSize = s.settings[2];
-  m_bmSetting1 = s.settings[3];
-  m_bmSetting2 = s.settings[4];
-  m_hub.swap(s.curves[0]);
-  m_shroud.swap(s.curves[1]);
-  m_inlet.swap(s.curves[2]);
-  m_outlet.swap(s.curves[3]);
-  m_inverseCache->clear();
+  t.m_geometryInitialized = s.geometry;
+  t.m_curveNames.swap(names);
+  t.m_projectionDB = std::move(db);
+  t.m_mesh = std::move(mesh);
+  t.m_exactWalls = s.exactWalls;
+  t.m_spaceComputed.swap(computed);
+  t.m_axisPoint = s.axis[0];
+  t.m_axisDirection = s.axis[1];
+  t.m_axialUnit = s.axis[2];
+  t.m_numberOfLevelsForBM = s.settings[0];
+  t.m_backgroundMeshSize = s.settings[1];
+  t.m_curveOptimizedSize = s.settings[2];
+  t.m_bmSetting1 = s.settings[3];
+  t.m_bmSetting2 = s.settings[4];
+  t.m_hub.swap(s.curves[0]);
+  t.m_shroud.swap(s.curves[1]);
+  t.m_inlet.swap(s.curves[2]);
+  t.m_outlet.swap(s.curves[3]);
+  t.m_inverseCache->clear();
 }
 
 }  // namespace qor

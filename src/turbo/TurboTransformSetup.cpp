@@ -15,16 +15,19 @@
 #include "qor/parametric/ParametricDBFactory.h"
 #include "qor/smoothing/Topo2dMultiLevel.h"
 #include "qor/turbo/TurboTransform.h"
-#include "turbo/TurboTransformCleanup.h"
-#include "turbo/TurboTransformState.h"
 #include "turbo/AxialRadial.h"
 #include "turbo/MeridionalPlane.h"
+#include "turbo/TurboTransformAccess.h"
+#include "turbo/TurboTransformCleanup.h"
+#include "turbo/TurboTransformState.h"
 
 namespace qor {
 
 namespace {
 
 const char* const kClass = "TurboTransform";
+
+using Access = turbo_detail::TurboTransformAccess;
 
 using turbo_detail::crossInDouble;
 using turbo_detail::dotInDouble;
@@ -85,6 +88,63 @@ void checkCloudStart(const TripletQORVector& curve, int start, const char* name,
   }
 }
 
+// The axis through `point` along `direction`, normalised into `axisDirection` and `axialUnit`.
+// A direction too short to normalise is refused; the message shows the axis kept, not the
+// rejected vector (kept for compatibility), and nothing changes.
+void setAxis(const TripletBase<float>& point, const TripletBase<float>& direction,
+             TripletBase<float>& axisPoint, TripletBase<float>& axisDirection,
+             TripletBase<float>& axialUnit) {
+  const float length = direction.length();
+  if (100.0f * NumericalUtils::spacing(length) > length) {
+    throw data::invalid(kClass, "setAxis",
+                        UserMsg("Axis vector definition insignificant. Axis vector= %1,%2,%3")
+                            << axisDirection[0] << axisDirection[1] << axisDirection[2],
+                        errorType::fatal);
+  }
+  axisPoint = point;
+  axisDirection = direction;
+  if (length != 0.0f) axisDirection /= length;
+  axialUnit = axisDirection;
+}
+
+// Cartesian curve points to (axial, radial, 0) about the axis, then cleaned and reduced to about
+// `size` points as a continuous curve.
+void cleanCartesianCurve(const QORVector<TripletBase<float>>& in,
+                         const TripletBase<float>& axisPoint, const TripletBase<float>& axialUnit,
+                         QORVector<TripletBase<float>>& out, int size) {
+  if (in.empty()) return;
+  QORVector<TripletBase<float>> art;
+  turbo_detail::axialRadial(in, axisPoint, axialUnit, art);
+  out.resize(in.size());
+  turbo_detail::inContARToutCleanART(art, out, size);
+}
+
+// The projection database of the four meridional curves, a new one every time: the old one may
+// be shared with copies of the transform, which keep their curves. Under
+// QOR_OUTPUT_BACKGROUND_MESH `owner` writes the curves to files too.
+std::shared_ptr<ParametricDBInterface> projectionDatabase(
+    const TurboTransform& owner, const QORVector<TripletBase<float>>& hub,
+    const QORVector<TripletBase<float>>& shroud, const QORVector<TripletBase<float>>& inlet,
+    const QORVector<TripletBase<float>>& outlet) {
+  std::shared_ptr<ParametricDBInterface> db(ParametricDBFactory::createParametricDB());
+  db->createCurve("w_mp", inMeridionalPlane(inlet), ParametricCurve::curve2d);
+  db->createCurve("e_mp", inMeridionalPlane(outlet), ParametricCurve::curve2d);
+  db->createCurve("s_mp", inMeridionalPlane(hub), ParametricCurve::curve2d);
+  db->createCurve("n_mp", inMeridionalPlane(shroud), ParametricCurve::curve2d);
+
+  if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
+    owner.writeVectortoFile("s_mp", hub, false);
+    owner.writeVectortoFile("n_mp", shroud, false);
+    owner.writeVectortoFile("w_mp", inlet, false);
+    owner.writeVectortoFile("e_mp", outlet, false);
+    owner.writeVectortoFile("s_mp.dat", hub, true);
+    owner.writeVectortoFile("n_mp.dat", shroud, true);
+    owner.writeVectortoFile("w_mp.dat", inlet, true);
+    owner.writeVectortoFile("e_mp.dat", outlet, true);
+  }
+  return db;
+}
+
 [[noreturn]] void throwSameHubShroud() {
   throw internal::error(kClass, "initializeFromXYZ",
                         UserMsg("Hub and shroud curves seem to be the same."), errorType::fatal);
@@ -115,32 +175,6 @@ TurboTransform::InverseCacheSlot::~InverseCacheSlot() = default;
 
 // ---- axis and ART conversion ---------------------------------------------------------------
 
-void TurboTransform::setAxis(const TripletBase<float>& point, const TripletBase<float>& direction) {
-  const float length = direction.length();
-  if (100.0f * NumericalUtils::spacing(length) > length) {
-    // The message shows the axis kept, not the rejected vector (kept for compatibility).
-    throw data::invalid(kClass, "setAxis",
-                        UserMsg("Axis vector definition insignificant. Axis vector= %1,%2,%3")
-                            << m_axisDirection[0] << m_axisDirection[1] << m_axisDirection[2],
-                        errorType::fatal);
-  }
-  m_axisPoint = point;
-  m_axisDirection = direction;
-  if (length != 0.0f) m_axisDirection /= length;
-  m_axialUnit = m_axisDirection;
-}
-
-void TurboTransform::transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const {
-  art = turbo_detail::axialRadial(xyz, m_axisPoint, m_axialUnit);
-}
-
-void TurboTransform::transformToART(const QORVector<TripletBase<float>>& xyz,
-                                    QORVector<TripletBase<float>>& art) const {
-  if (xyz.empty()) return;
-  if (art.size() != xyz.size()) art.assign(xyz.size(), TripletBase<float>());
-  for (std::size_t k = 0; k < xyz.size(); ++k) transformToART(xyz[k], art[k]);
-}
-
 // ---- set-up ----------------------------------------------------------------------------------
 
 int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const TripletQORVector& shroud,
@@ -153,28 +187,28 @@ int TurboTransform::initializeFromXYZ(const TripletQORVector& hub, const Triplet
   checkCurve(inlet, "inlet", "initializeFromXYZ");
   checkCurve(outlet, "outlet", "initializeFromXYZ");
 
-  setAxis(axisPoint, axisDirection);
-  initSpaces();
+  setAxis(axisPoint, axisDirection, m_axisPoint, m_axisDirection, m_axialUnit);
+  Access::resetFields(*this);
   m_curveNames = {"w_mp", "e_mp", "s_mp", "n_mp"};
 
   TripletBase<float> hubEnd;
   TripletBase<float> shroudEnd;
-  transformToART(hub[0], hubEnd);
-  transformToART(shroud[0], shroudEnd);
+  hubEnd = turbo_detail::axialRadial(hub[0], m_axisPoint, m_axialUnit);
+  shroudEnd = turbo_detail::axialRadial(shroud[0], m_axisPoint, m_axialUnit);
   if (hubEnd == shroudEnd) throwSameHubShroud();
-  transformToART(hub[hub.size() - 1], hubEnd);
-  transformToART(shroud[shroud.size() - 1], shroudEnd);
+  hubEnd = turbo_detail::axialRadial(hub[hub.size() - 1], m_axisPoint, m_axialUnit);
+  shroudEnd = turbo_detail::axialRadial(shroud[shroud.size() - 1], m_axisPoint, m_axialUnit);
   if (hubEnd == shroudEnd) throwSameHubShroud();
 
   QORVector<TripletBase<float>> newHub;
   QORVector<TripletBase<float>> newShroud;
   QORVector<TripletBase<float>> newInlet;
   QORVector<TripletBase<float>> newOutlet;
-  inContXYZoutCleanART(hub.points(), newHub, m_curveOptimizedSize);
-  inContXYZoutCleanART(shroud.points(), newShroud, m_curveOptimizedSize);
-  inContXYZoutCleanART(inlet.points(), newInlet, m_curveOptimizedSize);
-  inContXYZoutCleanART(outlet.points(), newOutlet, m_curveOptimizedSize);
-  adoptCleanCurves(newHub, newShroud, newInlet, newOutlet);
+  cleanCartesianCurve(hub.points(), m_axisPoint, m_axialUnit, newHub, m_curveOptimizedSize);
+  cleanCartesianCurve(shroud.points(), m_axisPoint, m_axialUnit, newShroud, m_curveOptimizedSize);
+  cleanCartesianCurve(inlet.points(), m_axisPoint, m_axialUnit, newInlet, m_curveOptimizedSize);
+  cleanCartesianCurve(outlet.points(), m_axisPoint, m_axialUnit, newOutlet, m_curveOptimizedSize);
+  Access::adoptCleanCurves(*this, newHub, newShroud, newInlet, newOutlet);
   return 0;
 }
 
@@ -193,8 +227,8 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
   checkCloudStart(inlet, inletStart, "inlet", "initializeFromART");
   checkCloudStart(outlet, outletStart, "outlet", "initializeFromART");
 
-  setAxis(axisPoint, axisDirection);
-  initSpaces();
+  setAxis(axisPoint, axisDirection, m_axisPoint, m_axisDirection, m_axialUnit);
+  Access::resetFields(*this);
   m_curveNames = {"w_mp", "e_mp", "s_mp", "n_mp"};
 
   // Compared as given (theta included); the error names the Cartesian set-up (kept as is).
@@ -217,58 +251,29 @@ int TurboTransform::initializeFromART(const TripletQORVector& hub, const Triplet
   clean(shroud, shroudStart, newShroud);
   clean(inlet, inletStart, newInlet);
   clean(outlet, outletStart, newOutlet);
-  adoptCleanCurves(newHub, newShroud, newInlet, newOutlet);
+  Access::adoptCleanCurves(*this, newHub, newShroud, newInlet, newOutlet);
   return 0;
 }
 
-void TurboTransform::adoptCleanCurves(QORVector<TripletBase<float>>& hub,
-                                      QORVector<TripletBase<float>>& shroud,
-                                      QORVector<TripletBase<float>>& inlet,
-                                      QORVector<TripletBase<float>>& outlet) {
-  m_hub.swap(hub);
-  m_shroud.swap(shroud);
-  m_inlet.swap(inlet);
-  m_outlet.swap(outlet);
-  createProjectionDatabase();
-  m_geometryInitialized = true;
+void Access::adoptCleanCurves(TurboTransform& t, QORVector<TripletBase<float>>& hub,
+                              QORVector<TripletBase<float>>& shroud,
+                              QORVector<TripletBase<float>>& inlet,
+                              QORVector<TripletBase<float>>& outlet) {
+  t.m_hub.swap(hub);
+  t.m_shroud.swap(shroud);
+  t.m_inlet.swap(inlet);
+  t.m_outlet.swap(outlet);
+  t.m_projectionDB = projectionDatabase(t, t.m_hub, t.m_shroud, t.m_inlet, t.m_outlet);
+  t.m_geometryInitialized = true;
 }
 
-void TurboTransform::createProjectionDatabase() {
-  // A new database every time: the old one may be shared with copies of this transform, which
-  // keep their curves.
-  std::shared_ptr<ParametricDBInterface> db(ParametricDBFactory::createParametricDB());
-  db->createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
-  db->createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
-  db->createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
-  db->createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
-  m_projectionDB = std::move(db);
-
-  if (std::getenv("QOR_OUTPUT_BACKGROUND_MESH") != nullptr) {
-    writeVectortoFile("s_mp", m_hub, false);
-    writeVectortoFile("n_mp", m_shroud, false);
-    writeVectortoFile("w_mp", m_inlet, false);
-    writeVectortoFile("e_mp", m_outlet, false);
-    writeVectortoFile("s_mp.dat", m_hub, true);
-    writeVectortoFile("n_mp.dat", m_shroud, true);
-    writeVectortoFile("w_mp.dat", m_inlet, true);
-    writeVectortoFile("e_mp.dat", m_outlet, true);
-  }
+void Access::resetFields(TurboTransform& t) {
+  t.m_spaceComputed.assign(8, false);
+  t.m_inverseCache->clear();
 }
 
-void TurboTransform::initGeom(ParametricDB& db) const {
-  db.createCurve("w_mp", inMeridionalPlane(m_inlet), ParametricCurve::curve2d);
-  db.createCurve("e_mp", inMeridionalPlane(m_outlet), ParametricCurve::curve2d);
-  db.createCurve("s_mp", inMeridionalPlane(m_hub), ParametricCurve::curve2d);
-  db.createCurve("n_mp", inMeridionalPlane(m_shroud), ParametricCurve::curve2d);
-}
-
-void TurboTransform::initSpaces() {
-  m_spaceComputed.assign(8, false);
-  m_inverseCache->clear();
-}
-
-void TurboTransform::requireMesh(const char* function) const {
-  if (!m_mesh) {
+void turbo_detail::requireMesh(const std::shared_ptr<const MeshState>& mesh, const char* function) {
+  if (!mesh) {
     throw internal::nullPointer(kClass, function, SystemMsg("Null pointer to %1.") << "m_topo",
                                 errorType::fatal);
   }
@@ -296,7 +301,7 @@ void TurboTransform::setBackgroundMeshSize(BMsize size) {
 int TurboTransform::getBackgroundMeshSize() const { return m_backgroundMeshSize; }
 
 void TurboTransform::getBackgroundMeshSize(int& ni, int& nj) const {
-  requireMesh("getBackgroundMeshSize");
+  turbo_detail::requireMesh(m_mesh, "getBackgroundMeshSize");
   const Topo2dBase& level = m_mesh->topo->getLevel(0);
   ni = level.getIsize();
   nj = level.getJsize();
@@ -309,7 +314,7 @@ float TurboTransform::stripstValue(float v) const {
 }
 
 float TurboTransform::getAverageLengthInM() const {
-  requireMesh("getAverageLengthInM");
+  turbo_detail::requireMesh(m_mesh, "getAverageLengthInM");
   const Topo2dBase& level = m_mesh->topo->getLevel(0);
   const std::vector<double>& mValues = m_mesh->fields.at(m);
   const int icv = level.getIcv();

@@ -39,6 +39,9 @@ struct MeshState {
   std::vector<std::vector<double>> fields;
 };
 
+/// Throws internal::nullPointer for `function` when no mesh has been built (`mesh` is null).
+void requireMesh(const std::shared_ptr<const MeshState>& mesh, const char* function);
+
 /// Computes the eight fields of `mesh` from its topology and nodes (m, m', span, their normalised
 /// forms, rnm and the scaled m').
 void calculateSpaces(MeshState& mesh);

@@ -28,14 +28,11 @@
 
 namespace qor {
 
-class ParametricDB;
 class ParametricDBInterface;
-class Topo2dBase;
-class Topo2dMultiLevel;
 namespace turbo_detail {
 class InverseCache;
 struct MeshState;
-struct MeshView;
+struct TurboTransformAccess;
 }  // namespace turbo_detail
 
 class QOR_API TurboTransform {
@@ -379,52 +376,9 @@ class QOR_API TurboTransform {
   void load(std::istream& in);
 
  private:
-  // set-up (TurboTransformSetup.cpp)
-  void setAxis(const TripletBase<float>& point, const TripletBase<float>& direction);
-  void transformToART(const TripletBase<float>& xyz, TripletBase<float>& art) const;
-  void transformToART(const QORVector<TripletBase<float>>& xyz,
-                      QORVector<TripletBase<float>>& art) const;
-  // Takes the cleaned boundary curves (swapped in) and builds the projection database on them.
-  void adoptCleanCurves(QORVector<TripletBase<float>>& hub, QORVector<TripletBase<float>>& shroud,
-                        QORVector<TripletBase<float>>& inlet,
-                        QORVector<TripletBase<float>>& outlet);
-  void createProjectionDatabase();
-  void initGeom(ParametricDB& db) const;
-  void initSpaces();
-  void requireMesh(const char* function) const;
-  // Level 0 of the background mesh with its node search (brute force under QOR_NO_QUADTREE).
-  turbo_detail::MeshView meshView() const;
-
-  // background mesh (TurboTransformBackgroundMesh.cpp)
-  // Build the new mesh into `next`, which createBackgroundMesh then publishes.
-  void createBackgroundMeshMeshLinear(turbo_detail::MeshState& next);
-  void createBackgroundMeshNonLinear(turbo_detail::MeshState& next);
-  void estimateMeshSize(int levels, int& ni, int& nj);
-  void initMesh(QORVector<TripletBase<float>>& points, const Topo2dMultiLevel& topo);
-  void setMeshPointsOnCurve(const Topo2dBase& level, QORVector<TripletBase<float>>& points,
-                            const ParametricDBInterface* db, const std::string& curve, int i0,
-                            int i1, int j0, int j1);
-  void reAdjustMesh(turbo_detail::MeshState& next) const;
-  int checkQualityOfBMesh() const;
-
-  // inverse (TurboTransformInverse.cpp)
-  void convertOnSfullMtoART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
-  void convertOnSsimpleMtoART(space s, const TripletBase<float>& in, TripletBase<float>& out) const;
-  void convertOnSfullMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
-                                      TripletBase<double>& out, bool onHub) const;
-  void convertOnSsimpleMtoARTspanEQ0or1(space s, const TripletBase<double>& in,
-                                        TripletBase<double>& out, bool onHub) const;
-
-  // clean-up (TurboTransformCleanup.cpp; the ART steps are in TurboTransformCleanup.h)
-  void inContXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                            QORVector<TripletBase<float>>& out, int size) const;
-  void inCloudXYZoutCleanART(const QORVector<TripletBase<float>>& in,
-                             QORVector<TripletBase<float>>& out, const int& size,
-                             const int& start) const;
-
-  // save and load (TurboTransformSaveLoad.cpp); `source` names the file or "stream" in errors.
-  void saveTo(std::ostream& out, const std::string& target) const;
-  void loadFrom(std::istream& in, const std::string& source, bool wholeInput);
+  // The private helpers live in src/turbo, most as free functions taking what they need; the few
+  // that need the members below are static functions of this one friend.
+  friend struct turbo_detail::TurboTransformAccess;
 
   bool m_geometryInitialized = false;
   std::vector<std::string> m_curveNames;
@@ -464,6 +418,7 @@ class QOR_API TurboTransform {
     InverseCacheSlot& operator=(const InverseCacheSlot&);
     ~InverseCacheSlot();
     turbo_detail::InverseCache* operator->() const { return m_cache.get(); }
+    turbo_detail::InverseCache& operator*() const { return *m_cache; }
 
    private:
     std::unique_ptr<turbo_detail::InverseCache> m_cache;
