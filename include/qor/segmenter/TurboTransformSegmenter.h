@@ -17,11 +17,10 @@
 /// outlive it (and keep its background mesh). A segmenter only reads the transform, but the
 /// transform's inverse conversions use a cache, so one segmenter (and its transform) must be used
 /// from one thread at a time. The array forms (taking `TurboTransform::ListOptions`) are the
-/// exception: they change no state of the segmenter or the transform (the inverse one works on
-/// private copies of the transform, one per chunk, with their own caches), so several threads may
+/// exception: they change no state of the segmenter or the transform (the inverse one gives each
+/// chunk a search-line cache of its own and never touches the transform's), so several threads may
 /// call them on one segmenter at the same time, alongside the transform's array forms and other
-/// operations that change nothing. Not alongside the one-point or vector inverse conversions of
-/// the same transform (they write the cache the copies read) or any set-up.
+/// operations that change nothing. Not alongside any set-up of the segmenter or the transform.
 ///
 /// Failure modes worth knowing:
 /// - Every conversion called before `setInternalBoundaries` (or after a later `setTurboTransform`)
@@ -196,9 +195,8 @@ class QOR_API TurboTransformSegmenter {
   void convertSpaceNspanToART(int s, spaceSeg k, std::vector<TripletBase<float>>& art,
                               const std::vector<TripletBase<float>>& uv) const;
   /// Array form: art[k] for uv[k], k < n, the same values as the list form for every thread
-  /// count. Each chunk converts with its own copy of the transform (a copy of its mesh and fields:
-  /// a pass over the mesh per chunk, which long lists amortise). Threads and errors as the array
-  /// form of `convertARTtoSpaceNspan`.
+  /// count. Each chunk converts through the transform's one-point inverse with a search-line cache
+  /// of its own. Threads and errors as the array form of `convertARTtoSpaceNspan`.
   void convertSpaceNspanToART(int s, spaceSeg k, TripletBase<float>* art,
                               const TripletBase<float>* uv, std::size_t n,
                               const TurboTransform::ListOptions& options) const;
