@@ -216,8 +216,7 @@ void printSegments(const Seg& segmenter, const std::vector<std::string>& lineNam
 
 /// Reads the points file, finds each point's segment and (u, v), writes <prefix>.csv and adds the
 /// points to the picture.
-void segmentPoints(const SegmentOptions& o, const Passage& passage,
-                   const qor::TurboTransform& transform, const Seg& segmenter,
+void segmentPoints(const SegmentOptions& o, const Passage& passage, const Seg& segmenter,
                    const std::string& path, SvgPicture& pic) {
   const std::string& pointsPath = o.pointsPath;
   const Seg::spaceSeg space = o.space;
@@ -241,8 +240,7 @@ void segmentPoints(const SegmentOptions& o, const Passage& passage,
     Phase phase("segmenting " + pointsPath);
     qor::TurboTransform::ListOptions every;
     every.threads = 0;
-    transform.locationStatus(art.data(), n, status.data(), every);
-    segmenter.findSegment(art.data(), n, segment.data(), kInside, every);
+    segmenter.findSegment(art.data(), n, segment.data(), status.data(), kInside, every);
     // (u, v) segment by segment, through the array form on contiguous copies.
     std::vector<P> in, out;
     for (int s = 0; s <= segmenter.getLastSegmentID(); ++s) {
@@ -330,7 +328,7 @@ int runSegment(const SegmentOptions& o) {
     pic.lines.push_back({lines[b], SvgStyle::boundary, lineNames[b], true});
 
   if (!o.pointsPath.empty()) {
-    segmentPoints(o, passage, *transform, segmenter, prefix + ".csv", pic);
+    segmentPoints(o, passage, segmenter, prefix + ".csv", pic);
     std::cout << "wrote " << prefix << ".csv, ";
   } else {
     std::cout << "wrote ";

@@ -408,6 +408,12 @@ int TurboTransformSegmenter::findSegment(const TripletBase<float>& art, double t
 void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::size_t n,
                                           int* segment, double tolerance,
                                           const TurboTransform::ListOptions& options) const {
+  findSegment(art, n, segment, nullptr, tolerance, options);
+}
+
+void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::size_t n,
+                                          int* segment, std::int8_t* status, double tolerance,
+                                          const TurboTransform::ListOptions& options) const {
   const unsigned parts = detail::resolveThreads(options.threads, n, kClassName, "findSegment");
   requireInternalSet("findSegment");
   checkTolerance("findSegment", tolerance);
@@ -418,14 +424,19 @@ void TurboTransformSegmenter::findSegment(const TripletBase<float>* art, std::si
   }
   const TurboTransform::ListOptions one;
   detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
-    // Blocks through a buffer on the stack: the transform's array form, nothing allocated.
+    // Blocks through a buffer on the stack: rnm, nspan and the status from one location of each
+    // point by the transform's array form (the values of its one-point forms), nothing allocated.
     constexpr std::size_t kBlock = 256;
-    TripletBase<float> sts[kBlock];
+    static constexpr TurboTransform::space kSpaces[2] = {TurboTransform::rnm,
+                                                         TurboTransform::nspan};
+    float values[2 * kBlock];
     for (std::size_t b = begin; b < end; b += kBlock) {
       const std::size_t count = std::min(kBlock, end - b);
-      m_turboTransform->convertARTtoSpaceTNs(TurboTransform::rnm, art + b, count, sts, one);
+      m_turboTransform->convertARTtoSpace(art + b, count, kSpaces, 2, values, nullptr, nullptr,
+                                          status == nullptr ? nullptr : status + b, one);
       for (std::size_t p = 0; p < count; ++p) {
-        segment[b + p] = segmentOf(art[b + p], sts[p], tolerance);
+        const TripletBase<float> rnmThetaNspan(values[2 * p], 0.0f, values[2 * p + 1]);
+        segment[b + p] = segmentOf(art[b + p], rnmThetaNspan, tolerance);
       }
     }
   });

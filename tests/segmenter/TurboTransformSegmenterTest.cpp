@@ -523,11 +523,17 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
   std::vector<int> single(n), found(n, 7);
   for (std::size_t k = 0; k < n; ++k) single[k] = seg.findSegment(art[k], 1e-3);
   EXPECT_TRUE(std::count(single.begin(), single.end(), -1) > 0 && std::count(single.begin(), single.end(), 2) > 0);
+  std::vector<std::int8_t> statuses(n), expected(n);
+  b.transform.locationStatus(art.data(), n, expected.data());
   for (int threads : {1, 2, 3, 0}) {
     TurboTransform::ListOptions o;
     o.threads = threads;
     seg.findSegment(art.data(), n, found.data(), 1e-3, o);
     EXPECT_EQ(found, single) << threads;
+    std::fill(found.begin(), found.end(), 7);
+    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, o);
+    EXPECT_EQ(found, single) << threads;
+    EXPECT_EQ(statuses, expected) << threads;
   }
   // Errors come before any write.
   std::vector<int> untouched(4, 7);

@@ -35,6 +35,7 @@
 ///   `std::out_of_range`; call `setInternalBoundaries` again after single replacements.
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "qor/export.h"
@@ -237,6 +238,11 @@ class QOR_API TurboTransformSegmenter {
   /// @throws data::invalid for a bad tolerance, a null array with n > 0 or a negative thread
   ///         count; all before anything is written
   void findSegment(const TripletBase<float>* art, std::size_t n, int* segment, double tolerance,
+                   const TurboTransform::ListOptions& options) const;
+  /// The same, and status[k] the transform's `locationStatus` of art[k] from the same location of
+  /// the point (one search per point for both answers); `status` may be null.
+  void findSegment(const TripletBase<float>* art, std::size_t n, int* segment,
+                   std::int8_t* status, double tolerance,
                    const TurboTransform::ListOptions& options) const;
 
   /// Normalised arc length along the line of constant normalised span `span` inside segment s.
