@@ -235,13 +235,10 @@ int runConvert(const ConvertOptions& o) {
     for (std::size_t s = 0; s < count; ++s) out << ',' << csvNumber(values[k * count + s]);
     if (directions) {
       if (coords == Coords::xyz) {
-        // (axial, radial) directions of the meridional plane turned into Cartesian ones at the
-        // point's theta.
+        // (axial, radial) directions of the meridional plane as Cartesian vectors at the point.
         for (const P* d : {&stream[k], &span[k]}) {
-          const P a = frame.toXYZ(P((*d)[0], (*d)[1], art[k][2]));
-          const P origin = frame.toXYZ(P(0.0f, 0.0f, art[k][2]));
-          out << ',' << csvNumber(a[0] - origin[0]) << ',' << csvNumber(a[1] - origin[1]) << ','
-              << csvNumber(a[2] - origin[2]);
+          const P v = frame.vectorToXYZ(in, P((*d)[0], (*d)[1], 0.0f));
+          out << ',' << csvNumber(v[0]) << ',' << csvNumber(v[1]) << ',' << csvNumber(v[2]);
         }
       } else {
         out << ',' << csvNumber(stream[k][0]) << ',' << csvNumber(stream[k][1]) << ','

@@ -273,10 +273,15 @@ def unitAxis(axisDirection):
     return u / n
 
 
+def axisFrame(axisPoint, axisDirection):
+    """The library's `AxisFrame` of the axis; `InputError` for a zero or non-finite direction."""
+    return AxisFrame(tuple(map(float, axisPoint)), tuple(map(float, unitAxis(axisDirection))))
+
+
 def toAxialRadial(xyz, axisPoint, axisDirection):
     """(axial, radial, 0) float32 (N, 3) of Cartesian points about the axis: the library's
     `AxisFrame`, whose axial and radial are those of the transform's own Cartesian conversions."""
-    frame = AxisFrame(tuple(map(float, axisPoint)), tuple(map(float, unitAxis(axisDirection))))
+    frame = axisFrame(axisPoint, axisDirection)
     art = frame.toART(np.asarray(xyz).reshape(-1, 3), threads=0)
     art[:, 2] = 0
     return art
@@ -634,24 +639,6 @@ def spaceIds(names):
     return ids
 
 
-def _toCartesian(part, axisPoint, u, pairs):
-    """Writes each (axial, radial, 0) vector list of `pairs` [(vectors, target)] into its target as
-    (x, y, z) at the Cartesian points `part`: radial along the node's direction away from the axis
-    (none on the axis). Column by column: numpy is slow on rows of three."""
-    d = [np.asarray(part[:, c], np.float32) - np.float32(axisPoint[c]) for c in range(3)]
-    axial = d[0] * u[0] + d[1] * u[1] + d[2] * u[2]
-    radial = [d[c] - axial * u[c] for c in range(3)]
-    norm = np.sqrt(radial[0] * radial[0] + radial[1] * radial[1] + radial[2] * radial[2])
-    norm[norm == 0] = 1
-    for c in range(3):
-        radial[c] /= norm
-    for vectors, target in pairs:
-        along, out = vectors[:, 0], vectors[:, 1]
-        for c in range(3):
-            np.multiply(along, u[c], out=target[:, c])
-            target[:, c] += out * radial[c]
-
-
 def _setArray(ds, name, values):
     a = numpy_to_vtk(np.ascontiguousarray(values), deep=0)  # keeps a reference to the numpy array
     a.SetName(name)
@@ -667,7 +654,7 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
     the same names are replaced. Returns (nodes, nodes outside the passage, seconds spent in the
     library's conversions)."""
     ids = spaceIds(spaces)
-    u = unitAxis(axisDirection).astype(np.float32)
+    frame = axisFrame(axisPoint, axisDirection)
     blocks = [(ds, points(ds)) for _, ds in leaves(data)]
     total = sum(len(p) for _, p in blocks)
     done = outside = 0
@@ -685,9 +672,9 @@ def annotate(data, t, spaces=DEFAULT_SPACES, directions=False, threads=0, axisPo
                                       withStatus=True)
             inLibrary += time.perf_counter() - start
             values[s:s + len(part)], status[s:s + len(part)] = out[0], out[-1]
-            if directions:
-                _toCartesian(part, axisPoint, u, ((out[1], sw[s:s + len(part)]),
-                                                  (out[2], sp[s:s + len(part)])))
+            if directions:  # (axial, radial, 0) components to Cartesian vectors at the nodes
+                sw[s:s + len(part)] = frame.vectorToXYZ(part, out[1], threads=threads)
+                sp[s:s + len(part)] = frame.vectorToXYZ(part, out[2], threads=threads)
             done += len(part)
             if progress is not None:
                 progress(done / max(total, 1))

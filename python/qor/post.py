@@ -19,9 +19,10 @@ Conventions:
 - Points are Cartesian (x, y, z) in the units of the passage; the axis is the transform's
   (`getAxis`), or `axis=(point, direction)` when no transform is given (default the z axis
   through the origin, the library's default axis).
-- theta is the angle about the axis in radians, measured from e1 towards e2 = a x e1, where a is
-  the unit axis direction and e1 the unit projection of the x axis on the plane normal to a (the
-  y axis when a is along x). For the z axis this is atan2(y, x).
+- theta is the angle about the axis in radians, as `qor.AxisFrame` measures it: from e1 towards
+  e2 = a x e1, where a is the unit axis direction and e1 the global axis following the one a is
+  mostly along (z -> x, x -> y, y -> z) made perpendicular to a. For the z axis this is
+  atan2(y, x).
 - A point belongs to the grid when its normalised coordinates nm and nspan both lie in [0, 1]
   widened by `tolerance` (1e-4; the round-off of nodes on the passage's edges); a point outside
   the passage converts to values beyond that range. The others are counted in `outside` and left
@@ -40,6 +41,7 @@ from typing import Dict, List, Optional, Sequence, Union
 
 import numpy as np
 
+from ._qor import AxisFrame as _AxisFrame
 from ._qor import TurboTransform as _T
 
 __all__ = [
@@ -217,7 +219,8 @@ def _weights(weights, n):
     return w
 
 
-def _axis(transform, axis):
+def _frame(transform, axis):
+    """The library's frame of the transform's axis, or of `axis` = (point, direction)."""
     if transform is not None and axis is None:
         point, direction = transform.getAxis()
     else:
@@ -226,22 +229,18 @@ def _axis(transform, axis):
     a = np.asarray(direction, np.float64)
     if a.shape != (3,) or point.shape != (3,) or not np.linalg.norm(a) > 0:
         raise ValueError("axis must be (point, direction) with a non-zero direction")
-    a = a / np.linalg.norm(a)
-    ref = np.array([1.0, 0.0, 0.0]) if abs(a[0]) < 0.9 else np.array([0.0, 1.0, 0.0])
-    e1 = ref - a * (ref @ a)
-    e1 /= np.linalg.norm(e1)
-    return point, a, e1, np.cross(a, e1)
+    return _AxisFrame(tuple(point), tuple(a))
 
 
 def cylindrical(points, transform=None, axis=None):
     """(axial, radius, theta) of Cartesian points about the transform's axis (or `axis`), float64;
     theta in radians in (-pi, pi] (see the module's conventions)."""
     p = _points(points)
-    o, a, e1, e2 = _axis(transform, axis)
-    d = p - o
-    ax = d @ a
+    f = _frame(transform, axis)
+    e1, e2 = np.array(f.thetaZero()), np.array(f.thetaQuarter())
+    d = p - np.array(f.point(), np.float64)
     x1, x2 = d @ e1, d @ e2
-    return ax, np.hypot(x1, x2), np.arctan2(x2, x1)
+    return d @ np.cross(e1, e2), np.hypot(x1, x2), np.arctan2(x2, x1)
 
 
 def massFluxWeights(points, density, velocity, area=None, *, transform):
@@ -250,7 +249,8 @@ def massFluxWeights(points, density, velocity, area=None, *, transform):
     u_m is the velocity's component along the library's streamwise unit direction at the point
     (`getUnitVectorsFromXYZ`, the direction of growing nm in the meridional plane): with the
     axial unit vector a and the radial unit vector e_r through the point,
-    u_m = (u . a) * s_axial + (u . e_r) * s_radial. `velocity` is Cartesian (N, 3); `area` the
+    u_m = (u . a) * s_axial + (u . e_r) * s_radial (the components of `qor.AxisFrame.vectorToART`,
+    in float32). `velocity` is Cartesian (N, 3); `area` the
     area (or volume) attached to each point, 1 when None. The absolute value keeps weights
     non-negative where the flow reverses.
     """
@@ -261,12 +261,8 @@ def massFluxWeights(points, density, velocity, area=None, *, transform):
     if u.shape != (n, 3):
         raise ValueError(f"velocity has shape {u.shape}; expected ({n}, 3)")
     streamwise, _ = transform.getUnitVectorsFromXYZ(p)
-    o, a, _, _ = _axis(transform, None)
-    d = p - o
-    radial = d - np.outer(d @ a, a)
-    r = np.linalg.norm(radial, axis=1)
-    radial /= np.where(r > 0, r, 1.0)[:, None]
-    um = np.einsum("ij,j->i", u, a) * streamwise[:, 0] + np.einsum("ij,ij->i", u, radial) * streamwise[:, 1]
+    c = _frame(transform, None).vectorToART(p, u).astype(np.float64)  # (axial, radial, tangential)
+    um = c[:, 0] * streamwise[:, 0] + c[:, 1] * streamwise[:, 1]
     w = rho * np.abs(um)
     return w if area is None else w * _weights(area, n)
 
@@ -827,13 +823,8 @@ def _fileMassFlux(points, nm, nspan, density, velocity, axis, bins):
     sA, sR = (dA / length).ravel(), (dR / length).ravel()
     inside, index = _regularIndex(coords[:, 0], coords[:, 1], bins[0], bins[1], 1e-4)
     index = np.where(inside, index, 0)
-    o, a, _, _ = _axis(None, axis)
-    d = np.asarray(points, np.float64) - o
-    radial = d - np.outer(d @ a, a)
-    r = np.linalg.norm(radial, axis=1)
-    radial /= np.where(r > 0, r, 1.0)[:, None]
-    u = np.asarray(velocity, np.float64)
-    um = (u @ a) * sA[index] + np.einsum("ij,ij->i", u, radial) * sR[index]
+    c = _frame(None, axis).vectorToART(points, velocity).astype(np.float64)
+    um = c[:, 0] * sA[index] + c[:, 1] * sR[index]
     return np.asarray(density, np.float64) * np.abs(um)
 
 

@@ -1,4 +1,5 @@
-// Bindings of the passage helpers: AxisFrame (Cartesian <-> axial, radial, theta about an axis)
+// Bindings of the passage helpers: AxisFrame (Cartesian <-> axial, radial, theta about an axis,
+// and vector components)
 // and CurveOrientation (the four boundary curves' directions checked against each other).
 
 #include <pybind11/stl.h>
@@ -12,6 +13,39 @@
 #include "qor/turbo/CurveOrientation.h"
 
 namespace qorpy {
+
+namespace {
+
+/// A conversion of (point, vector) pairs: one pair of triplets gives a tuple, two lists of the
+/// same length (N, 3) give a float32 (N, 3) array (computed with the GIL released).
+template <typename One, typename Many>
+py::object pairsCall(py::handle first, const char* firstName, py::handle second,
+                     const char* secondName, int threads, One one, Many many) {
+  const int th = threadCount(threads);
+  py::array a = numeric(first, firstName), b = numeric(second, secondName);
+  const bool single = isTriplet(a, firstName);
+  if (single != isTriplet(b, secondName)) {
+    throw py::value_error(std::string(firstName) + " and " + secondName +
+                          " must both be one point or both lists of shape (N, 3)");
+  }
+  if (single) return toTuple(one(triplet(a, firstName), triplet(b, secondName)));
+  F32 p = pointList(a, firstName), v = pointList(b, secondName);
+  if (rows(p) != rows(v)) {
+    throw py::value_error(std::string(firstName) + " and " + secondName +
+                          " must have the same number of rows (" + std::to_string(rows(p)) +
+                          " and " + std::to_string(rows(v)) + ")");
+  }
+  const std::size_t n = rows(p);
+  F32 out = newF32({static_cast<py::ssize_t>(n), 3});
+  P* o = outPoints(out);
+  {
+    py::gil_scoped_release release;
+    many(points(p), points(v), n, o, th);
+  }
+  return std::move(out);
+}
+
+}  // namespace
 
 void bindFrame(py::module_& m) {
   using AF = qor::AxisFrame;
@@ -50,6 +84,35 @@ in the list operations (0 = every hardware thread, the same results for any coun
           },
           py::arg("art"), py::arg("threads") = 0,
           "Cartesian points of (axial, radial, theta) points.")
+      .def(
+          "vectorToART",
+          [](const AF& f, py::handle xyz, py::handle vectors, int threads) {
+            return pairsCall(
+                xyz, "xyz", vectors, "vectors", threads,
+                [&](const P& p, const P& v) { return f.vectorToART(p, v); },
+                [&](const P* p, const P* v, std::size_t n, P* out, int th) {
+                  f.vectorToART(p, v, n, out, LO{th});
+                });
+          },
+          py::arg("xyz"), py::arg("vectors"), py::arg("threads") = 0, R"doc(
+(axial, radial, tangential) components of Cartesian vectors (velocities, say) attached to the
+Cartesian points `xyz`: along the unit axis, the unit radial direction away from the axis through
+the point, and axis x radial (where theta grows). At a point on the axis, radial is theta 0's
+direction. One point and one vector give a tuple; (N, 3) lists give a float32 (N, 3) array.)doc")
+      .def(
+          "vectorToXYZ",
+          [](const AF& f, py::handle xyz, py::handle components, int threads) {
+            return pairsCall(
+                xyz, "xyz", components, "components", threads,
+                [&](const P& p, const P& c) { return f.vectorToXYZ(p, c); },
+                [&](const P* p, const P* c, std::size_t n, P* out, int th) {
+                  f.vectorToXYZ(p, c, n, out, LO{th});
+                });
+          },
+          py::arg("xyz"), py::arg("components"), py::arg("threads") = 0, R"doc(
+Cartesian vectors of (axial, radial, tangential) components at the Cartesian points `xyz`; the
+inverse of vectorToART. The streamwise and spanwise directions of convertXYZtoSpace are
+(axial, radial, 0) components.)doc")
       .def("point", [](const AF& f) { return toTuple(f.point()); }, "The axis point (x, y, z).")
       .def("axial", [](const AF& f) { return toTuple(f.axial()); }, "The unit axis direction.")
       .def("thetaZero", [](const AF& f) { return toTuple(f.thetaZero()); },

@@ -1,4 +1,5 @@
-// AxisFrame: Cartesian points to (axial, radial, theta) about a machine axis and back.
+// AxisFrame: Cartesian points to (axial, radial, theta) about a machine axis and back; vectors to
+// (axial, radial, tangential) components and back.
 
 #include "turbo/AxialRadial.h"
 #include "qor/turbo/AxisFrame.h"
@@ -49,7 +50,8 @@ AxisFrame::AxisFrame(const P& point, const P& direction) : m_point(point) {
   // y -> z), made perpendicular to the axis, so that (axis, theta 0, theta pi/2) is right-handed
   // and a machine axis along z gives the usual polar angle in the x-y plane.
   const double al = std::sqrt(dotInDouble(m_axial, m_axial));
-  const double a[3] = {m_axial[0] / al, m_axial[1] / al, m_axial[2] / al};
+  for (int k = 0; k < 3; ++k) m_a[k] = m_axial[k] / al;
+  const double* a = m_a;
   int major = 0;
   for (int k = 1; k < 3; ++k) {
     if (std::fabs(a[k]) > std::fabs(a[major])) major = k;
@@ -84,6 +86,61 @@ P AxisFrame::toXYZ(const P& art) const {
                                 double(art[1]) * (c * m_e1[k] + s * m_e2[k]));
   }
   return out;
+}
+
+void AxisFrame::cylindricalBasis(const P& xyz, double radial[3], double tangential[3]) const {
+  double d[3];
+  for (int k = 0; k < 3; ++k) d[k] = double(xyz[k]) - double(m_point[k]);
+  // The part of d across the axis, in the (e1, e2) plane: exactly perpendicular to the axis.
+  const double x1 = d[0] * m_e1[0] + d[1] * m_e1[1] + d[2] * m_e1[2];
+  const double x2 = d[0] * m_e2[0] + d[1] * m_e2[1] + d[2] * m_e2[2];
+  const double r = std::sqrt(x1 * x1 + x2 * x2);
+  const double c = r > 0.0 ? x1 / r : 1.0;  // on the axis: theta 0, as toART says
+  const double s = r > 0.0 ? x2 / r : 0.0;
+  for (int k = 0; k < 3; ++k) {
+    radial[k] = c * m_e1[k] + s * m_e2[k];
+    tangential[k] = c * m_e2[k] - s * m_e1[k];  // a x radial
+  }
+}
+
+P AxisFrame::vectorToART(const P& xyz, const P& vector) const {
+  double er[3], et[3];
+  cylindricalBasis(xyz, er, et);
+  double axial = 0.0, radial = 0.0, tangential = 0.0;
+  for (int k = 0; k < 3; ++k) {
+    const double v = vector[k];
+    axial += v * m_a[k];
+    radial += v * er[k];
+    tangential += v * et[k];
+  }
+  return P(static_cast<float>(axial), static_cast<float>(radial), static_cast<float>(tangential));
+}
+
+P AxisFrame::vectorToXYZ(const P& xyz, const P& components) const {
+  double er[3], et[3];
+  cylindricalBasis(xyz, er, et);
+  P out;
+  for (int k = 0; k < 3; ++k) {
+    out[k] = static_cast<float>(double(components[0]) * m_a[k] + double(components[1]) * er[k] +
+                                double(components[2]) * et[k]);
+  }
+  return out;
+}
+
+void AxisFrame::vectorToART(const P* xyz, const P* vectors, std::size_t n, P* out,
+                            const TurboTransform::ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "vectorToART");
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    for (std::size_t k = begin; k < end; ++k) out[k] = vectorToART(xyz[k], vectors[k]);
+  });
+}
+
+void AxisFrame::vectorToXYZ(const P* xyz, const P* components, std::size_t n, P* out,
+                            const TurboTransform::ListOptions& options) const {
+  const unsigned parts = detail::resolveThreads(options.threads, n, kClass, "vectorToXYZ");
+  detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+    for (std::size_t k = begin; k < end; ++k) out[k] = vectorToXYZ(xyz[k], components[k]);
+  });
 }
 
 void AxisFrame::toART(const P* xyz, std::size_t n, P* out,

@@ -145,3 +145,17 @@ def test_list_conversions_release_the_gil():
     # Holding the GIL for the call would leave this thread a few switch intervals of a call that
     # takes over a second in a debug build: a rate near 0 instead of near its own.
     assert during > 0.25 * alone, (during, alone)
+
+
+def test_axis_frame_vector_components_one_pair_or_lists_of_equal_length():
+    f = qor.AxisFrame((1, 2, 3), (2, 0, 0))  # along x: radial +y at the first point, +z at the second
+    pts = np.array([[0.5, 4.0, 3.0], [2.0, 2.0, 5.0]])
+    v = np.array([[1.0, 2.0, 3.0], [1.0, 2.0, 3.0]])
+    c = f.vectorToART(pts, v)  # tangential = x cross radial: +z, then -y
+    np.testing.assert_allclose(c, [[1, 2, 3], [1, 3, -2]], atol=1e-6)
+    np.testing.assert_allclose(f.vectorToXYZ(pts, c, threads=2), v, atol=1e-6)
+    assert f.vectorToART(pts[1], v[1]) == tuple(c[1])
+    with pytest.raises(ValueError, match=r"same number of rows \(2 and 1\)"):
+        f.vectorToART(pts, v[:1])
+    with pytest.raises(ValueError, match="both be one point"):
+        f.vectorToXYZ(pts[0], c)

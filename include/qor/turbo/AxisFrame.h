@@ -1,7 +1,8 @@
 #pragma once
 /// @file
 /// `AxisFrame`: the cylindrical frame of a machine axis, converting Cartesian points (x, y, z) to
-/// meridional ART points (axial, radial, theta in radians) and back.
+/// meridional ART points (axial, radial, theta in radians) and back, and vectors (velocities,
+/// directions) between Cartesian and (axial, radial, tangential) components.
 
 #include <cstddef>
 
@@ -54,6 +55,31 @@ class QOR_API AxisFrame {
   void toXYZ(const TripletBase<float>* art, std::size_t n, TripletBase<float>* out,
              const TurboTransform::ListOptions& options = TurboTransform::ListOptions()) const;
 
+  /// (axial, radial, tangential) components of the Cartesian vector `vector` (a velocity, say)
+  /// attached to the Cartesian point `xyz`: its projections on the unit axis, on the unit radial
+  /// direction away from the axis through the point, and on the unit tangential direction
+  /// (axis x radial, the direction in which theta grows). The units are the vector's. At a point
+  /// on the axis the radial direction is theta 0's (`thetaZero`), as `toART` gives theta 0 there.
+  /// Computed in double, rounded once.
+  TripletBase<float> vectorToART(const TripletBase<float>& xyz,
+                                 const TripletBase<float>& vector) const;
+  /// The Cartesian vector with (axial, radial, tangential) `components` at the Cartesian point
+  /// `xyz`: the inverse of `vectorToART` within float rounding (the directions of a meridional
+  /// plane, such as the streamwise and spanwise directions of `convertXYZtoSpace`, are
+  /// (axial, radial, 0)).
+  TripletBase<float> vectorToXYZ(const TripletBase<float>& xyz,
+                                 const TripletBase<float>& components) const;
+  /// The array forms: out[k] = vectorToART(xyz[k], vectors[k]) (resp. vectorToXYZ) for k < n, the
+  /// same bits as the one-point forms for every thread count. `out` may be `vectors` (in place);
+  /// otherwise it must not overlap the inputs. Nothing is allocated per point.
+  /// @throws data::invalid for a negative thread count
+  void vectorToART(const TripletBase<float>* xyz, const TripletBase<float>* vectors, std::size_t n,
+                   TripletBase<float>* out,
+                   const TurboTransform::ListOptions& options = TurboTransform::ListOptions()) const;
+  void vectorToXYZ(const TripletBase<float>* xyz, const TripletBase<float>* components,
+                   std::size_t n, TripletBase<float>* out,
+                   const TurboTransform::ListOptions& options = TurboTransform::ListOptions()) const;
+
   /// The axis point as given (XYZ).
   const TripletBase<float>& point() const noexcept { return m_point; }
   /// The unit axis direction, rounded to float as `TurboTransform` stores it.
@@ -65,8 +91,12 @@ class QOR_API AxisFrame {
  private:
   TripletBase<float> m_point;
   TripletBase<float> m_axial;  // unit, float: the transform's m_axialUnit
+  double m_a[3];               // m_axial made unit in double
   double m_e1[3];              // unit, theta 0
   double m_e2[3];              // unit, theta pi/2 = axial x e1
+
+  /// Unit radial and tangential directions through the Cartesian point `xyz`.
+  void cylindricalBasis(const TripletBase<float>& xyz, double radial[3], double tangential[3]) const;
 };
 
 }  // namespace qor
