@@ -178,6 +178,30 @@ void BM_SegmentForwardArray(benchmark::State& state) {
 }
 BENCHMARK(BM_SegmentForwardArray)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+/// Inverse array form ((u, v) to ART), one call per segment, on 1 or 2 threads (real time).
+void BM_SegmentInverseArray(benchmark::State& state) {
+  const Machine* m = machineOrSkip(state);
+  if (m == nullptr) return;
+  const Seg seg = segmenter(*m, Seg::mergedSpan);
+  const auto points = pointsPerSegment(seg);
+  std::vector<std::vector<P3>> uv(points.size());
+  for (std::size_t s = 0; s < points.size(); ++s) {
+    seg.convertARTtoSpaceNspan(static_cast<int>(s), Seg::nm, points[s], uv[s]);
+  }
+  std::vector<P3> art(points.at(0).size() + 1);
+  TurboTransform::ListOptions options;
+  options.threads = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    for (std::size_t s = 0; s < uv.size(); ++s) {
+      seg.convertSpaceNspanToART(static_cast<int>(s), Seg::nm, art.data(), uv[s].data(),
+                                 uv[s].size(), options);
+      benchmark::DoNotOptimize(art.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kPoints);
+}
+BENCHMARK(BM_SegmentInverseArray)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 /// Point form, every point separately.
 void BM_SegmentForwardPoint(benchmark::State& state) {
   const Machine* m = machineOrSkip(state);
