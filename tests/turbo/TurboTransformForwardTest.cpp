@@ -1,5 +1,6 @@
-// Forward conversions of single points: the analytic fields of the annulus and the 90-degree bend,
-// the (value, theta, nspan) forms and Cartesian points.
+// Forward conversions of single points: the analytic fields inside the cells of the annulus (at the
+// nodes of other passages: TurboTransformMeshTest.cpp), and the (value, theta, nspan) forms.
+// Cartesian points: AxisFrameTest.cpp.
 #include <cfloat>
 
 #include "support/Passages.h"
@@ -12,17 +13,14 @@ using qor::TurboTransform;
 using qortest::P3;
 using D3 = qor::TripletBase<double>;
 using Space = TurboTransform::space;
-
 using Mesh = qortest::Built;
-
-void build(Mesh& m, const qortest::Passage& p, int size) { qortest::build(m, p, TurboTransform::linear, size); }
 
 TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
   // Uniform rectangular grid: fields linear in (A, R) are reproduced up to float rounding (2e-6);
   // m' = A / (R_j + 5e-7) at the nodes, and linear interpolation of 1/R across a cell errs by at most
   // dR^2/8 * 2/R^3, so m' gets A dR^2 / (4 R^3) + 2e-6.
   Mesh mesh;
-  build(mesh, qortest::annulus(), 400);
+  qortest::build(mesh, qortest::annulus(), TurboTransform::linear, 400);
   const TurboTransform& t = mesh.transform;
   const double dR = 1.0 / (mesh.nj - 1), tol = 2e-6;
   std::mt19937 rng(42);
@@ -52,32 +50,9 @@ TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyon
   }
 }
 
-TEST(TurboTransformForward, bendInteriorMatchesAnalyticFields) {
-  // Cells are trapezoids with chords for arcs (half angle h): the bilinear s differs from the angle
-  // fraction by (atan(u tan h) - u h) / dth <= 0.13 h^3 / dth, and radii are off by rho (1/cos h - 1)
-  // plus the wall polylines' sag rho (1 - cos hp); both over the height bound nspan, plus rounding.
-  const qortest::Bend g;
-  const int nStream = 121;
-  Mesh mesh;
-  build(mesh, qortest::bend(g, nStream), 600);
-  const double h = (qortest::kPi / 2) / (mesh.ni - 1) / 2, hp = (qortest::kPi / 2) / (nStream - 1) / 2;
-  const double nmTol = 0.13 * h * h * h / (qortest::kPi / 2) + 2e-6;
-  const double nspanTol = g.rhoHub * ((1 / std::cos(h) - 1) + (1 - std::cos(hp))) / (g.rhoHub - g.rhoShroud) + 2e-6;
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<double> th(0.0, qortest::kPi / 2), rho(g.rhoShroud, g.rhoHub);
-  for (int k = 0; k < 300; ++k) {
-    const double theta = th(rng), radius = rho(rng);
-    const P3 p(g.at(theta, radius));
-    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nm, p), theta / (qortest::kPi / 2), nmTol);
-    EXPECT_NEAR(mesh.transform.convertARTtoSpace(TurboTransform::nspan, p),
-                (g.rhoHub - radius) / (g.rhoHub - g.rhoShroud), nspanTol);
-  }
-}
-
 TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollowsTheFloatOne) {
   Mesh mesh;
-  build(mesh, qortest::bend(), 600);
+  qortest::build(mesh, qortest::bend(), TurboTransform::linear, 600);
   const TurboTransform& t = mesh.transform;
   std::mt19937 rng(42);
   SCOPED_TRACE("seed 42");
@@ -107,26 +82,6 @@ TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollows
       EXPECT_NEAR(tnsD[0], single, tol);
       EXPECT_NEAR(tnsD[2], tns[2], tol);
     }
-  }
-}
-
-TEST(TurboTransformForward, cartesianPointsConvertLikeTheirMeridionalPosition) {
-  // The Cartesian point goes back to (A, R) with a few float roundings of coordinates <= 3, and the
-  // fields have slopes of order 1: 1e-5.
-  qortest::Passage art = qortest::bend();
-  art.axisPoint = P3(1.0f, -2.0f, 0.5f);
-  art.axisDirection = P3(1.0f, 1.0f, 1.0f);
-  TurboTransform t;
-  qortest::initializeART(t, art);
-  t.createBackgroundMesh(TurboTransform::linear, 600);
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<double> a(0.0, 1.5), r(1.5, 3.0), phi(0.0, 6.28);
-  for (int k = 0; k < 100; ++k) {
-    const double A = a(rng), R = r(rng);
-    const P3 xyz(qortest::toXYZ(A, R, phi(rng), art.axisPoint, art.axisDirection));
-    EXPECT_NEAR(t.convertXYZtoSpace(TurboTransform::nm, xyz), t.convertARTtoSpace(TurboTransform::nm, P3(A, R, 0)),
-                1e-5);
   }
 }
 
