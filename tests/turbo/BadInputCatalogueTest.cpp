@@ -107,7 +107,9 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
   expectStillUsable(t);
 }
 
-TEST(BadInput, swappedHubAndShroudMeasureSpanFromTheCurveGivenAsHub) {
+// Hub and shroud swapped: every cell turns the other way, which is not folded, and span is measured
+// from the curve given as hub. Inlet and outlet swapped, or a hub running outlet to inlet, fold it.
+TEST(BadInput, swappedHubAndShroudMirrorTheMeshAndReversedInletOutletOrHubFoldIt) {
   Passage q = qortest::annulus();
   std::swap(q.hub, q.shroud);
   q.inlet = std::vector<P3>(q.inlet.points().rbegin(), q.inlet.points().rend());
@@ -117,12 +119,8 @@ TEST(BadInput, swappedHubAndShroudMeasureSpanFromTheCurveGivenAsHub) {
   EXPECT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 600), 0);  // mirrored but valid
   EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nspan, P3(1.0f, 2.0f, 0.0f)), 0.0f, 1e-5f);
   EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nspan, P3(1.0f, 1.25f, 0.0f)), 0.75f, 1e-4f);
-}
-
-TEST(BadInput, reversedInletAndOutletOrReversedHubFoldTheMeshAndSaySo) {
   Passage p = qortest::annulus();
   std::swap(p.inlet, p.outlet);
-  TurboTransform t;
   qortest::initializeART(t, p);
   EXPECT_EQ(t.createBackgroundMesh(TurboTransform::nonLinear, 600), 1);
   EXPECT_TRUE(std::isfinite(t.convertARTtoSpace(TurboTransform::nm, P3(1.0f, 1.5f, 0.0f))));

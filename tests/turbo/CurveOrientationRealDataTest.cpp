@@ -1,13 +1,6 @@
 // CurveOrientation on the real machines: the curves as given pass; one reversed curve is found
 // (hub or inlet); hub and shroud swapped, or both reversed, are refused naming the curves; curves
 // whose ends meet nowhere are reported, not reversed.
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "Passages.h"
 #include "qor/turbo/CurveOrientation.h"
 
@@ -28,14 +21,9 @@ std::vector<P3> reversed(std::vector<P3> c) {
   return c;
 }
 
-/// The message of the data::invalid that check throws ("" when it does not throw).
+/// The message of the data::invalid that check throws.
 std::string refusal(const Curves& c, const std::vector<std::string>& names = kFiles) {
-  try {
-    check(c, names);
-  } catch (const qor::data::invalid& e) {
-    return e.getMessage();
-  }
-  return "";
+  return qortest::captureError<qor::data::invalid>([&] { check(c, names); }).getMessage();
 }
 
 TEST(CurveOrientationRealData, findsEachKindOfMistakeOnEveryMachine) {

@@ -20,7 +20,9 @@ std::string formatted(double x, double y, double z) {
   return buffer;
 }
 
-TEST(TurboTransformPointFiles, listFormWritesZeroThirdComponentAndTripletFormKeepsIt) {
+// Written: the list form with a zero third component, the triplet form with its own and a count.
+// Read: commas like blanks, and a count below one reads nothing.
+TEST(TurboTransformPointFiles, writtenListsReadBackAndCommasReadLikeBlanks) {
   qortest::ScopedTempDir dir;
   TurboTransform t;
   const std::vector<P3> pts = {P3(1.5f, -2.25f, 0.75f), P3(1e-3f, 12345.678f, -3.0f)};
@@ -37,15 +39,11 @@ TEST(TurboTransformPointFiles, listFormWritesZeroThirdComponentAndTripletFormKee
   QORVector<P3> back;
   t.getVectorFromFile("counted", back);
   EXPECT_EQ(back, QORVector<P3>(pts));  // 9 decimals keep every float exactly
-}
 
-TEST(TurboTransformPointFiles, commasReadLikeBlanksAndACountBelowOneReadsNothing) {
-  qortest::ScopedTempDir dir;
   std::ofstream("blanks") << "2 points\n1.25 2.5 -3\n  4e-2   5 6\n";
   std::ofstream("commas") << "2\n1.25,2.5,-3\n4e-2 ,5,6\n";
   std::ofstream("zero") << "0\n1 2 3\n";
   std::ofstream("negative") << "-4\n";
-  TurboTransform t;
   QORVector<P3> a, b;
   t.getVectorFromFile("blanks", a);
   t.getVectorFromFile("commas", b);
@@ -53,9 +51,9 @@ TEST(TurboTransformPointFiles, commasReadLikeBlanksAndACountBelowOneReadsNothing
   EXPECT_EQ(a, b);
   EXPECT_EQ(a[1], P3(0.04f, 5.0f, 6.0f));
   for (const char* name : {"zero", "negative"}) {
-    QORVector<P3> pts = {P3(1, 1, 1)};
-    t.getVectorFromFile(name, pts);
-    EXPECT_TRUE(pts.empty()) << name;
+    QORVector<P3> none = {P3(1, 1, 1)};
+    t.getVectorFromFile(name, none);
+    EXPECT_TRUE(none.empty()) << name;
   }
 }
 
@@ -64,7 +62,6 @@ TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
   // A square annulus (1 by 1) with 4 requested nodes gives 2 x 2 cells.
   qortest::Built b;
   qortest::build(b, qortest::annulus(0.0, 1.0, 1.0, 2.0), TurboTransform::linear, 4);
-  const std::vector<P3>& nodes = b.nodes;
   ASSERT_EQ(std::make_pair(b.ni, b.nj), std::make_pair(3, 3));
   b.transform.exportFinalMeshToPostSurface("mesh.msh");
   const auto lines = readLines("mesh.msh");
@@ -73,8 +70,8 @@ TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
     std::istringstream in(lines[k]);
     float x, y, z;
     ASSERT_TRUE(in >> x >> y >> z) << lines[k];
-    EXPECT_NEAR(x, nodes[k][0], 1e-5f);  // default stream format: 6 significant digits
-    EXPECT_NEAR(y, nodes[k][1], 1e-5f);
+    EXPECT_NEAR(x, b.nodes[k][0], 1e-5f);  // default stream format: 6 significant digits
+    EXPECT_NEAR(y, b.nodes[k][1], 1e-5f);
     EXPECT_EQ(z, 0.0f);
     EXPECT_NE(lines[k].back(), ' ');
     EXPECT_EQ(lines[k].find("  "), std::string::npos);

