@@ -1,5 +1,5 @@
 // AxisFrame: Cartesian to (axial, radial, theta) about a tilted axis off the origin, against the
-// frame worked out by hand; the inverse; the array forms; agreement with the transform's own
+// frame worked out by hand; the inverse; vector components; the array forms; agreement with the transform's own
 // Cartesian conversion; bad axes.
 #include "Passages.h"
 #include "qor/turbo/AxisFrame.h"
@@ -40,6 +40,15 @@ TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
         EXPECT_NEAR(art[2], theta, tol / radial);
         const P3 back = frame.toXYZ(P3(float(axial), float(radial), float(theta)));
         for (int k = 0; k < 3; ++k) EXPECT_NEAR(back[k], x[k], tol);
+        // A vector of components (0.5, -2, 3) along the axis, radial and tangential (a x radial).
+        const D3 er = kE1 * std::cos(theta) + kE2 * std::sin(theta);
+        const D3 v = kA * 0.5 - er * 2.0 + (kE2 * std::cos(theta) - kE1 * std::sin(theta)) * 3.0;
+        const P3 c = frame.vectorToART(toFloat(x), toFloat(v));
+        const P3 w = frame.vectorToXYZ(toFloat(x), P3(0.5f, -2.0f, 3.0f));
+        for (int k = 0; k < 3; ++k) {
+          EXPECT_NEAR(c[k], (D3(0.5, -2.0, 3.0))[k], 1e-5);
+          EXPECT_NEAR(w[k], v[k], 1e-5);
+        }
       }
     }
   }
@@ -47,6 +56,10 @@ TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
   const P3 art = frame.toART(toFloat(handXYZ(1.5, 0.0, 0.0)));
   EXPECT_NEAR(art[1], 0.0, 1e-6);
   EXPECT_EQ(art[2], 0.0f);
+  // There, a vector's radial component is along theta 0, its tangential along theta pi/2.
+  const P3 c = frame.vectorToART(toFloat(handXYZ(1.5, 0.0, 0.0)), toFloat(kE1 - kE2 * 2.0));
+  EXPECT_NEAR(c[1], 1.0, 1e-6);
+  EXPECT_NEAR(c[2], -2.0, 1e-6);
   // The default frame is the z axis through the origin with the usual polar angle.
   const P3 z = qor::AxisFrame().toART(P3(0.0f, 2.0f, 5.0f));
   EXPECT_EQ(std::make_pair(z[0], z[1]), std::make_pair(5.0f, 2.0f));
@@ -69,6 +82,15 @@ TEST(AxisFrame, arrayFormsGiveTheOnePointBitsForEveryThreadCount) {
     std::vector<P3> back(xyz.size());
     frame.toXYZ(art.data(), art.size(), back.data(), qor::TurboTransform::ListOptions{threads});
     for (std::size_t k = 0; k < xyz.size(); ++k) ASSERT_EQ(back[k], frame.toXYZ(art[k])) << k;
+    // Vectors: xyz's reversed order as vectors at the points, in place.
+    std::vector<P3> c(xyz.rbegin(), xyz.rend());
+    const qor::TurboTransform::ListOptions options{threads};
+    frame.vectorToART(xyz.data(), c.data(), c.size(), c.data(), options);
+    frame.vectorToXYZ(xyz.data(), c.data(), c.size(), back.data(), options);
+    for (std::size_t k = 0; k < xyz.size(); ++k) {
+      ASSERT_EQ(c[k], frame.vectorToART(xyz[k], xyz[xyz.size() - 1 - k])) << k;
+      ASSERT_EQ(back[k], frame.vectorToXYZ(xyz[k], c[k])) << k;
+    }
   }
 }
 
