@@ -111,11 +111,20 @@ TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
   EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
 }
 
+// Point locations fail too before their output changes.
 TEST(ParametricDB, queriesReportAnEmptyDatabaseOrTheUnknownNameAndCurveErrorsPassThrough) {
   ParametricDB db;
+  std::vector<PointD> out(2, PointD(9, 9, 9));
+  auto locations = [&](const std::string& name) {
+    return [&db, &out, name] { db.getPointLocationsOnCurveAtParameter({0.0, 1.0}, PointD(), PointD(), name, out); };
+  };
   for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
+  expectEmptyError(locations("hub"));
   db.createCurve("hub", line(1), kPlane);
   for (const auto& q : queriesOn(db, "n_mp")) expectNotExistError(q, "n_mp");
+  expectNotExistError(locations("n_mp"), "n_mp");
+  EXPECT_EQ(out, std::vector<PointD>(2, PointD(9, 9, 9)));
+  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "hub", out), std::out_of_range);
   EXPECT_NEAR(db.getLength("hub"), 1.0, kTol);
   db.deleteCurve("hub");  // deleted one by one: empty again
   for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
@@ -173,27 +182,12 @@ TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   EXPECT_NEAR(out[2][0], 4.0, kTol);
 }
 
-TEST(ParametricDB, pointLocationsFailuresComeBeforeOutputChanges) {
-  ParametricDB db;
-  std::vector<PointD> out(2, PointD(9, 9, 9));
-  const std::vector<double> fractions{0.0, 1.0};
-  expectEmptyError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "x", out); });
-  db.createCurve("x", line(10), kPlane);
-  expectNotExistError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "y", out); }, "y");
-  EXPECT_EQ(out, std::vector<PointD>(2, PointD(9, 9, 9)));
-  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "x", out), std::out_of_range);
-}
-
 TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   ParametricDB db;
   for (const char* name : {"w_mp", "e_mp", "s_mp"}) db.createCurve(name, line(1), kPlane);
   EXPECT_EQ(qortest::captureStdout([&] { db.printDatabaseState(); }),
-            " State of the Parametric Database\n"
-            " Size : 3 curves\n"
-            "   Curve id and name 1 : e_mp\n"
-            "   Curve id and name 2 : s_mp\n"
-            "   Curve id and name 0 : w_mp\n");
-
+            " State of the Parametric Database\n Size : 3 curves\n   Curve id and name 1 : e_mp\n"
+            "   Curve id and name 2 : s_mp\n   Curve id and name 0 : w_mp\n");
   EXPECT_EQ(qortest::captureStdout([] { ParametricDB().printDatabaseState(); }),
             " State of the Parametric Database\n Size : 0 curves\n");
 }
@@ -232,8 +226,8 @@ TEST(ParametricDB, copiesShareCurvesKeepThemAliveAndSeeEditsThroughEachOther) {
 
 TEST(ParametricDBFactory, everyCallReturnsADistinctEmptyDatabaseOfThePrototypesClass) {
   PrototypeGuard restore;
-  std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB());
-  std::unique_ptr<ParametricDBInterface> b(ParametricDBFactory::createParametricDB());
+  std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB()),
+      b(ParametricDBFactory::createParametricDB());
   ASSERT_NE(dynamic_cast<ParametricDB*>(a.get()), nullptr);
   ASSERT_NE(b, nullptr);
   EXPECT_NE(a.get(), b.get());
