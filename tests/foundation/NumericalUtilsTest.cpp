@@ -46,17 +46,16 @@ Quad randomConvexQuad(std::mt19937& rng) {
 }  // namespace
 
 TEST(NumericalUtilsSpacing, isTheGapToTheNextValueSymmetricInSignAndNaNForNonFinite) {
-  EXPECT_EQ(NumericalUtils::spacing(1.0f), FLT_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(-1.0f), FLT_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(1.0), DBL_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(0.5), DBL_EPSILON / 2);
-  EXPECT_EQ(NumericalUtils::spacing(0.0f), std::numeric_limits<float>::denorm_min());
-  EXPECT_EQ(NumericalUtils::spacing(0.0), std::numeric_limits<double>::denorm_min());
-  EXPECT_EQ(NumericalUtils::spacing(kMaxFloat), std::ldexp(1.0f, 104));  // the invalid mark is finite
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::numeric_limits<float>::infinity())));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nanf(""))));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nan(""))));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(-std::numeric_limits<double>::infinity())));
+  using N = NumericalUtils;
+  // The invalid mark (the largest float) has the finite spacing below it.
+  EXPECT_EQ((std::vector<float>{N::spacing(1.0f), N::spacing(-1.0f), N::spacing(0.0f), N::spacing(kMaxFloat)}),
+            (std::vector<float>{FLT_EPSILON, FLT_EPSILON, std::numeric_limits<float>::denorm_min(),
+                                std::ldexp(1.0f, 104)}));
+  EXPECT_EQ((std::vector<double>{N::spacing(1.0), N::spacing(0.5), N::spacing(0.0)}),
+            (std::vector<double>{DBL_EPSILON, DBL_EPSILON / 2, std::numeric_limits<double>::denorm_min()}));
+  for (double x : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), std::nan("")}) {
+    EXPECT_TRUE(std::isnan(N::spacing(x)) && std::isnan(N::spacing(float(x)))) << x;
+  }
 }
 
 TEST(NumericalUtilsBilinear, cornersGiveTheirValuesExactly) {

@@ -18,11 +18,10 @@ TEST(Topo2dBase, everyAccessorFollowsRowMajorFormulaWithFastJ) {
     SCOPED_TRACE(testing::Message() << begin << " " << isize << "x" << jsize);
     Topo2dBase t;
     t.setIndex(begin, isize, jsize);
-    EXPECT_EQ(std::make_pair(t.getIsize(), t.getJsize()), std::make_pair(isize, jsize));
-    EXPECT_EQ(std::make_pair(t.getIcv(), t.getJcv()), std::make_pair(isize - 1, jsize - 1));
-    EXPECT_EQ(std::make_pair(t.getImax(), t.getJmax()), std::make_pair(isize - 1, jsize - 1));
-    EXPECT_EQ(std::make_pair(t.begin(), t.end()), std::make_pair(begin, begin + isize * jsize));
-    EXPECT_EQ(t.getSize(), isize * jsize);
+    EXPECT_EQ((std::vector<int>{t.getIsize(), t.getJsize(), t.getIcv(), t.getJcv(), t.getImax(), t.getJmax(),
+                                t.begin(), t.end(), t.getSize()}),
+              (std::vector<int>{isize, jsize, isize - 1, jsize - 1, isize - 1, jsize - 1, begin, begin + isize * jsize,
+                                isize * jsize}));
     for (int i = 0; i < isize; ++i) {
       for (int j = 0; j < jsize; ++j) {
         const int global = begin + i * jsize + j;
