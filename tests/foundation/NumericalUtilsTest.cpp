@@ -22,10 +22,10 @@ struct Solve {
   bool unreliable = true, inside = false, unusable = true;
 };
 
-Solve solve(const Quad& q, float px, float py, float tol1 = 0.01f) {
+Solve solve(const Quad& q, float px, float py, float tol1 = 0.01f, int iterations = 50) {
   Solve r;
   NumericalUtils::searchForSTinQuad(r.s, r.t, px, py, q.x[0], q.y[0], q.x[1], q.y[1], q.x[2], q.y[2], q.x[3],
-                                    q.y[3], r.unreliable, r.inside, r.unusable, 50, tol1, 0.00001f);
+                                    q.y[3], r.unreliable, r.inside, r.unusable, iterations, tol1, 0.00001f);
   return r;
 }
 
@@ -62,9 +62,8 @@ TEST(NumericalUtilsBilinear, cornersGiveTheirValuesExactly) {
   const float w[4] = {1.25f, -3.5f, 7.0f, 0.1f};
   for (int k = 0; k < 4; ++k) {
     EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(float(k % 2), float(k / 2), w[0], w[1], w[2], w[3]), w[k]);
+    EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(k % 2, k / 2, w[0], w[1], w[2], w[3]), double(w[k]));
   }
-  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(0, 0, 0.1, 2, 3, 4), 0.1);
-  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(1, 1, 0.1, 2, 3, 4), 4.0);
   // s runs from corner 0 towards corner 1 only.
   EXPECT_FLOAT_EQ(NumericalUtils::calculateValueInQuadFromST(0.5f, 0, 0, 10, 100, 100), 5.0f);
 }
@@ -98,7 +97,7 @@ TEST(NumericalUtilsSearch, solvesInsideAndOutsideConvexCellsAndFlagsPointsWithin
   }
 }
 
-TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
+TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOneAndTheInsideFlagUsesTheMargin) {
   const Quad q{{0.1f, 1.3f, 0.0f, 1.1f}, {0.2f, 0.0f, 0.9f, 1.4f}};
   for (int k = 0; k < 4; ++k) {
     SCOPED_TRACE(k);
@@ -112,9 +111,7 @@ TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
   EXPECT_NEAR(west.t, 0.5f, kStTolerance);
   EXPECT_EQ(south.t, 0.0f);
   EXPECT_NEAR(south.s, 0.5f, kStTolerance);
-}
-
-TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
+  // The inside flag allows the margin tolerance on every side.
   const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
   EXPECT_TRUE(solve(unit, -0.005f, 0.5f).inside);
   EXPECT_TRUE(solve(unit, 0.5f, 1.005f).inside);
@@ -129,7 +126,7 @@ TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
   EXPECT_FALSE(far.unusable);
 }
 
-TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
+TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableAndTooFewIterationsUnreliable) {
   const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
   const struct {
     Quad q;
@@ -144,18 +141,11 @@ TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
   const Solve r = solve(unit, kMaxFloat, 0.5f);
   EXPECT_FALSE(r.inside);
   EXPECT_TRUE(r.unusable || r.unreliable);
-}
-
-TEST(NumericalUtilsSearch, tooFewIterationsMarkTheSolveUnreliable) {
+  // Too few iterations: the point lies in the cell, but an unfinished iterate is not a solution.
   const Quad skew{{0, 1, 0, 3}, {0, 0, 1, 2}};
   for (const int iterations : {1, 50}) {
-    Solve r;
-    NumericalUtils::searchForSTinQuad(r.s, r.t, 1.4f, 0.9f, skew.x[0], skew.y[0], skew.x[1], skew.y[1], skew.x[2],
-                                      skew.y[2], skew.x[3], skew.y[3], r.unreliable, r.inside, r.unusable, iterations,
-                                      0.01f, 0.00001f);
-    EXPECT_EQ(r.unreliable, iterations == 1);
-    EXPECT_FALSE(r.unusable);
-    // The point lies in the cell, but an unfinished iterate is not a solution: not inside.
-    EXPECT_EQ(r.inside, iterations != 1);
+    const Solve q = solve(skew, 1.4f, 0.9f, 0.01f, iterations);
+    EXPECT_EQ(std::make_tuple(q.unreliable, q.inside, q.unusable),
+              std::make_tuple(iterations == 1, iterations != 1, false));
   }
 }

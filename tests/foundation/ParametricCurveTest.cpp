@@ -45,13 +45,24 @@ std::vector<PD> pointsAt(const ParametricCurve& c, const std::vector<double>& s)
 
 }  // namespace
 
-TEST(ParametricCurveParameters, arcLengthModeIsNormalisedWithExactEndsAndUniformWithoutLength) {
+// Arc-length parameters: normalised with exact ends, exact points at the vertices, clamped values;
+// uniform parameters for a curve without length.
+TEST(ParametricCurveParameters, arcLengthModeIsNormalisedExactAtVerticesClampedAndUniformWithoutLength) {
   const ParametricCurve c(lShape(), ParametricCurve::curve2d);
   EXPECT_EQ(std::make_tuple(c.size(), c.getDim(), c.getLength()), std::make_tuple(4u, ParametricCurve::curve2d, 4.0));
   EXPECT_EQ(svaluesOf(c), (std::vector<double>{0.0, 0.25, 0.5, 1.0}));
-  const std::vector<double> s = svaluesOf(ParametricCurve(cleanArc(101), ParametricCurve::curve2d));
+  const Points pts = cleanArc(37);
+  const ParametricCurve arc(pts, ParametricCurve::curve2d);
+  const std::vector<double> s = svaluesOf(arc);
   EXPECT_EQ(std::make_pair(s.front(), s.back()), std::make_pair(0.0, 1.0));
-  for (std::size_t k = 1; k < s.size(); ++k) EXPECT_GT(s[k], s[k - 1]);
+  for (std::size_t k = 0; k < pts.size(); ++k) {
+    EXPECT_EQ(arc.getPointAtParameter(s[k]), PD(pts[k]));
+    EXPECT_TRUE(k == 0 || s[k] > s[k - 1]) << k;
+  }
+  EXPECT_EQ(pointsAt(arc, {-0.5, 1.5, std::nan("")}),
+            (std::vector<PD>{PD(pts.front()), PD(pts.back()), PD(pts.front())}));
+  // A parameter that rounds just below 1 stays within one float spacing of the end.
+  EXPECT_NEAR(arc.getPointAtParameter(0.9999999999999999)[1], pts.back()[1], 4e-7);
   const ParametricCurve flat({P(1, 1, 0), P(1, 1, 0), P(1, 1, 0)}, ParametricCurve::curve1d);
   EXPECT_EQ(std::make_pair(svaluesOf(flat), flat.getLength()), std::make_pair(std::vector<double>{0.0, 0.5, 1.0}, 0.0));
   const ParametricCurve one({P(5, 6, 7)}, ParametricCurve::curve2d);
@@ -74,17 +85,6 @@ TEST(ParametricCurveParameters, callerParametersAreKeptAndTheFirstBracketingSegm
   EXPECT_EQ(pointsAt(flat, {0.5, 5.0, -5.0}), (std::vector<PD>{PD(1, 0, 0), PD(2, 2, 0), PD(0, 0, 0)}));
 }
 
-TEST(ParametricCurvePointAtParameter, verticesAreExactAndValuesClamped) {
-  const Points pts = cleanArc(37);
-  const ParametricCurve c(pts, ParametricCurve::curve2d);
-  const std::vector<double> s = svaluesOf(c);
-  for (std::size_t k = 0; k < pts.size(); ++k) EXPECT_EQ(c.getPointAtParameter(s[k]), PD(pts[k]));
-  EXPECT_EQ(pointsAt(c, {-0.5, 1.5, std::nan("")}),
-            (std::vector<PD>{PD(pts.front()), PD(pts.back()), PD(pts.front())}));
-  // A parameter that rounds just below 1 stays within one float spacing of the end.
-  EXPECT_NEAR(c.getPointAtParameter(0.9999999999999999)[1], pts.back()[1], 4e-7);
-}
-
 TEST(ParametricCurveErrors, emptyCurveQueriesThrowInvalidNamingTheClassAndProblem) {
   const ParametricCurve empty;
   Points out;
@@ -101,7 +101,7 @@ TEST(ParametricCurveErrors, emptyCurveQueriesThrowInvalidNamingTheClassAndProble
   EXPECT_TRUE(out.empty());
 }
 
-TEST(ParametricCurveProjection, givesTheFootOfThePerpendicularAndItsParameter) {
+TEST(ParametricCurveProjection, givesTheFootOfThePerpendicularAndItsParameterAndNaNTheFirstPoint) {
   const ParametricCurve c(lShape(), ParametricCurve::curve2d);
   double s = -1;
   EXPECT_EQ(c.projectPoint(P(0.5f, -3.0f, 0.0f), s), P(0.5f, 0.0f, 0.0f));
@@ -125,11 +125,7 @@ TEST(ParametricCurveProjection, givesTheFootOfThePerpendicularAndItsParameter) {
     const PD q = arc.projectPoint(PD(coord(rng), coord(rng), 0.0), s);
     EXPECT_NEAR((arc.getPointAtParameter(s) - q).length(), 0.0, 1e-9);
   }
-}
-
-TEST(ParametricCurveProjection, nanCoordinatesGiveTheFirstPointWithoutHanging) {
-  const ParametricCurve c(lShape(), ParametricCurve::curve2d);
-  double s = -1;
+  // NaN coordinates give the first point, without hanging.
   EXPECT_EQ(c.projectPoint(P(kNaN, 0, 0), s), P(0, 0, 0));
   EXPECT_EQ(s, 0.0);
   const ParametricCurve bad({P(0, 0, 0), P(kNaN, 1, 0), P(2, 2, 0)}, ParametricCurve::curve2d);

@@ -95,14 +95,10 @@ TEST(QuadtreeBucket, extremeCoordinatesAndNonFiniteValuesFollowTheScan) {
               inf = std::numeric_limits<float>::infinity();
   std::vector<P> points{P(nan, 0, 0), P(1, 1, 0), P(inf, 0, 0), P(-2, 3, 0), P(1e-30f, 0, 0),
                         P(0, 1e-30f, 0), P(1e30f, -1e30f, 0), P(3e38f, 0, 0)};
-  std::vector<P> queries{P(0, 0, 0),    P(1, 1, 0),      P(big, 0, 0),   P(-big, big, 0),
-                         P(1e-40f, 0, 0), P(0, 1e-41f, 0), P(2e38f, 1, 0), P(1e30f, -9e29f, 0)};
+  std::vector<P> queries{P(0, 0, 0),      P(1, 1, 0),     P(big, 0, 0),       P(-big, big, 0), P(1e-40f, 0, 0),
+                         P(0, 1e-41f, 0), P(2e38f, 1, 0), P(1e30f, -9e29f, 0), P(nan, 0, 0),    P(0, nan, 0),
+                         P(inf, 0, 0)};
   expectAgreesWithBruteForce(points, queries);
-  QuadtreeBucket tree;
-  tree.construct(points);
-  EXPECT_EQ(tree.findNearestPoint(P(nan, 0, 0)), 0u);
-  EXPECT_EQ(tree.findNearestPoint(P(0, nan, 0)), bruteForceNearest(points, P(0, nan, 0)));
-  EXPECT_EQ(tree.findNearestPoint(P(inf, 0, 0)), bruteForceNearest(points, P(inf, 0, 0)));
   QuadtreeBucket allBad;
   allBad.construct({P(nan, nan, 0), P(inf, 0, 0)});
   EXPECT_EQ(allBad.size(), 2u);

@@ -3,7 +3,8 @@
 using qor::TripletBase;
 using F3 = TripletBase<float>;
 
-TEST(Triplet, divisionByZeroThrowsInvalidAndLeavesTripletUnchanged) {
+// Division by zero throws invalid and leaves the triplet unchanged; lengths keep the invalid mark.
+TEST(Triplet, arithmeticDivisionByZeroAndLengthsOfTheInvalidMark) {
   F3 p(1, 2, 3);
   qortest::expectError(qortest::captureError<qor::data::invalid>([&] { p /= 0.0; }), "Triplet", "operator/=",
                        "Attempt to divide by zero.");
@@ -13,9 +14,6 @@ TEST(Triplet, divisionByZeroThrowsInvalidAndLeavesTripletUnchanged) {
   EXPECT_EQ((p / 3.0)[0], static_cast<float>(1.0 / 3.0));
   EXPECT_EQ((p / 3.0)[2], 1.0f);
   EXPECT_EQ((p / 1e-300)[0], std::numeric_limits<float>::infinity());
-}
-
-TEST(Triplet, arithmeticAndLengthsKeepTheInvalidMark) {
   const F3 a(1, 2, 3), b(4, -5, 6), origin(0, 0, 0);
   F3 c = a;
   c += b;
@@ -58,8 +56,7 @@ TEST(ErrorFamily, dataInvalidIsCaughtByItsBasesOnlyAndNullPointerIsInternal) {
     raise();
   } catch (const qor::internal::error&) {
     ADD_FAILURE() << "caught as an internal error";
-  } catch (const qor::data::error& e) {
-    EXPECT_EQ(static_cast<int>(e.getErrorType()), 4);
+  } catch (const qor::data::error&) {  // its family's base
   }
   const qor::Error e = qortest::captureError(raise);
   qortest::expectError(e, "ParametricDB", "throwCurveNotExist", "Curve does not exist. Name= hub");

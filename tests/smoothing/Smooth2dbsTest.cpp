@@ -178,7 +178,7 @@ TEST(Smooth2dbsSetup, errorsBeforeAValidSetmtopoAndOutOfRangeLevels) {
   EXPECT_THROW(s.writePostSurface(2, "none.srf"), std::out_of_range);
 }
 
-TEST(Smooth2dbsSetup, spreadsOfIterationCountsOverLevels) {
+TEST(Smooth2dbsSetup, spreadsOfIterationCountsOverLevelsAndSetmtopoResetsTuningAndConditions) {
   const Domain d = rectangle(1, 1);
   auto spread = [&](int levels, bool linear, int first, int last) {
     Smoothing r(d, levels, 2, 2);
@@ -187,10 +187,7 @@ TEST(Smooth2dbsSetup, spreadsOfIterationCountsOverLevels) {
   };
   EXPECT_EQ(spread(4, true, 100, 20), (std::vector<int>{100, 74, 48, 20}));  // integer step 26
   EXPECT_EQ(spread(3, false, 10, 50), (std::vector<int>{10, 20, 50}));
-}
-
-TEST(Smooth2dbsSetup, setmtopoResetsTuningAndConditions) {
-  const Domain d = rectangle(1, 1);
+  // setmtopo resets the counts and the conditions.
   Smoothing r(d, 2, 3, 2, 5);
   r.s.setMaxNumberOfIteration(9, 1);
   EXPECT_EQ(debugRun(r.s, 2), (Lines{" Post Mesh saved in:strStart.00", "do level 0max iter= 5",
