@@ -99,18 +99,6 @@ TEST(ParametricDB, idsFollowCreationOrderAndAreNeverReused) {
   EXPECT_EQ(db.getCurveID("e"), 1);
 }
 
-TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
-  ParametricDB db;
-  db.createCurve("a", line(2), {0.0, 0.9, 1.0}, kPlane);
-  EXPECT_NEAR(db.getPointAtParameter("a", 0.9)[0], 1.0, kTol);
-  CountingDB counting;
-  const PointF first(1.5f, -2.0f, 0.25f), second(4.0f, 3.0f, -1.0f);
-  counting.createCurveTwoPoints("seg", first, second);
-  EXPECT_EQ(counting.createCalls, 1);
-  EXPECT_EQ(std::make_pair(counting.getFirstPoint("seg"), counting.getLastPoint("seg")), std::make_pair(first, second));
-  EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
-}
-
 // Point locations fail too before their output changes.
 TEST(ParametricDB, queriesReportAnEmptyDatabaseOrTheUnknownNameAndCurveErrorsPassThrough) {
   ParametricDB db;
@@ -137,6 +125,8 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
   ParametricDB db;
   db.createCurve("x", line(4, 5), kPlane);
   db.createCurve("y", {PointF(0, 0, 0), PointF(0, 2, 0)}, kPlane);
+  db.createCurve("a", line(2), {0.0, 0.9, 1.0}, kPlane);  // with parameter values
+  EXPECT_NEAR(db.getPointAtParameter("a", 0.9)[0], 1.0, kTol);
   EXPECT_NEAR(db.getLength("y"), 2.0, kTol);
   EXPECT_EQ(db.getLastPoint("y"), PointF(0, 2, 0));
   EXPECT_NEAR(db.getPointAtParameter("x", 0.25)[0], 1.0, kTol);
@@ -156,7 +146,7 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
   EXPECT_EQ(qortest::readLines("x_curve.txt").size(), 5u);
 }
 
-TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
+TEST(ParametricDB, pointLocationsKeepGivenEndsPlaceMiddleByParameterAndUseTheVirtualOperations) {
   ParametricDB db;
   db.createCurve("x", line(10, 6), kPlane);
   const PointD first(2, 1, 0), last(8, -1, 0);
@@ -174,12 +164,17 @@ TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   // A single fraction gives the last point.
   db.getPointLocationsOnCurveAtParameter({0.3}, first, last, "x", out);
   EXPECT_EQ(out, std::vector<PointD>{last});
-  // Inner points go through the virtual getPointAtParameter of a derived database.
+  // Inner points and two-point curves go through the virtual operations of a derived database.
   CountingDB counting;
   counting.createCurve("x", line(10), kPlane);
   counting.getPointLocationsOnCurveAtParameter({0.0, 0.2, 0.4, 1.0}, PointD(0, 0, 0), PointD(10, 0, 0), "x", out);
   EXPECT_EQ(counting.pointCalls, 2);
   EXPECT_NEAR(out[2][0], 4.0, kTol);
+  const PointF a(1.5f, -2.0f, 0.25f), b(4.0f, 3.0f, -1.0f);
+  counting.createCurveTwoPoints("seg", a, b);
+  EXPECT_EQ(counting.createCalls, 2);
+  EXPECT_EQ(std::make_pair(counting.getFirstPoint("seg"), counting.getLastPoint("seg")), std::make_pair(a, b));
+  EXPECT_NEAR(counting.getLength("seg"), double((b - a).length()), kTol);
 }
 
 TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
