@@ -138,7 +138,9 @@ TEST(ParametricCurveProjection, givesTheFootOfThePerpendicularAndItsParameterAnd
   EXPECT_GE(edit.size(), 1u);
 }
 
-TEST(ParametricCurvePieces, piecesHaveInterpolatedEndsInnerVerticesAndAtLeastTwoPoints) {
+// Pieces have interpolated ends, the inner vertices and at least two points; samples by parameter
+// are clamped or extrapolated, equidistant samples have exact ends.
+TEST(ParametricCurvePieces, piecesAndSamplesOfTheCurve) {
   const ParametricCurve c(lShape(), ParametricCurve::curve2d);
   Points out;
   std::vector<double> sv;
@@ -160,11 +162,6 @@ TEST(ParametricCurvePieces, piecesHaveInterpolatedEndsInnerVerticesAndAtLeastTwo
   EXPECT_EQ(out, (Points{P(2, 1, 0), P(2, 2, 0)}));
   c.getCurve(0.0, 1.0, out);
   EXPECT_EQ(out, lShape());
-}
-
-TEST(ParametricCurveSampling, bySvaluesClampsOrExtrapolatesAndEquidistantSamplesHaveExactEnds) {
-  const ParametricCurve c(lShape(), ParametricCurve::curve2d);
-  Points out;
   c.getCurveBySvalues(out, {-0.25, 0.0, 0.375, 1.0, 1.25}, true);
   EXPECT_EQ(out, (Points{P(0, 0, 0), P(0, 0, 0), P(1.5f, 0, 0), P(2, 2, 0), P(2, 2, 0)}));
   c.getCurveBySvalues(out, {-0.25, 1.25}, false);

@@ -48,7 +48,7 @@ TEST(Topo2dBase, everyAccessorFollowsRowMajorFormulaWithFastJ) {
 }
 
 // Rows are checked against the row table, columns are not; sums outside int are reported.
-TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowAndChangeNothing) {
+TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowChangeNothingAndTheRowTableNeverShrinks) {
   Topo2dBase neverSetUp, t, empty, negative;
   t.setIndex(10, 3, 4);
   empty.setIndex(0, 3, 0);
@@ -72,11 +72,7 @@ TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowAndChangeNothing) {
   c = b;
   b.setIndex(1, 1, 1);
   EXPECT_EQ(std::make_pair(c.getEN(), c.getSize()), std::make_pair(21, 12));
-}
-
-// The row table grows but never shrinks; a size below one sets only the scalars.
-TEST(Topo2dBase, rowTableNeverShrinksAndSizeBelowOneChangesOnlyTheScalars) {
-  Topo2dBase t;
+  // The row table grows but never shrinks; a size below one sets only the scalars.
   t.setIndex(0, 5, 3);
   const int staleRow4 = t.getij(4, 0);
   t.setIndex(100, 2, 4);
