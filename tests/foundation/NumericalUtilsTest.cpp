@@ -9,11 +9,12 @@ using qor::NumericalUtils;
 namespace {
 
 constexpr float kMaxFloat = std::numeric_limits<float>::max();
-// Agreement of the iterative solve with the closed-form inverse, in local coordinates.
+// Accuracy of the iterative solve in local coordinates (its residual relative to the cell size).
 constexpr double kStTolerance = 1e-5;
 
 struct Quad {
   std::array<float, 4> x, y;
+  float size = 1.0f;  // the scale of the cell
 };
 
 struct Solve {
@@ -21,48 +22,11 @@ struct Solve {
   bool unreliable = true, inside = false, unusable = true;
 };
 
-Solve solve(const Quad& q, float px, float py, float tol1 = 0.01f) {
+Solve solve(const Quad& q, float px, float py, float tol1 = 0.01f, int iterations = 50) {
   Solve r;
   NumericalUtils::searchForSTinQuad(r.s, r.t, px, py, q.x[0], q.y[0], q.x[1], q.y[1], q.x[2], q.y[2], q.x[3],
-                                    q.y[3], r.unreliable, r.inside, r.unusable, 50, tol1, 0.00001f);
+                                    q.y[3], r.unreliable, r.inside, r.unusable, iterations, tol1, 0.00001f);
   return r;
-}
-
-// Closed-form inverse of X(s,t) = a + b s + c t + d s t: crossing with (c + d s) eliminates t and
-// leaves a quadratic in s. Of the (at most two) roots, the one nearest to the cell centre is taken.
-bool closedFormInverse(const Quad& q, double px, double py, double& s, double& t) {
-  const double ax = q.x[0] - px, ay = q.y[0] - py;
-  const double bx = double(q.x[1]) - q.x[0], by = double(q.y[1]) - q.y[0];
-  const double cx = double(q.x[2]) - q.x[0], cy = double(q.y[2]) - q.y[0];
-  const double dx = double(q.x[3]) - q.x[1] - q.x[2] + q.x[0];
-  const double dy = double(q.y[3]) - q.y[1] - q.y[2] + q.y[0];
-  auto cross = [](double ux, double uy, double vx, double vy) { return ux * vy - uy * vx; };
-  const double qa = cross(bx, by, dx, dy);
-  const double qb = cross(ax, ay, dx, dy) + cross(bx, by, cx, cy);
-  const double qc = cross(ax, ay, cx, cy);
-  double roots[2];
-  int n = 0;
-  if (std::fabs(qa) < 1e-14) {
-    roots[n++] = -qc / qb;
-  } else {
-    const double disc = qb * qb - 4 * qa * qc;
-    if (disc < 0) return false;
-    roots[n++] = (-qb + std::sqrt(disc)) / (2 * qa);
-    roots[n++] = (-qb - std::sqrt(disc)) / (2 * qa);
-  }
-  double best = std::numeric_limits<double>::infinity();
-  for (int k = 0; k < n; ++k) {
-    const double rs = roots[k];
-    const double ex = cx + dx * rs, ey = cy + dy * rs;
-    const double rt = std::fabs(ex) > std::fabs(ey) ? -(ax + bx * rs) / ex : -(ay + by * rs) / ey;
-    const double dist = std::hypot(rs - 0.5, rt - 0.5);
-    if (dist < best) {
-      best = dist;
-      s = rs;
-      t = rt;
-    }
-  }
-  return std::isfinite(best);
 }
 
 Quad randomConvexQuad(std::mt19937& rng) {
@@ -71,6 +35,7 @@ Quad randomConvexQuad(std::mt19937& rng) {
   const float sc = scale(rng), ox = shift(rng), oy = shift(rng);
   const float ux[4] = {0, 1, 0, 1}, uy[4] = {0, 0, 1, 1};
   Quad q;
+  q.size = sc;
   for (int k = 0; k < 4; ++k) {
     q.x[k] = ox + sc * (ux[k] + jitter(rng));
     q.y[k] = oy + sc * (uy[k] + jitter(rng));
@@ -81,33 +46,32 @@ Quad randomConvexQuad(std::mt19937& rng) {
 }  // namespace
 
 TEST(NumericalUtilsSpacing, isTheGapToTheNextValueSymmetricInSignAndNaNForNonFinite) {
-  EXPECT_EQ(NumericalUtils::spacing(1.0f), FLT_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(-1.0f), FLT_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(1.0), DBL_EPSILON);
-  EXPECT_EQ(NumericalUtils::spacing(0.5), DBL_EPSILON / 2);
-  EXPECT_EQ(NumericalUtils::spacing(0.0f), std::numeric_limits<float>::denorm_min());
-  EXPECT_EQ(NumericalUtils::spacing(0.0), std::numeric_limits<double>::denorm_min());
-  EXPECT_EQ(NumericalUtils::spacing(kMaxFloat), std::ldexp(1.0f, 104));  // the invalid mark is finite
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::numeric_limits<float>::infinity())));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nanf(""))));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(std::nan(""))));
-  EXPECT_TRUE(std::isnan(NumericalUtils::spacing(-std::numeric_limits<double>::infinity())));
+  using N = NumericalUtils;
+  // The invalid mark (the largest float) has the finite spacing below it.
+  EXPECT_EQ((std::vector<float>{N::spacing(1.0f), N::spacing(-1.0f), N::spacing(0.0f), N::spacing(kMaxFloat)}),
+            (std::vector<float>{FLT_EPSILON, FLT_EPSILON, std::numeric_limits<float>::denorm_min(),
+                                std::ldexp(1.0f, 104)}));
+  EXPECT_EQ((std::vector<double>{N::spacing(1.0), N::spacing(0.5), N::spacing(0.0)}),
+            (std::vector<double>{DBL_EPSILON, DBL_EPSILON / 2, std::numeric_limits<double>::denorm_min()}));
+  for (double x : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(), std::nan("")}) {
+    EXPECT_TRUE(std::isnan(N::spacing(x)) && std::isnan(N::spacing(float(x)))) << x;
+  }
 }
 
 TEST(NumericalUtilsBilinear, cornersGiveTheirValuesExactly) {
   const float w[4] = {1.25f, -3.5f, 7.0f, 0.1f};
   for (int k = 0; k < 4; ++k) {
     EXPECT_EQ(NumericalUtils::calculateValueInQuadFromST(float(k % 2), float(k / 2), w[0], w[1], w[2], w[3]), w[k]);
+    EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(k % 2, k / 2, w[0], w[1], w[2], w[3]), double(w[k]));
   }
-  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(0, 0, 0.1, 2, 3, 4), 0.1);
-  EXPECT_EQ(NumericalUtils::calculateValueInQuadFromSTD(1, 1, 0.1, 2, 3, 4), 4.0);
   // s runs from corner 0 towards corner 1 only.
   EXPECT_FLOAT_EQ(NumericalUtils::calculateValueInQuadFromST(0.5f, 0, 0, 10, 100, 100), 5.0f);
 }
 
-// Points mapped from local coordinates in [0, 1] (seed 42) and in [-1, 2] (seed 7); solve() starts
-// from wrong flags and s, t, so every flag must be set by each call.
-TEST(NumericalUtilsSearch, agreesWithClosedFormInverseInsideAndOutsideConvexCells) {
+// Points mapped from local coordinates in [0, 1] (seed 42) and in [-1, 2] (seed 7), far from the
+// origin; solve() starts from wrong flags and s, t, so every flag must be set by each call. The
+// solution maps back onto the point, and the inside flag follows from it with the margin.
+TEST(NumericalUtilsSearch, solvesInsideAndOutsideConvexCellsAndFlagsPointsWithinTheMargin) {
   for (const bool inCell : {true, false}) {
     std::mt19937 rng(inCell ? 42 : 7);
     std::uniform_real_distribution<float> local(inCell ? 0.0f : -1.0f, inCell ? 1.0f : 2.0f);
@@ -118,26 +82,22 @@ TEST(NumericalUtilsSearch, agreesWithClosedFormInverseInsideAndOutsideConvexCell
       const float us = local(rng), ut = local(rng);
       const float px = NumericalUtils::calculateValueInQuadFromST(us, ut, q.x[0], q.x[1], q.x[2], q.x[3]);
       const float py = NumericalUtils::calculateValueInQuadFromST(us, ut, q.y[0], q.y[1], q.y[2], q.y[3]);
-      double es = 0.0, et = 0.0;  // set by closedFormInverse
-      ASSERT_TRUE(closedFormInverse(q, px, py, es, et));
       const Solve r = solve(q, px, py);
       ASSERT_FALSE(r.unusable);
       EXPECT_FALSE(r.unreliable);
-      EXPECT_NEAR(r.s, es, kStTolerance * (inCell ? 1 : 1 + std::fabs(es)));
-      EXPECT_NEAR(r.t, et, kStTolerance * (inCell ? 1 : 1 + std::fabs(et)));
-      const bool expectInside = es >= -0.01 && es <= 1.01 && et >= -0.01 && et <= 1.01;
-      // Points within 1e-5 of the margin may land on either side of it after rounding.
-      const bool nearMargin = std::fabs(es + 0.01) < 1e-5 || std::fabs(es - 1.01) < 1e-5 ||
-                              std::fabs(et + 0.01) < 1e-5 || std::fabs(et - 1.01) < 1e-5;
+      const double x = NumericalUtils::calculateValueInQuadFromSTD(r.s, r.t, q.x[0], q.x[1], q.x[2], q.x[3]);
+      const double y = NumericalUtils::calculateValueInQuadFromSTD(r.s, r.t, q.y[0], q.y[1], q.y[2], q.y[3]);
+      EXPECT_LE(std::hypot(x - px, y - py), kStTolerance * q.size) << r.s << " " << r.t;
+      const bool expectInside = r.s >= -0.01f && r.s <= 1.01f && r.t >= -0.01f && r.t <= 1.01f;
       EXPECT_TRUE(r.inside || !inCell);
-      EXPECT_TRUE(r.inside == expectInside || nearMargin);
+      EXPECT_EQ(r.inside, expectInside) << r.s << " " << r.t;
       if (!expectInside) ++outside;
     }
     EXPECT_GT(outside, inCell ? -1 : 100);
   }
 }
 
-TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
+TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOneAndTheInsideFlagUsesTheMargin) {
   const Quad q{{0.1f, 1.3f, 0.0f, 1.1f}, {0.2f, 0.0f, 0.9f, 1.4f}};
   for (int k = 0; k < 4; ++k) {
     SCOPED_TRACE(k);
@@ -151,11 +111,10 @@ TEST(NumericalUtilsSearch, edgesAndCornersGiveExactZeroOrOne) {
   EXPECT_NEAR(west.t, 0.5f, kStTolerance);
   EXPECT_EQ(south.t, 0.0f);
   EXPECT_NEAR(south.s, 0.5f, kStTolerance);
-}
-
-TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
+  // The inside flag allows the margin tolerance on every side.
   const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
   EXPECT_TRUE(solve(unit, -0.005f, 0.5f).inside);
+  EXPECT_TRUE(solve(unit, 0.5f, 1.005f).inside);
   EXPECT_FALSE(solve(unit, -0.02f, 0.5f).inside);
   EXPECT_TRUE(solve(unit, -0.02f, 0.5f, 1.0f).inside);
   EXPECT_FALSE(solve(unit, 2.5f, 0.5f, 1.0f).inside);
@@ -167,7 +126,7 @@ TEST(NumericalUtilsSearch, insideFlagUsesTheMarginTolerance) {
   EXPECT_FALSE(far.unusable);
 }
 
-TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
+TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableAndTooFewIterationsUnreliable) {
   const Quad unit{{0, 1, 0, 1}, {0, 0, 1, 1}};
   const struct {
     Quad q;
@@ -182,18 +141,11 @@ TEST(NumericalUtilsSearch, degenerateCellsAndNaNAreUnusableWithoutHanging) {
   const Solve r = solve(unit, kMaxFloat, 0.5f);
   EXPECT_FALSE(r.inside);
   EXPECT_TRUE(r.unusable || r.unreliable);
-}
-
-TEST(NumericalUtilsSearch, tooFewIterationsMarkTheSolveUnreliable) {
+  // Too few iterations: the point lies in the cell, but an unfinished iterate is not a solution.
   const Quad skew{{0, 1, 0, 3}, {0, 0, 1, 2}};
   for (const int iterations : {1, 50}) {
-    Solve r;
-    NumericalUtils::searchForSTinQuad(r.s, r.t, 1.4f, 0.9f, skew.x[0], skew.y[0], skew.x[1], skew.y[1], skew.x[2],
-                                      skew.y[2], skew.x[3], skew.y[3], r.unreliable, r.inside, r.unusable, iterations,
-                                      0.01f, 0.00001f);
-    EXPECT_EQ(r.unreliable, iterations == 1);
-    EXPECT_FALSE(r.unusable);
-    // The point lies in the cell, but an unfinished iterate is not a solution: not inside.
-    EXPECT_EQ(r.inside, iterations != 1);
+    const Solve q = solve(skew, 1.4f, 0.9f, 0.01f, iterations);
+    EXPECT_EQ(std::make_tuple(q.unreliable, q.inside, q.unusable),
+              std::make_tuple(iterations == 1, iterations != 1, false));
   }
 }

@@ -3,7 +3,7 @@
 using qor::QORStream;
 using qor::StringUtilities;
 
-TEST(QORStreamFiles, writesReadsBackTruncatesAndMovesKeepingTheFile) {
+TEST(QORStreamFiles, writesReadsBackTruncatesMovesKeepingTheFileAndNamesAFileItCannotOpen) {
   qortest::ScopedTempDir dir;
   {
     QORStream out("values.txt", QORStream::write, false);
@@ -30,11 +30,8 @@ TEST(QORStreamFiles, writesReadsBackTruncatesAndMovesKeepingTheFile) {
     EXPECT_EQ(second.fileName(), "t.txt");
   }
   EXPECT_EQ(qortest::readLines("t.txt"), std::vector<std::string>{"new"});
-}
-
-TEST(QORStreamFiles, fileThatCannotBeOpenedThrowsDataErrorNamingIt) {
-  qortest::ScopedTempDir dir;
-  const auto e = qortest::captureError<qor::data::error>([] { QORStream in("missing.txt", QORStream::read); });
+  // A file that cannot be opened is a data error naming it.
+  const auto e = qortest::captureError<qor::data::error>([] { QORStream missing("missing.txt", QORStream::read); });
   EXPECT_EQ(e.getClassName(), "QORStream");
   EXPECT_NE(e.getMessage().find("missing.txt"), std::string::npos);
   EXPECT_THROW(QORStream("no/such/dir/out.txt", QORStream::write), qor::data::error);

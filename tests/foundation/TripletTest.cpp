@@ -3,7 +3,8 @@
 using qor::TripletBase;
 using F3 = TripletBase<float>;
 
-TEST(Triplet, divisionByZeroThrowsInvalidAndLeavesTripletUnchanged) {
+// Division by zero throws invalid and leaves the triplet unchanged; lengths keep the invalid mark.
+TEST(Triplet, arithmeticDivisionByZeroAndLengthsOfTheInvalidMark) {
   F3 p(1, 2, 3);
   qortest::expectError(qortest::captureError<qor::data::invalid>([&] { p /= 0.0; }), "Triplet", "operator/=",
                        "Attempt to divide by zero.");
@@ -13,21 +14,14 @@ TEST(Triplet, divisionByZeroThrowsInvalidAndLeavesTripletUnchanged) {
   EXPECT_EQ((p / 3.0)[0], static_cast<float>(1.0 / 3.0));
   EXPECT_EQ((p / 3.0)[2], 1.0f);
   EXPECT_EQ((p / 1e-300)[0], std::numeric_limits<float>::infinity());
-}
-
-TEST(Triplet, arithmeticAndLengthsKeepTheInvalidMark) {
   const F3 a(1, 2, 3), b(4, -5, 6), origin(0, 0, 0);
   F3 c = a;
   c += b;
   c -= a;
-  EXPECT_EQ(c, b);
-  EXPECT_EQ(a + b, F3(5, -3, 9));
-  EXPECT_EQ(a - b, F3(-3, 7, -3));
-  EXPECT_EQ(a * 2, F3(2, 4, 6));
-  EXPECT_EQ(-a, F3(-1, -2, -3));
-  EXPECT_EQ(0.5 * a, F3(0.5f, 1, 1.5f));
+  EXPECT_EQ((std::vector<F3>{c, a + b, a - b, a * 2, -a, 0.5 * a, a.cross(b)}),
+            (std::vector<F3>{b, F3(5, -3, 9), F3(-3, 7, -3), F3(2, 4, 6), F3(-1, -2, -3), F3(0.5f, 1, 1.5f),
+                             F3(27, 6, -13)}));
   EXPECT_EQ(a.dot(b), 12.0f);
-  EXPECT_EQ(a.cross(b), F3(27, 6, -13));
   const float mark = 3.4028235e38f;  // the largest float marks an invalid length
   EXPECT_EQ((std::vector<float>{F3(mark, 0, 0).length(), F3(1, mark, 1).length(),
                                 qor::squaredDistance(origin, F3(mark, 0, 0)), F3(3, 4, 0).length(),
@@ -62,8 +56,7 @@ TEST(ErrorFamily, dataInvalidIsCaughtByItsBasesOnlyAndNullPointerIsInternal) {
     raise();
   } catch (const qor::internal::error&) {
     ADD_FAILURE() << "caught as an internal error";
-  } catch (const qor::data::error& e) {
-    EXPECT_EQ(static_cast<int>(e.getErrorType()), 4);
+  } catch (const qor::data::error&) {  // its family's base
   }
   const qor::Error e = qortest::captureError(raise);
   qortest::expectError(e, "ParametricDB", "throwCurveNotExist", "Curve does not exist. Name= hub");

@@ -99,23 +99,20 @@ TEST(ParametricDB, idsFollowCreationOrderAndAreNeverReused) {
   EXPECT_EQ(db.getCurveID("e"), 1);
 }
 
-TEST(ParametricDB, parameterValuesAndTwoPointCurvesGoThroughTheVirtualCreate) {
-  ParametricDB db;
-  db.createCurve("a", line(2), {0.0, 0.9, 1.0}, kPlane);
-  EXPECT_NEAR(db.getPointAtParameter("a", 0.9)[0], 1.0, kTol);
-  CountingDB counting;
-  const PointF first(1.5f, -2.0f, 0.25f), second(4.0f, 3.0f, -1.0f);
-  counting.createCurveTwoPoints("seg", first, second);
-  EXPECT_EQ(counting.createCalls, 1);
-  EXPECT_EQ(std::make_pair(counting.getFirstPoint("seg"), counting.getLastPoint("seg")), std::make_pair(first, second));
-  EXPECT_NEAR(counting.getLength("seg"), double((second - first).length()), kTol);
-}
-
+// Point locations fail too before their output changes.
 TEST(ParametricDB, queriesReportAnEmptyDatabaseOrTheUnknownNameAndCurveErrorsPassThrough) {
   ParametricDB db;
+  std::vector<PointD> out(2, PointD(9, 9, 9));
+  auto locations = [&](const std::string& name) {
+    return [&db, &out, name] { db.getPointLocationsOnCurveAtParameter({0.0, 1.0}, PointD(), PointD(), name, out); };
+  };
   for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
+  expectEmptyError(locations("hub"));
   db.createCurve("hub", line(1), kPlane);
   for (const auto& q : queriesOn(db, "n_mp")) expectNotExistError(q, "n_mp");
+  expectNotExistError(locations("n_mp"), "n_mp");
+  EXPECT_EQ(out, std::vector<PointD>(2, PointD(9, 9, 9)));
+  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "hub", out), std::out_of_range);
   EXPECT_NEAR(db.getLength("hub"), 1.0, kTol);
   db.deleteCurve("hub");  // deleted one by one: empty again
   for (const auto& q : queriesOn(db, "hub")) expectEmptyError(q);
@@ -128,6 +125,8 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
   ParametricDB db;
   db.createCurve("x", line(4, 5), kPlane);
   db.createCurve("y", {PointF(0, 0, 0), PointF(0, 2, 0)}, kPlane);
+  db.createCurve("a", line(2), {0.0, 0.9, 1.0}, kPlane);  // with parameter values
+  EXPECT_NEAR(db.getPointAtParameter("a", 0.9)[0], 1.0, kTol);
   EXPECT_NEAR(db.getLength("y"), 2.0, kTol);
   EXPECT_EQ(db.getLastPoint("y"), PointF(0, 2, 0));
   EXPECT_NEAR(db.getPointAtParameter("x", 0.25)[0], 1.0, kTol);
@@ -147,7 +146,7 @@ TEST(ParametricDB, queriesAnswerForTheNamedCurve) {
   EXPECT_EQ(qortest::readLines("x_curve.txt").size(), 5u);
 }
 
-TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
+TEST(ParametricDB, pointLocationsKeepGivenEndsPlaceMiddleByParameterAndUseTheVirtualOperations) {
   ParametricDB db;
   db.createCurve("x", line(10, 6), kPlane);
   const PointD first(2, 1, 0), last(8, -1, 0);
@@ -165,35 +164,25 @@ TEST(ParametricDB, pointLocationsKeepGivenEndsAndPlaceMiddleByParameter) {
   // A single fraction gives the last point.
   db.getPointLocationsOnCurveAtParameter({0.3}, first, last, "x", out);
   EXPECT_EQ(out, std::vector<PointD>{last});
-  // Inner points go through the virtual getPointAtParameter of a derived database.
+  // Inner points and two-point curves go through the virtual operations of a derived database.
   CountingDB counting;
   counting.createCurve("x", line(10), kPlane);
   counting.getPointLocationsOnCurveAtParameter({0.0, 0.2, 0.4, 1.0}, PointD(0, 0, 0), PointD(10, 0, 0), "x", out);
   EXPECT_EQ(counting.pointCalls, 2);
   EXPECT_NEAR(out[2][0], 4.0, kTol);
-}
-
-TEST(ParametricDB, pointLocationsFailuresComeBeforeOutputChanges) {
-  ParametricDB db;
-  std::vector<PointD> out(2, PointD(9, 9, 9));
-  const std::vector<double> fractions{0.0, 1.0};
-  expectEmptyError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "x", out); });
-  db.createCurve("x", line(10), kPlane);
-  expectNotExistError([&] { db.getPointLocationsOnCurveAtParameter(fractions, PointD(), PointD(), "y", out); }, "y");
-  EXPECT_EQ(out, std::vector<PointD>(2, PointD(9, 9, 9)));
-  EXPECT_THROW(db.getPointLocationsOnCurveAtParameter({}, PointD(), PointD(), "x", out), std::out_of_range);
+  const PointF a(1.5f, -2.0f, 0.25f), b(4.0f, 3.0f, -1.0f);
+  counting.createCurveTwoPoints("seg", a, b);
+  EXPECT_EQ(counting.createCalls, 2);
+  EXPECT_EQ(std::make_pair(counting.getFirstPoint("seg"), counting.getLastPoint("seg")), std::make_pair(a, b));
+  EXPECT_NEAR(counting.getLength("seg"), double((b - a).length()), kTol);
 }
 
 TEST(ParametricDB, stateReportListsCurvesInNameOrder) {
   ParametricDB db;
   for (const char* name : {"w_mp", "e_mp", "s_mp"}) db.createCurve(name, line(1), kPlane);
   EXPECT_EQ(qortest::captureStdout([&] { db.printDatabaseState(); }),
-            " State of the Parametric Database\n"
-            " Size : 3 curves\n"
-            "   Curve id and name 1 : e_mp\n"
-            "   Curve id and name 2 : s_mp\n"
-            "   Curve id and name 0 : w_mp\n");
-
+            " State of the Parametric Database\n Size : 3 curves\n   Curve id and name 1 : e_mp\n"
+            "   Curve id and name 2 : s_mp\n   Curve id and name 0 : w_mp\n");
   EXPECT_EQ(qortest::captureStdout([] { ParametricDB().printDatabaseState(); }),
             " State of the Parametric Database\n Size : 0 curves\n");
 }
@@ -232,8 +221,8 @@ TEST(ParametricDB, copiesShareCurvesKeepThemAliveAndSeeEditsThroughEachOther) {
 
 TEST(ParametricDBFactory, everyCallReturnsADistinctEmptyDatabaseOfThePrototypesClass) {
   PrototypeGuard restore;
-  std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB());
-  std::unique_ptr<ParametricDBInterface> b(ParametricDBFactory::createParametricDB());
+  std::unique_ptr<ParametricDBInterface> a(ParametricDBFactory::createParametricDB()),
+      b(ParametricDBFactory::createParametricDB());
   ASSERT_NE(dynamic_cast<ParametricDB*>(a.get()), nullptr);
   ASSERT_NE(b, nullptr);
   EXPECT_NE(a.get(), b.get());

@@ -117,7 +117,7 @@ TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) 
   });
 }
 
-TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNames) {
+TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNamesAndBadInputChangesNothing) {
   Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
   ASSERT_EQ(seg.getLastSegmentID(), 3);
@@ -139,31 +139,33 @@ TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNames) {
   EXPECT_THROW(seg.convertARTtoSpaceNspan(4, Seg::nm, P3(0.5f, 1.5f, 0), uv), std::out_of_range);
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, static_cast<Seg::spaceSeg>(4), P3(0.5f, 1.5f, 0), uv),
                std::out_of_range);
-}
-
-TEST(TurboTransformSegmenterSetup, badBoundaryInputLeavesTheSegmenterUnchanged) {
-  Seg seg(&annulusUnit().transform, Seg::mergedSpan);
-  seg.setInternalBoundaries(annulusBoundaries(1), {false});
+  // Bad boundary input leaves the segmenter unchanged.
   const auto before = seg.getInternalBoundaryEast(0);
-  EXPECT_THROW(seg.setInternalBoundaries(annulusBoundaries(3), {false}), qor::data::invalid);
+  EXPECT_THROW(seg.setInternalBoundaries(annulusBoundaries(1), {}), qor::data::invalid);
   EXPECT_THROW(seg.setInternalBoundaries({radialLine(0.3, 1, 2, 5), {}}, {false, true}), qor::data::invalid);
   EXPECT_THROW(seg.setInternalBoundaryWest(1, {}, false), qor::data::invalid);
-  EXPECT_EQ(seg.getLastSegmentID(), 1);
+  EXPECT_EQ(seg.getLastSegmentID(), 3);
   EXPECT_EQ(seg.getInternalBoundaryEast(0), before);
 }
 
-TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZero) {
+TEST(TurboTransformSegmenterBoundaries, linesAreFittedToTheWallsWithThetaZeroAtTheCommonSpanValues) {
   const qortest::Built& b = annulusUnit();
-  // Short of the hub and shroud, beyond both, and with theta: all end on the walls with theta 0.
-  const Curves curves = {radialLine(0.2, 1.2, 1.8, 7, 0.3f), radialLine(0.5, 0.8, 2.2, 15, -1.0f),
+  // Short of the hub and shroud (with spans between the mesh lines), beyond both, and with theta:
+  // all end on the walls with theta 0.
+  const Curves curves = {radialLine(0.2, 1.2, 1.8, 8, 0.3f), radialLine(0.5, 0.8, 2.2, 15, -1.0f),
                          radialLine(0.7, 1.0, 2.0, 11, 2.0f)};
   for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
     SCOPED_TRACE(method);
     Seg seg(&b.transform, method);
     seg.setInternalBoundaries(curves, {false, true, false});
+    // Every line has a point per common span value: the mesh's, and for the merged method the
+    // boundary points' too.
+    const std::size_t common = seg.getInternalBoundaryWest(0).size();
+    EXPECT_TRUE(method == Seg::mergedSpan ? common > std::size_t(b.nj) : common == std::size_t(b.nj)) << common;
+    EXPECT_EQ(seg.getInternalBoundaryEast(3).size(), common);
     for (int s = 1; s <= 3; ++s) {
       const auto& line = seg.getInternalBoundaryWest(s);
-      ASSERT_GE(line.size(), 2u);
+      ASSERT_EQ(line.size(), common);
       EXPECT_NEAR(line.front()[1], 1.0, kGeomTol);
       EXPECT_NEAR(line.back()[1], 2.0, kGeomTol);
       for (const P3& p : line) {
@@ -174,40 +176,13 @@ TEST(TurboTransformSegmenterBoundaries, linesAreFittedToHubAndShroudWithThetaZer
   }
 }
 
-TEST(TurboTransformSegmenterBoundaries, finalCurvesFollowTheCommonSpanValues) {
+// Replacing one boundary moves only it. With the merged method its new span values join the common
+// list while the neighbours keep their old, shorter values until all boundaries are set again.
+TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundaryAndRefreshesOnlyItsOwnSpaceValues) {
   const qortest::Built& b = annulusUnit();
-  int ni = 0, nj = 0;
-  b.transform.getBackgroundMeshSize(ni, nj);
-  Seg byMesh(&b.transform, Seg::backgroundMeshSpan);
-  byMesh.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
-  for (int s = 0; s <= 4; ++s) {
-    EXPECT_EQ((s <= 3 ? byMesh.getInternalBoundaryWest(s) : byMesh.getInternalBoundaryEast(3)).size(), std::size_t(nj));
-  }
-  // Boundary points at spans between the mesh lines join the common list of the merged method.
-  Seg merged(&b.transform, Seg::mergedSpan);
-  merged.setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8), radialLine(0.6, 1.0, 2.0, 5)}, {false, false});
-  const std::size_t common = merged.getInternalBoundaryWest(0).size();
-  EXPECT_GT(common, static_cast<std::size_t>(nj));
-  for (int s = 0; s <= 2; ++s) EXPECT_EQ(merged.getInternalBoundaryEast(s).size(), common);
-}
-
-TEST(TurboTransformSegmenterBoundaries, cleaningDropsRepeatedPoints) {
-  const qortest::Built& b = annulusUnit();
-  std::vector<P3> repeated;
-  for (const P3& p : radialLine(0.4, 1.0, 2.0, 11)) repeated.insert(repeated.end(), 2, p);
-  Seg plain(&b.transform, Seg::mergedSpan);
-  plain.setInternalBoundaries({radialLine(0.4, 1.0, 2.0, 11)}, {false});
-  Seg cleaned(&b.transform, Seg::mergedSpan);
-  cleaned.setInternalBoundaries({repeated}, {true});
-  const auto &a = plain.getInternalBoundaryEast(0), &c = cleaned.getInternalBoundaryEast(0);
-  ASSERT_EQ(a.size(), c.size());
-  for (std::size_t k = 0; k < a.size(); ++k) EXPECT_NEAR(a[k][1], c[k][1], kGeomTol);
-}
-
-TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
-  const qortest::Built& b = annulusUnit();
-  Seg seg(&b.transform, Seg::backgroundMeshSpan);
-  seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)}, {false, false});
+  const Curves two = {radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)};
+  Seg seg(&b.transform, Seg::backgroundMeshSpan), merged(&b.transform, Seg::mergedSpan);
+  seg.setInternalBoundaries(two, {false, false});
   seg.setInternalBoundaryWest(2, radialLine(0.5, 1, 2, 11), false);
   seg.setInternalBoundaryEast(0, radialLine(0.2, 1, 2, 11), false);
   P3 uv, uvCopy;
@@ -215,22 +190,14 @@ TEST(TurboTransformSegmenterBoundaries, singleReplacementMovesOneBoundary) {
   EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
   Seg(seg).convertARTtoSpaceNspan(1, Seg::nm, P3(0.35f, 1.5f, 0), uvCopy);  // a copy
   EXPECT_EQ(uv, uvCopy);
-}
-
-TEST(TurboTransformSegmenterBoundaries, mergedReplacementRefreshesOnlyItsOwnSpaceValues) {
-  const qortest::Built& b = annulusUnit();
-  Seg seg(&b.transform, Seg::mergedSpan);
-  seg.setInternalBoundaries({radialLine(0.25, 1, 2, 11), radialLine(0.6, 1, 2, 11)}, {false, false});
-  const std::size_t before = seg.getInternalBoundaryWest(0).size();
-  // New span values (k / 7) join the common list; the neighbours keep their old, shorter values.
-  const auto moved = radialLine(0.3, 1, 2, 8);
-  seg.setInternalBoundaryWest(1, moved, false);
-  ASSERT_GT(seg.getInternalBoundaryWest(0).size(), before);
-  P3 uv;
-  EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv), std::out_of_range);
-  // Installing all boundaries again makes every record consistent.
-  seg.setInternalBoundaries({moved, radialLine(0.6, 1, 2, 11)}, {false, false});
-  seg.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv);
+  merged.setInternalBoundaries(two, {false, false});
+  const std::size_t before = merged.getInternalBoundaryWest(0).size();
+  const auto moved = radialLine(0.3, 1, 2, 8);  // span values k / 7
+  merged.setInternalBoundaryWest(1, moved, false);
+  ASSERT_GT(merged.getInternalBoundaryWest(0).size(), before);
+  EXPECT_THROW(merged.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv), std::out_of_range);
+  merged.setInternalBoundaries({moved, two[1]}, {false, false});
+  merged.convertARTtoSpaceNspan(1, Seg::nm, P3(0.45f, 1.999f, 0), uv);
   EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
 }
 
@@ -257,82 +224,48 @@ INSTANTIATE_TEST_SUITE_P(Passages, SegmentCoordinates,
                                   std::to_string(std::get<2>(param.param));
                          });
 
-TEST(TurboTransformSegmenterAnnulus, interiorPointsGetAnalyticCoordinatesBothWays) {
+TEST(TurboTransformSegmenterAnnulus, slantedEdgesGiveAnalyticCoordinatesBothWaysAndTheSegmentOfPoints) {
+  // Lines A = a + b eta (inlet, two edges, outlet); on the annulus m = A, nm = rnm = A and
+  // nspan = R - 1, so a point of segment s at (u, v) lies at A = A_s(v) + u (A_s+1(v) - A_s(v)) in
+  // every space. In m' = A / R an edge's value changes along the span even when the edge is radial;
+  // between span values it is interpolated linearly: f = b + (a - b) / (1 + eta) has
+  // |f''| <= 2 |a - b|, so the error in A is at most h^2 |a - b| / 2 for the largest span step h.
   const qortest::Built& b = annulusUnit();
-  const double walls[] = {0.0, 0.25, 0.6, 0.8, 1.0};
-  std::mt19937 rng(42);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
-    Seg seg(&b.transform, method);
-    seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
-    for (int trial = 0; trial < 40; ++trial) {
-      const int s = trial % 4;
-      const double u = unit(rng), v = unit(rng), a = walls[s] + u * (walls[s + 1] - walls[s]);
-      const P3 art(float(a), float(1.0 + v), 0.0f);
-      SCOPED_TRACE(::testing::Message() << "seed 42 trial " << trial << " method " << method);
-      for (Seg::spaceSeg k : {Seg::m, Seg::nm, Seg::rnm}) {
-        P3 uv, back;
-        seg.convertARTtoSpaceNspan(s, k, art, uv);
-        EXPECT_NEAR(uv[0], u, kInteriorTol);
-        EXPECT_NEAR(uv[1], v, kInteriorTol);
-        seg.convertSpaceNspanToART(s, k, back, P3(float(u), float(v), 0.0f));
-        EXPECT_NEAR(back[0], a, kInteriorTol);
-        EXPECT_NEAR(back[1], 1.0 + v, kInteriorTol);
-      }
-    }
-  }
-}
-
-TEST(TurboTransformSegmenterAnnulus, inverseBetweenSpanValuesFollowsSlantedEdgesInEverySpace) {
-  // Edges A = a + b eta. On the annulus m' = A / R with R = 1 + eta, so a (u, v) point lies at
-  // A = A_west(v) + u (A_east(v) - A_west(v)) whatever the space, while an edge's m' changes along
-  // the span even when the edge is radial. Between span values the edges' m' are interpolated
-  // linearly: f = b + (a - b) / (1 + eta) has |f''| <= 2 |a - b|, so the error in A is at most
-  // R h^2 / 8 |f''| <= h^2 |a - b| / 2 for the largest span step h.
-  const qortest::Built& b = annulusUnit();
-  const double a[2] = {0.3, 0.7}, slope[2] = {0.2, -0.1};
-  Curves edges;
-  for (int e = 0; e < 2; ++e) edges.push_back(qortest::line(a[e], 1.0, a[e] + slope[e], 2.0, 11));
+  const double lines[4][2] = {{0.0, 0.0}, {0.3, 0.2}, {0.7, -0.1}, {1.0, 0.0}};
+  const Curves edges = {qortest::line(0.3, 1.0, 0.5, 2.0, 11), qortest::line(0.7, 1.0, 0.6, 2.0, 11)};
+  std::vector<double> nspan;
+  b.transform.getNSpanValues(nspan);
+  double h = 0.0;
+  for (std::size_t j = 1; j < nspan.size(); ++j) h = std::max(h, nspan[j] - nspan[j - 1]);
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
     Seg seg(&b.transform, method);
     seg.setInternalBoundaries(edges, {false, false});
-    std::vector<double> nspan;
-    b.transform.getNSpanValues(nspan);
-    double h = 0.0;
-    for (std::size_t j = 1; j < nspan.size(); ++j) h = std::max(h, nspan[j] - nspan[j - 1]);
-    const double tol = kInteriorTol + h * h * std::max(a[0] - slope[0], a[1] - slope[1]) / 2;
-    for (int trial = 0; trial < 30; ++trial) {
+    for (int trial = 0; trial < 60; ++trial) {
+      const int s = trial % 3;
       const double u = unit(rng), v = unit(rng);
-      const double west = a[0] + slope[0] * v, east = a[1] + slope[1] * v;
+      const double west = lines[s][0] + lines[s][1] * v, east = lines[s + 1][0] + lines[s + 1][1] * v;
+      const double a = west + u * (east - west);
       SCOPED_TRACE(::testing::Message() << "seed 7 trial " << trial << " method " << method << " v " << v);
       for (Seg::spaceSeg k : {Seg::mprime, Seg::m, Seg::nm, Seg::rnm}) {
-        P3 back;
-        seg.convertSpaceNspanToART(1, k, back, P3(float(u), float(v), 0.0f));
-        EXPECT_NEAR(back[0], west + u * (east - west), tol) << "space " << k;
+        P3 uv, back;
+        if (k != Seg::mprime) {  // the forward conversion between span values, not clamped
+          seg.convertARTtoSpaceNspan(s, k, P3(float(a), float(1.0 + v), 0.0f), uv);
+          EXPECT_NEAR(uv[0], u, kInteriorTol / (east - west)) << "space " << k;
+          EXPECT_NEAR(uv[1], v, kInteriorTol) << "space " << k;
+        }
+        const double bend = k == Seg::mprime ? std::max(std::fabs(lines[s][0] - lines[s][1]),
+                                                         std::fabs(lines[s + 1][0] - lines[s + 1][1]))
+                                             : 0.0;
+        seg.convertSpaceNspanToART(s, k, back, P3(float(u), float(v), 0.0f));
+        EXPECT_NEAR(back[0], a, kInteriorTol + h * h * bend / 2) << "space " << k;
         EXPECT_NEAR(back[1], 1.0 + v, kInteriorTol) << "space " << k;
       }
-    }
-  }
-}
-
-TEST(TurboTransformSegmenterAnnulus, findSegmentPlacesPointsBetweenSlantedLinesAndRefusesFarPoints) {
-  // Edges A = 0.3 + 0.2 eta and 0.7 - 0.1 eta; on the annulus rnm = A and nspan = R - 1, and the
-  // lines' rnm is linear in span between their samples. Points 2e-3 west or east of a line (the
-  // rnm comes within float rounding) at random spans.
-  const qortest::Built& b = annulusUnit();
-  const Curves edges = {qortest::line(0.3, 1.0, 0.5, 2.0, 11), qortest::line(0.7, 1.0, 0.6, 2.0, 11)};
-  std::mt19937 rng(9);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  for (Seg::segmentMethod method : {Seg::mergedSpan, Seg::backgroundMeshSpan}) {
-    Seg seg(&b.transform, method);
-    seg.setInternalBoundaries(edges, {false, false});
-    for (int trial = 0; trial < 60; ++trial) {
-      const int line = 1 + trial % 2, east = (trial / 2) % 2;
-      const double v = unit(rng), a = (line == 1 ? 0.3 + 0.2 * v : 0.7 - 0.1 * v) + (east ? 2e-3 : -2e-3);
-      SCOPED_TRACE(::testing::Message() << "seed 9 trial " << trial << " method " << method);
-      EXPECT_EQ(seg.findSegment(P3(float(a), float(1.0 + v), 0.4f), 1e-3), line - 1 + east) << "A " << a << " span " << v;
+      // 2e-3 west or east of an edge (the rnm comes within float rounding): the segment beside it.
+      const int edge = 1 + trial % 2, beyond = (trial / 2) % 2;
+      const double near = lines[edge][0] + lines[edge][1] * v + (beyond ? 2e-3 : -2e-3);
+      EXPECT_EQ(seg.findSegment(P3(float(near), float(1.0 + v), 0.4f), 1e-3), edge - 1 + beyond) << "A " << near;
     }
     // Beyond the inlet, the outlet, the hub and the shroud: outside unless within the tolerance.
     for (const P3& p : {P3(-0.01f, 1.5f, 0), P3(1.01f, 1.5f, 0), P3(0.5f, 0.99f, 0), P3(0.5f, 2.01f, 0)}) {
@@ -342,22 +275,6 @@ TEST(TurboTransformSegmenterAnnulus, findSegmentPlacesPointsBetweenSlantedLinesA
     EXPECT_EQ(seg.findSegment(P3(std::nanf(""), 1.5f, 0), 1e-3), -1);
     qortest::expectError(qortest::captureError([&] { seg.findSegment(P3(0.5f, 1.5f, 0), -1e-3); }),
                          "TurboTransformSegmenter", "findSegment", "Tolerance (-0.001) must be a number >= 0.");
-  }
-}
-
-TEST(TurboTransformSegmenterAnnulus, methodsAgreeAtMeshSpanValues) {
-  const qortest::Built& b = annulusUnit();
-  std::vector<double> nspan;
-  b.transform.getNSpanValues(nspan);
-  Seg merged(&b.transform, Seg::mergedSpan), byMesh(&b.transform, Seg::backgroundMeshSpan);
-  for (Seg* seg : {&merged, &byMesh}) seg->setInternalBoundaries({radialLine(0.3, 1.0, 2.0, 8)}, {false});
-  for (double eta : nspan) {
-    const P3 art(0.5f, float(1.0 + eta), 0.0f);
-    P3 a, c;
-    merged.convertARTtoSpaceNspan(1, Seg::mprime, art, a);
-    byMesh.convertARTtoSpaceNspan(1, Seg::mprime, art, c);
-    EXPECT_NEAR(a[0], c[0], 1e-5) << "span " << eta;
-    EXPECT_EQ(a[1], c[1]);
   }
 }
 
@@ -382,20 +299,17 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
   seg.convertARTtoSpaceNspan(0, Seg::nm, upstream, uv);
   EXPECT_NEAR(uv[0], 0.0, 1e-6);
   // At a common span value (a mesh node) u is clamped: a node upstream of segment 1.
-  std::vector<P3> nodes;
-  int ni = 0, nj = 0;
-  b.transform.getBackgroundMesh(nodes, ni, nj);
-  const P3 node = nodes.at(static_cast<std::size_t>(ni / 4) * nj + 1);  // (i, j) = (ni/4, 1)
+  const P3 node = b.node(b.ni / 4, 1);
   ASSERT_LT(node[0], 0.4f);
   seg.convertARTtoSpaceNspan(1, Seg::m, node, uv);
   EXPECT_EQ(uv[0], 0.0f);
   EXPECT_EQ(uv[1], float(nspan[1]));
   // The inverse clamps u.
   P3 atOne, beyond;
-  std::vector<P3> back;
   seg.convertSpaceNspanToART(0, Seg::rnm, atOne, P3(1.0f, 0.3f, 0));
   seg.convertSpaceNspanToART(0, Seg::rnm, beyond, P3(1.5f, 0.3f, 0));
   EXPECT_EQ(atOne, beyond);
+  std::vector<P3> back;
   seg.convertRnmNspanToART(0, back, {P3(1.5f, 0.3f, 0), P3(0.0f, 1.7f, 0)});
   ASSERT_EQ(back.size(), 2u);
   EXPECT_EQ(back[0], atOne);
@@ -405,18 +319,14 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
 TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
   // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
   // m / 1 in the last segment while nm gives the true fraction.
-  TurboTransform t;
-  qortest::initializeART(t, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11));
-  t.createBackgroundMesh(TurboTransform::linear, 500);
-  Seg seg(&t, Seg::backgroundMeshSpan);
+  qortest::Built b;
+  qortest::build(b, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries({}, {});
-  std::vector<double> nspan;
-  t.getNSpanValues(nspan);
-  const P3 art(0.5f, float(1.0 + nspan[3]), 0.0f);
   P3 uv;
-  seg.convertARTtoSpaceNspan(0, Seg::m, art, uv);
+  seg.convertARTtoSpaceNspan(0, Seg::m, P3(0.5f, 1.5f, 0), uv);
   EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
-  seg.convertARTtoSpaceNspan(0, Seg::nm, art, uv);
+  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv);
   EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
 }
 
@@ -453,9 +363,10 @@ TEST(TurboTransformSegmenterDebug, writesStepFilesAndReportsThem) {
   qortest::ScopedTempDir dir;
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setDebug(true);
-  const std::string out =
-      qortest::captureStdout([&] { seg.setInternalBoundaries({radialLine(0.5, 1.2, 1.8, 7, 0.4f)}, {false}); });
-  for (const char* line : {" cleanInternalBoundaryInMeridionalSpace 0Size =7\n", " Saved cRaw0\n", " Saved cCle0\n",
+  std::vector<P3> doubled;  // every point twice: cleaning drops the repeats
+  for (const P3& p : radialLine(0.5, 1.2, 1.8, 7, 0.4f)) doubled.insert(doubled.end(), 2, p);
+  const std::string out = qortest::captureStdout([&] { seg.setInternalBoundaries({doubled}, {true}); });
+  for (const char* line : {" cleanInternalBoundaryInMeridionalSpace 0Size =14\n", " Saved cRaw0\n", " Saved cCle0\n",
                            " cleanedEnd 1Size =", " Saved clEnd1\n", " cleanedEndByBM 1Size =", " Saved clEndBM1\n",
                            " finalART 0Size =", " Saved final0\n", " finalART 2Size =", " Exported : ibound0\n",
                            " Exported : ibound2\n"}) {
@@ -463,7 +374,7 @@ TEST(TurboTransformSegmenterDebug, writesStepFilesAndReportsThem) {
   }
   std::size_t lines = 0;
   EXPECT_TRUE(fileHasZeroThirdColumn("cCle0", lines));  // theta set to 0 before cleaning
-  EXPECT_EQ(lines, 7u);
+  EXPECT_EQ(lines, 7u);                                  // the repeats dropped
   EXPECT_FALSE(fileHasZeroThirdColumn("cRaw0", lines));  // written as given
   for (const char* name : {"clEnd1", "clEndBM1", "final1", "ibound1", "s_mp"}) {
     EXPECT_TRUE(std::ifstream(name).good()) << name;
@@ -487,18 +398,19 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     uv[k] = P3(unit(rng), float((k / 300) % 9) / 8.0f + 0.01f, 0.0f);
   }
   using Out = std::vector<P3>;
-  auto forward = [&](Seg::spaceSeg k, int threads) {
-    Out out(n);
+  auto threads = [](int count) {
     TurboTransform::ListOptions o;
-    o.threads = threads;
-    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), o);
+    o.threads = count;
+    return o;
+  };
+  auto forward = [&](Seg::spaceSeg k, int count) {
+    Out out(n);
+    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), threads(count));
     return out;
   };
-  auto inverse = [&](Seg::spaceSeg k, int threads) {
+  auto inverse = [&](Seg::spaceSeg k, int count) {
     Out out(n);
-    TurboTransform::ListOptions o;
-    o.threads = threads;
-    seg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, o);
+    seg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, threads(count));
     return out;
   };
   auto same = [](const Out& x, const Out& y) {
@@ -508,9 +420,9 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     Out listForward, listInverse;
     seg.convertARTtoSpaceNspan(1, k, art, listForward);
     seg.convertSpaceNspanToART(1, k, listInverse, uv);
-    for (int threads : {1, 2, 3, 0}) {
-      EXPECT_TRUE(same(forward(k, threads), listForward)) << k << " " << threads;
-      EXPECT_TRUE(same(inverse(k, threads), listInverse)) << k << " " << threads;
+    for (int count : {1, 2, 3, 0}) {
+      EXPECT_TRUE(same(forward(k, count), listForward)) << k << " " << count;
+      EXPECT_TRUE(same(inverse(k, count), listInverse)) << k << " " << count;
     }
     // Two callers at once on one segmenter and transform.
     Out fromThread;
@@ -525,15 +437,13 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
   EXPECT_TRUE(std::count(single.begin(), single.end(), -1) > 0 && std::count(single.begin(), single.end(), 2) > 0);
   std::vector<std::int8_t> statuses(n), expected(n);
   b.transform.locationStatus(art.data(), n, expected.data());
-  for (int threads : {1, 2, 3, 0}) {
-    TurboTransform::ListOptions o;
-    o.threads = threads;
-    seg.findSegment(art.data(), n, found.data(), 1e-3, o);
-    EXPECT_EQ(found, single) << threads;
+  for (int count : {1, 2, 3, 0}) {
+    seg.findSegment(art.data(), n, found.data(), 1e-3, threads(count));
+    EXPECT_EQ(found, single) << count;
     std::fill(found.begin(), found.end(), 7);
-    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, o);
-    EXPECT_EQ(found, single) << threads;
-    EXPECT_EQ(statuses, expected) << threads;
+    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, threads(count));
+    EXPECT_EQ(found, single) << count;
+    EXPECT_EQ(statuses, expected) << count;
   }
   // Errors come before any write.
   std::vector<int> untouched(4, 7);
@@ -541,11 +451,9 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
                qor::data::invalid);
   EXPECT_THROW(seg.findSegment(art.data(), 4, nullptr, 1e-3, TurboTransform::ListOptions()), qor::data::invalid);
   Out out(4, P3(9, 9, 9));
-  TurboTransform::ListOptions bad;
-  bad.threads = -1;
+  const TurboTransform::ListOptions bad = threads(-1), one;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, art.data(), 4, out.data(), bad), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, out.data(), uv.data(), 4, bad), qor::data::invalid);
-  const TurboTransform::ListOptions one;
   EXPECT_THROW(seg.convertSpaceNspanToART(3, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);
   EXPECT_THROW(seg.convertARTtoSpaceNspan(1, static_cast<Seg::spaceSeg>(4), art.data(), 4, out.data(), one),
                qor::data::invalid);

@@ -18,11 +18,10 @@ TEST(Topo2dBase, everyAccessorFollowsRowMajorFormulaWithFastJ) {
     SCOPED_TRACE(testing::Message() << begin << " " << isize << "x" << jsize);
     Topo2dBase t;
     t.setIndex(begin, isize, jsize);
-    EXPECT_EQ(std::make_pair(t.getIsize(), t.getJsize()), std::make_pair(isize, jsize));
-    EXPECT_EQ(std::make_pair(t.getIcv(), t.getJcv()), std::make_pair(isize - 1, jsize - 1));
-    EXPECT_EQ(std::make_pair(t.getImax(), t.getJmax()), std::make_pair(isize - 1, jsize - 1));
-    EXPECT_EQ(std::make_pair(t.begin(), t.end()), std::make_pair(begin, begin + isize * jsize));
-    EXPECT_EQ(t.getSize(), isize * jsize);
+    EXPECT_EQ((std::vector<int>{t.getIsize(), t.getJsize(), t.getIcv(), t.getJcv(), t.getImax(), t.getJmax(),
+                                t.begin(), t.end(), t.getSize()}),
+              (std::vector<int>{isize, jsize, isize - 1, jsize - 1, isize - 1, jsize - 1, begin, begin + isize * jsize,
+                                isize * jsize}));
     for (int i = 0; i < isize; ++i) {
       for (int j = 0; j < jsize; ++j) {
         const int global = begin + i * jsize + j;
@@ -49,7 +48,7 @@ TEST(Topo2dBase, everyAccessorFollowsRowMajorFormulaWithFastJ) {
 }
 
 // Rows are checked against the row table, columns are not; sums outside int are reported.
-TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowAndChangeNothing) {
+TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowChangeNothingAndTheRowTableNeverShrinks) {
   Topo2dBase neverSetUp, t, empty, negative;
   t.setIndex(10, 3, 4);
   empty.setIndex(0, 3, 0);
@@ -73,11 +72,7 @@ TEST(Topo2dBase, rowsSizesAndSumsOutsideTheirRangeThrowAndChangeNothing) {
   c = b;
   b.setIndex(1, 1, 1);
   EXPECT_EQ(std::make_pair(c.getEN(), c.getSize()), std::make_pair(21, 12));
-}
-
-// The row table grows but never shrinks; a size below one sets only the scalars.
-TEST(Topo2dBase, rowTableNeverShrinksAndSizeBelowOneChangesOnlyTheScalars) {
-  Topo2dBase t;
+  // The row table grows but never shrinks; a size below one sets only the scalars.
   t.setIndex(0, 5, 3);
   const int staleRow4 = t.getij(4, 0);
   t.setIndex(100, 2, 4);

@@ -198,7 +198,6 @@ inline std::vector<std::vector<std::string>> readCsv(const std::string& path) {
   return rows;
 }
 
-
 /// Machines of the data directory with hub, shroud, inlet and outlet curves.
 inline std::vector<std::string> dataCases() {
   std::vector<std::string> out;
