@@ -286,11 +286,22 @@ TEST(Smooth2dbsIteration, refinedSideParametersAreOldValuesAndExactMeans) {
 }
 
 // Interior points of type none, or under a relaxation of 0, never move; the sliding sides still
-// react to the interior.
+// react to the interior, by steps in proportion to their own relaxation.
 TEST(Smooth2dbsIteration, interiorOfTypeNoneOrWithoutRelaxationNeverMoves) {
-  const Domain d = quarterAnnulus();
+  const Domain d = skewedDomain();
   Smoothing still(d, 1, 5, 4, 0), none(d, 1, 5, 4, 50), unrelaxed(d, 1, 5, 4, 50);
   still.run();
+  std::vector<float> s0, n0, s1, n1;
+  still.s.getFinalSvalues(s0, n0);
+  double steps[2] = {0.0, 0.0};
+  for (int k = 0; k < 2; ++k) {
+    Smoothing one(d, 1, 5, 4, 1);
+    one.s.setUnderRelaxation(0.0, k == 0 ? 0.3 : 0.9, 0.4);
+    one.run().s.getFinalSvalues(s1, n1);
+    for (std::size_t i = 0; i < s0.size(); ++i) steps[k] += std::fabs(s1[i] - s0[i]) + std::fabs(n1[i] - n0[i]);
+  }
+  EXPECT_GT(steps[0], 0.0);
+  EXPECT_NEAR(steps[1], 3.0 * steps[0], 1e-3 * steps[1]) << steps[0] << " " << steps[1];
   none.s.setbcgeoIDmAll(Smooth2dbs::none, -1);
   unrelaxed.s.setUnderRelaxation(0.0, 0.6, 0.4);
   for (Smoothing* moved : {&none.run(), &unrelaxed.run()}) {

@@ -42,6 +42,7 @@ TEST(TurboTransformMeshSize, workedExamplesOfTheSizeRule) {
   const Case cases[] = {
       {4.0, TurboTransform::nonLinear, 2000, 3, 89, 21, 3},  // a = 1, b = 4: coarsest 22 x 5 cells
       {1.0, TurboTransform::nonLinear, 100, 3, 11, 11, 2},   // 5 coarse cells refined once; levels dropped
+      {1.0, TurboTransform::nonLinear, 144, 3, 13, 13, 2},   // 3 coarse cells are too few: the same size
       {1.0, TurboTransform::linear, TurboTransform::BMmedium, 4, 45, 45, 4},  // linear ignores levels
   };
   for (const Case& c : cases) {
