@@ -71,7 +71,7 @@ std::string folderName(const std::string& dir) {
 
 std::string curvePathInDirectory(const std::string& dir, const char* name) {
   for (const char* ext : {".csv", ".txt", ".dat", ""}) {
-    const std::string p = (std::filesystem::path(dir) / (std::string(name) + ext)).string();
+    std::string p = (std::filesystem::path(dir) / (std::string(name) + ext)).string();
     std::error_code ec;
     if (std::filesystem::is_regular_file(p, ec)) return p;
   }

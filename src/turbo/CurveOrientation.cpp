@@ -48,7 +48,7 @@ std::string describe(const Reading& r, Mention&& mention) {
                                  : std::string("the ") + kRoles[r.reversed[k] ? k : k + 1];
     std::string how = kWrongWay[k];
     if (both) how.replace(0, 4, "run");  // "runs ..." -> "run ..."
-    text += (text.empty() ? "" : " and ") + who + " " + how;
+    text.append(text.empty() ? "" : " and ").append(who).append(" ").append(how);
     for (int m = k; m < k + 2; ++m) {
       if (r.reversed[m]) mention(m);
     }

@@ -8,6 +8,7 @@
 /// allocating anything.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -31,8 +32,8 @@ struct Location;
 /// (wall 0, row j = 0) and of the shroud (wall 1, row j = jcv), the curve points strictly between
 /// the cell's two wall nodes are points[w][start[w][i]] .. points[w][start[w][i + 1] - 1].
 struct WallFit {
-  std::vector<TripletBase<float>> points[2];
-  std::vector<int> start[2];
+  std::array<std::vector<TripletBase<float>>, 2> points;
+  std::array<std::vector<int>, 2> start;
 };
 
 /// A read-only view of level 0 of the background mesh and of its nearest-node search.

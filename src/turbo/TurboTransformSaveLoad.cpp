@@ -6,6 +6,7 @@
 // transform exactly as it was.
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
@@ -258,7 +259,7 @@ struct SavedState {
   unsigned computed = 0;
   int settings[5] = {0, 0, 0, 0, 0};
   TripletBase<float> axis[3];
-  QORVector<TripletBase<float>> curves[4];  // hub, shroud, inlet, outlet
+  std::array<QORVector<TripletBase<float>>, 4> curves;  // hub, shroud, inlet, outlet
   int icv = 0;
   int jcv = 0;
   QORVector<TripletBase<float>> nodes;
