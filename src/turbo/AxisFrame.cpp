@@ -88,41 +88,48 @@ P AxisFrame::toXYZ(const P& art) const {
   return out;
 }
 
-void AxisFrame::cylindricalBasis(const P& xyz, double radial[3], double tangential[3]) const {
+void AxisFrame::thetaOf(const P& xyz, double& c, double& s) const {
   double d[3];
   for (int k = 0; k < 3; ++k) d[k] = double(xyz[k]) - double(m_point[k]);
-  // The part of d across the axis, in the (e1, e2) plane: exactly perpendicular to the axis.
+  // The part of d across the axis in the (e1, e2) plane; one square root and one division.
   const double x1 = d[0] * m_e1[0] + d[1] * m_e1[1] + d[2] * m_e1[2];
   const double x2 = d[0] * m_e2[0] + d[1] * m_e2[1] + d[2] * m_e2[2];
-  const double r = std::sqrt(x1 * x1 + x2 * x2);
-  const double c = r > 0.0 ? x1 / r : 1.0;  // on the axis: theta 0, as toART says
-  const double s = r > 0.0 ? x2 / r : 0.0;
-  for (int k = 0; k < 3; ++k) {
-    radial[k] = c * m_e1[k] + s * m_e2[k];
-    tangential[k] = c * m_e2[k] - s * m_e1[k];  // a x radial
+  const double r2 = x1 * x1 + x2 * x2;
+  if (r2 > 0.0) {
+    const double inv = 1.0 / std::sqrt(r2);
+    c = x1 * inv;
+    s = x2 * inv;
+  } else {  // on the axis: theta 0, as toART says
+    c = 1.0;
+    s = 0.0;
   }
 }
 
+// With radial = c e1 + s e2 and tangential = a x radial = c e2 - s e1, both forms work in the
+// fixed (a, e1, e2) basis.
 P AxisFrame::vectorToART(const P& xyz, const P& vector) const {
-  double er[3], et[3];
-  cylindricalBasis(xyz, er, et);
-  double axial = 0.0, radial = 0.0, tangential = 0.0;
+  double c = 0.0, s = 0.0;
+  thetaOf(xyz, c, s);
+  double axial = 0.0, v1 = 0.0, v2 = 0.0;
   for (int k = 0; k < 3; ++k) {
     const double v = vector[k];
     axial += v * m_a[k];
-    radial += v * er[k];
-    tangential += v * et[k];
+    v1 += v * m_e1[k];
+    v2 += v * m_e2[k];
   }
-  return P(static_cast<float>(axial), static_cast<float>(radial), static_cast<float>(tangential));
+  return P(static_cast<float>(axial), static_cast<float>(c * v1 + s * v2),
+           static_cast<float>(c * v2 - s * v1));
 }
 
 P AxisFrame::vectorToXYZ(const P& xyz, const P& components) const {
-  double er[3], et[3];
-  cylindricalBasis(xyz, er, et);
+  double c = 0.0, s = 0.0;
+  thetaOf(xyz, c, s);
+  const double radial = components[1], tangential = components[2];
+  const double along1 = c * radial - s * tangential, along2 = s * radial + c * tangential;
   P out;
   for (int k = 0; k < 3; ++k) {
-    out[k] = static_cast<float>(double(components[0]) * m_a[k] + double(components[1]) * er[k] +
-                                double(components[2]) * et[k]);
+    out[k] = static_cast<float>(double(components[0]) * m_a[k] + along1 * m_e1[k] +
+                                along2 * m_e2[k]);
   }
   return out;
 }

@@ -67,8 +67,12 @@ E captureError(F&& f) {
     f();
     ADD_FAILURE() << "no error thrown";
   } catch (const qor::Error& e) {
-    if (const E* typed = dynamic_cast<const E*>(&e)) return *typed;
-    ADD_FAILURE() << "unexpected error type: " << e.getDescription();
+    if constexpr (std::is_same<E, qor::Error>::value) {
+      return e;
+    } else {
+      if (const E* typed = dynamic_cast<const E*>(&e)) return *typed;
+      ADD_FAILURE() << "unexpected error type: " << e.getDescription();
+    }
   }
   return E("", "", "");
 }

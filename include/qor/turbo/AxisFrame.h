@@ -95,8 +95,8 @@ class QOR_API AxisFrame {
   double m_e1[3];              // unit, theta 0
   double m_e2[3];              // unit, theta pi/2 = axial x e1
 
-  /// Unit radial and tangential directions through the Cartesian point `xyz`.
-  void cylindricalBasis(const TripletBase<float>& xyz, double radial[3], double tangential[3]) const;
+  /// cos and sin of the theta of the Cartesian point `xyz` (1 and 0 on the axis).
+  void thetaOf(const TripletBase<float>& xyz, double& c, double& s) const;
 };
 
 }  // namespace qor
