@@ -178,11 +178,13 @@ void BM_SegmentForwardArray(benchmark::State& state) {
 }
 BENCHMARK(BM_SegmentForwardArray)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-/// Inverse array form ((u, v) to ART), one call per segment, on 1 or 2 threads (real time).
+/// Inverse array form ((u, v) to ART), one call per segment; arguments: threads (1 or 2) and the
+/// fast inverse (0 off, 1 on). Real time.
 void BM_SegmentInverseArray(benchmark::State& state) {
   const Machine* m = machineOrSkip(state);
   if (m == nullptr) return;
-  const Seg seg = segmenter(*m, Seg::mergedSpan);
+  Seg seg = segmenter(*m, Seg::mergedSpan);
+  seg.setFastArrayInverse(state.range(1) != 0);
   const auto points = pointsPerSegment(seg);
   std::vector<std::vector<P3>> uv(points.size());
   for (std::size_t s = 0; s < points.size(); ++s) {
@@ -200,7 +202,10 @@ void BM_SegmentInverseArray(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kPoints);
 }
-BENCHMARK(BM_SegmentInverseArray)->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SegmentInverseArray)
+    ->ArgsProduct({{1, 2}, {0, 1}})
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 /// Point form, every point separately.
 void BM_SegmentForwardPoint(benchmark::State& state) {

@@ -79,6 +79,12 @@ at the union of the mesh's span values and the spans of all given boundary point
 point converts to u = 0 or 1, and the hub and shroud ends are where the transform's nspan is 0 and
 1 along the boundary. Takes effect at the next setInternalBoundaries.)doc")
       .def("getExactBoundaries", &Seg::getExactBoundaries, "Whether exact boundaries are on.")
+      .def("setFastArrayInverse", &Seg::setFastArrayInverse, py::arg("on"),
+           R"doc(Fast list form of convertSpaceNspanToART (off by default, as in the C++ class): through
+the transform's array inverse, millions of points a second for any mix of spans, the one-point
+results within float rounding (rnm exactly) instead of bit for bit.)doc")
+      .def("getFastArrayInverse", &Seg::getFastArrayInverse,
+           "Whether the fast list form of convertSpaceNspanToART is on.")
       .def("setTurboTransform", &Seg::setTurboTransform, py::arg("transform"), py::arg("method"),
            py::keep_alive<1, 2>(),
            "Attaches another transform (boundaries must be set again afterwards).")

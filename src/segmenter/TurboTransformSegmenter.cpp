@@ -73,6 +73,10 @@ void TurboTransformSegmenter::setExactBoundaries(bool on) { m_exactBoundaries = 
 
 bool TurboTransformSegmenter::getExactBoundaries() const { return m_exactBoundaries; }
 
+void TurboTransformSegmenter::setFastArrayInverse(bool on) { m_fastArrayInverse = on; }
+
+bool TurboTransformSegmenter::getFastArrayInverse() const { return m_fastArrayInverse; }
+
 void TurboTransformSegmenter::setDebug(bool on) {
   m_debug = on;
   if (on) m_turboTransform->exportInput();

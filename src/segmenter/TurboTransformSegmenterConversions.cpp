@@ -339,6 +339,16 @@ void TurboTransformSegmenter::convertSpaceNspanToART(
   const TurboTransform::space space = m_segSpaces.at(ks);
   const std::vector<float>& W = m_boundaries.at(is).spaceValues.at(ks);
   const std::vector<float>& E = m_boundaries.at(is + 1).spaceValues.at(ks);
+  if (m_fastArrayInverse) {
+    // (space value, theta, nspan) of each point, then the transform's array inverse in place on
+    // the chunk (it keeps no state: the chunks share the transform).
+    const TurboTransform::ListOptions one;
+    detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
+      for (std::size_t p = begin; p < end; ++p) art[p] = inverseInput(W, E, m_spanValues, uv[p]);
+      m_turboTransform->convertSpaceTNsToART(space, art + begin, end - begin, art + begin, one);
+    });
+    return;
+  }
   detail::parallelChunks(n, parts, [&](std::size_t begin, std::size_t end, unsigned) {
     // The one-point inverse of the transform with a search-line cache of the chunk's own, so that
     // the chunks share the transform. The cache only remembers a search line: the results do not

@@ -1,6 +1,6 @@
 """The segmenter's exact boundaries and segment choice through the package: the option's switch,
-given boundary points at u = 0 and 1, and the segment of a point for a triplet, a list and every
-thread count."""
+given boundary points at u = 0 and 1, the segment of a point for a triplet, a list and every
+thread count, and the fast list inverse."""
 
 import copy
 
@@ -33,4 +33,13 @@ def test_exact_boundaries_and_the_segment_of_points():
     assert np.array_equal(seg.findSegment(pts, tolerance=10.0) >= 0, np.ones(len(pts), bool))
     with pytest.raises(qor.InvalidDataError, match="Tolerance"):
         seg.findSegment(pts, tolerance=-1.0)
+
+    # The fast list inverse: the one-point results within float rounding.
+    uv = np.random.default_rng(3).uniform(0, 1, (5000, 3)).astype(np.float32)
+    exact = seg.convertSpaceNspanToART(1, S.m, uv)
+    seg.setFastArrayInverse(True)
+    assert seg.getFastArrayInverse() and copy.copy(seg).getFastArrayInverse()
+    fast = seg.convertSpaceNspanToART(1, S.m, uv)
+    assert 0 < np.abs(fast - exact).max() < 1e-6
+    assert seg.convertSpaceNspanToART(1, S.m, tuple(uv[7])) == tuple(exact[7])
 

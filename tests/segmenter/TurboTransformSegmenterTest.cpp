@@ -408,11 +408,12 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), threads(count));
     return out;
   };
-  auto inverse = [&](Seg::spaceSeg k, int count) {
+  auto inverseWith = [&](const Seg& sg, Seg::spaceSeg k, int count) {
     Out out(n);
-    seg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, threads(count));
+    sg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, threads(count));
     return out;
   };
+  auto inverse = [&](Seg::spaceSeg k, int count) { return inverseWith(seg, k, count); };
   auto same = [](const Out& x, const Out& y) {
     return x.size() == y.size() && std::memcmp(x.data(), y.data(), x.size() * sizeof(P3)) == 0;
   };
@@ -431,6 +432,19 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     other.join();
     EXPECT_TRUE(same(fromThread, listInverse));
     EXPECT_TRUE(same(here, listInverse));
+    // The fast inverse (kept by copies): the list's points within float rounding (the bend's size
+    // is 3), rnm exactly, and the same bits for every thread count.
+    Seg fast(seg);
+    fast.setFastArrayInverse(true);
+    EXPECT_TRUE(Seg(fast).getFastArrayInverse() && !seg.getFastArrayInverse());
+    const Out fastOne = inverseWith(fast, k, 1);
+    double worst = 0.0;
+    for (std::size_t p = 0; p < n; ++p) worst = std::max(worst, qortest::meridionalDistance(fastOne[p], listInverse[p]));
+    EXPECT_EQ(worst == 0.0, k == Seg::rnm) << worst;
+    EXPECT_LE(worst, 1e-6);
+    for (int count : {2, 0}) {
+      EXPECT_TRUE(same(inverseWith(fast, k, count), fastOne)) << k << " " << count;
+    }
   }
   std::vector<int> single(n), found(n, 7);
   for (std::size_t k = 0; k < n; ++k) single[k] = seg.findSegment(art[k], 1e-3);
