@@ -15,7 +15,6 @@ T = qor.TurboTransform
 
 @dataclass
 class Passage:
-    name: str
     hub: np.ndarray
     shroud: np.ndarray
     inlet: np.ndarray
@@ -51,9 +50,10 @@ def line(a0, r0, a1, r1, n):
 
 def annulus(a0=0.0, a1=2.0, r1=1.0, r2=2.0):
     """Annular duct: nm = (axial - a0) / (a1 - a0) and nspan = (radius - r1) / (r2 - r1) exactly."""
-    return Passage("annulus", line(a0, r1, a1, r1, 41), line(a0, r2, a1, r2, 41),
+    return Passage(line(a0, r1, a1, r1, 41), line(a0, r2, a1, r2, 41),
                    line(a0, r1, a0, r2, 11), line(a1, r1, a1, r2, 11),
-                   boundaries=[line(a0 + 0.7, r1, a0 + 0.8, r2, 5), line(a0 + 1.4, r1, a0 + 1.3, r2, 7)])
+                   boundaries=[line(a0 + 0.7, r1, a0 + 0.8, r2, 5),
+                               line(a0 + 1.4, r1, a0 + 1.3, r2, 7)])
 
 
 def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0):
@@ -61,7 +61,7 @@ def bend(rc=3.0, rhoHub=1.5, rhoShroud=1.0):
     th = np.linspace(0.0, np.pi / 2, 121)
     arc = lambda rho: np.c_[rho * np.sin(th), rc - rho * np.cos(th), 0 * th].astype(np.float32)
     at = lambda t, rho: (rho * np.sin(t), rc - rho * np.cos(t))
-    return Passage("bend", arc(rhoHub), arc(rhoShroud),
+    return Passage(arc(rhoHub), arc(rhoShroud),
                    line(*at(0, rhoHub), *at(0, rhoShroud), 11),
                    line(*at(np.pi / 2, rhoHub), *at(np.pi / 2, rhoShroud), 11),
                    boundaries=[line(*at(0.6, rhoHub), *at(0.5, rhoShroud), 9)])

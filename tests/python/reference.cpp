@@ -64,11 +64,8 @@ int main(int argc, char** argv) try {
       inlet(readPoints("inlet.f32")), outlet(readPoints("outlet.f32"));
   const bool xyz = frame == "xyz";
   TT t;
-  if (xyz) {
-    t.initializeFromXYZ(hub, shroud, inlet, outlet, axisPoint, axisDirection);
-  } else {
-    t.initializeFromART(hub, shroud, inlet, outlet, axisPoint, axisDirection, -1, -1, -1, -1);
-  }
+  xyz ? t.initializeFromXYZ(hub, shroud, inlet, outlet, axisPoint, axisDirection)
+      : t.initializeFromART(hub, shroud, inlet, outlet, axisPoint, axisDirection, -1, -1, -1, -1);
   const int folded = t.createBackgroundMesh(static_cast<TT::BMmethod>(method), 2000);
   write("folded.i32", std::vector<int>{folded});
 
@@ -86,11 +83,8 @@ int main(int argc, char** argv) try {
   for (int s = 0; s < 8; ++s) all.push_back(static_cast<TT::space>(s));
   qor::QORVector<std::vector<float>> values;
   qor::QORVector<P> streamwise, spanwise;
-  if (xyz) {
-    t.convertXYZtoSpace(points, all, values, streamwise, spanwise, true);
-  } else {
-    t.convertARTtoSpace(points, all, values, streamwise, spanwise, true);
-  }
+  xyz ? t.convertXYZtoSpace(points, all, values, streamwise, spanwise, true)
+      : t.convertARTtoSpace(points, all, values, streamwise, spanwise, true);
   std::vector<float> rows(points.size() * all.size());
   for (std::size_t k = 0; k < points.size(); ++k) {
     for (std::size_t q = 0; q < all.size(); ++q) rows[k * all.size() + q] = values[q][k];
@@ -100,11 +94,7 @@ int main(int argc, char** argv) try {
   write("spanwise.f32", spanwise);
   qor::QORVector<P> list(points.begin(), points.end());
   qor::QORVector<float> nspan;
-  if (xyz) {
-    t.convertXYZtoSpace(TT::nspan, list, nspan);
-  } else {
-    t.convertARTtoSpace(TT::nspan, list, nspan);
-  }
+  xyz ? t.convertXYZtoSpace(TT::nspan, list, nspan) : t.convertARTtoSpace(TT::nspan, list, nspan);
   write("nspan.f32", nspan);
 
   if (!xyz) {

@@ -31,7 +31,8 @@ def test_library_failures_raise_the_class_of_their_branch(duct):
     nan = p.hub.copy()
     nan[3, 0] = np.nan
     for call, error, text in (
-            (lambda: duct.convertARTtoSpace(9, (1, 1.5, 0)), qor.InternalError, r"Space \(9\) not allowed"),
+            (lambda: duct.convertARTtoSpace(9, (1, 1.5, 0)), qor.InternalError,
+             r"Space \(9\) not allowed"),
             (lambda: duct.convertARTtoSpaceTNs(T.nspan, np.zeros((5, 3))), qor.InternalError, ""),
             (lambda: T().initializeFromART(nan, *p.curves()[1:], (0, 0, 0), (0, 0, 1)),
              qor.InvalidDataError, ""),
@@ -60,12 +61,9 @@ def test_every_layout_of_a_list_converts_like_float32(duct):
     pts = annulus().samples(1000)
     ref = duct.convertARTtoSpace(pts, [T.nm, T.nspan])
     assert ref.dtype == np.float32 and ref.shape == (1000, 2)
-    wide = np.zeros((1000, 6))
-    wide[:, ::2] = pts
-    readOnly = pts.copy()
-    readOnly.flags.writeable = False
-    for layout in (pts.astype(np.float64), np.asfortranarray(pts), wide[:, ::2], pts.tolist(),
-                   readOnly):
+    readOnly = np.frombuffer(pts.tobytes(), np.float32).reshape(-1, 3)
+    for layout in (pts.astype(np.float64), np.asfortranarray(pts), np.repeat(pts, 2, 1)[:, ::2],
+                   np.repeat(pts.astype(np.float64), 2, 1)[:, ::2], pts.tolist(), readOnly):
         np.testing.assert_array_equal(duct.convertARTtoSpace(layout, [T.nm, T.nspan]), ref)
     assert duct.convertARTtoSpace(np.zeros((0, 3)), [T.nm]).shape == (0, 1)
     # spaces are class attributes with the library's numbers, and plain numbers are accepted

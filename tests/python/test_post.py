@@ -88,8 +88,8 @@ def test_regularGridOnAnnulusGivesBinValuesHonoursWeightsAndMarksEmptyBins(tmp_p
                  post.plotBladeToBlade(b2b, "linear", str(tmp_path / "b2b.png"))):
         assert os.path.getsize(path) > 10000
 
-    for bad, text in (({"fields": fields["linear"][:-1]}, "fields"), ({"weights": w[:-1]}, "weights"),
-                      ({"transform": None}, "coordinates")):
+    for bad, text in (({"fields": fields["linear"][:-1]}, "fields"),
+                      ({"weights": w[:-1]}, "weights"), ({"transform": None}, "coordinates")):
         with pytest.raises(ValueError, match=text):
             post.circumferentialAverage(xyz, **{"fields": fields["linear"], "transform": t, **bad})
 

@@ -23,8 +23,7 @@ ALL = list(range(8))
 
 @pytest.fixture(scope="module")
 def built():
-    p = bend()
-    return p.build(T.nonLinear, 2000), p.samples(20000)
+    return bend().build(), bend().samples(20000)
 
 
 def test_saved_and_pickled_transforms_convert_like_the_original(built, tmp_path):
