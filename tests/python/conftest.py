@@ -33,8 +33,7 @@ class Passage:
         return t
 
     def samples(self, n, seed=1, margin=0.1):
-        """n points scattered over the bounding box of the passage widened by `margin` of its size
-        (some outside), with theta in [-1, 1]."""
+        """n points in the bounding box grown by `margin` of its size; theta in [-1, 1]."""
         pts = np.concatenate(self.curves())[:, :2]
         lo, hi = pts.min(axis=0), pts.max(axis=0)
         pad = margin * (hi - lo).max()

@@ -85,11 +85,9 @@ int main(int argc, char** argv) try {
   qor::QORVector<P> streamwise, spanwise;
   xyz ? t.convertXYZtoSpace(points, all, values, streamwise, spanwise, true)
       : t.convertARTtoSpace(points, all, values, streamwise, spanwise, true);
-  std::vector<float> rows(points.size() * all.size());
-  for (std::size_t k = 0; k < points.size(); ++k) {
-    for (std::size_t q = 0; q < all.size(); ++q) rows[k * all.size() + q] = values[q][k];
-  }
-  write("forward.f32", rows);
+  std::vector<float> columns;  // one space after the other
+  for (const auto& v : values) columns.insert(columns.end(), v.begin(), v.end());
+  write("forward.f32", columns);
   write("streamwise.f32", streamwise);
   write("spanwise.f32", spanwise);
   qor::QORVector<P> list(points.begin(), points.end());

@@ -39,8 +39,8 @@ def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
     point, direction = (0.1, -0.2, 0.3), (1.0, 0.5, -0.25)
     xyz = variant("xyz", frame=qor.AxisFrame(point, direction))
     turned = io.passageFromDirectory(xyz, point, direction)
-    for a, b in zip(turned.curves, given.curves):
-        np.testing.assert_allclose(a, b, atol=2e-6)
+    np.testing.assert_allclose(np.concatenate(turned.curves), np.concatenate(given.curves),
+                               atol=2e-6)
     with pytest.raises(io.InputError, match=r"hub.csv:1: the header names Cartesian .* says the "
                                             r"points are meridional"):
         io.passageFromDirectory(xyz, point, direction, xyz=False)
@@ -52,8 +52,7 @@ def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
         with pytest.warns(UserWarning, match=f"{io.CURVES[k]}.csv: the {io.CURVES[k]} curve runs "
                                              f"{way} while the other curves agree"):
             fixed = io.passageFromDirectory(folder)
-        for a, b in zip(fixed.curves, given.curves):
-            np.testing.assert_array_equal(a, b)
+        np.testing.assert_array_equal(np.concatenate(fixed.curves), np.concatenate(given.curves))
 
     # Contradictions: a qor.InvalidDataError (and an io.InputError) naming the files.
     swapped = variant("swapped", lambda c: [c[1], c[0], c[2], c[3]])

@@ -54,8 +54,7 @@ def test_dask_arrays_convert_chunk_by_chunk_with_one_transform(built):
     values = qor.dask.convertARTtoSpace(t, points, [T.nm, T.nspan, T.rnm])
     assert values.chunks == (points.chunks[0], (3,)) and values.dtype == np.float32
     # one key holds the transform, whatever the number of chunks
-    graph = dict(values.__dask_graph__())
-    assert sum(isinstance(v, T) for v in graph.values()) == 1
+    assert sum(isinstance(v, T) for v in dict(values.__dask_graph__()).values()) == 1
     assertBitwise(values.compute(scheduler="threads"), t.convertARTtoSpace(pts, [T.nm, T.nspan, T.rnm]))
     xyz = cartesian(pts, np.float32)
     assertBitwise(qor.dask.convertXYZtoSpace(t, da.from_array(xyz, chunks=(7000, 1)), [T.nm])
