@@ -1,12 +1,7 @@
-// The C++ side of the Python tests: runs the library's own list operations on inputs the Python
-// test wrote, and writes the results as raw arrays, so that the test can compare the package's
-// results with the library's bit for bit.
-//
-//   qor_python_reference DIR
-//
-// DIR/setup.txt holds "frame art|xyz", "method M", "size N", "axis px py pz dx dy dz" and
-// optionally "boundaries K"; hub.f32, shroud.f32, inlet.f32, outlet.f32, points.f32 and
-// boundary<k>.f32 are float32 arrays of (x, y, z) rows. Results go to DIR/<name>.f32 / .f64.
+// The C++ side of the Python tests: qor_python_reference DIR runs the library's own list operations
+// on the float32 (x, y, z) rows DIR/hub.f32, shroud.f32, inlet.f32, outlet.f32, points.f32 (and
+// boundary<k>.f32, uv.f32) with the settings of DIR/setup.txt ("frame art|xyz", "method M",
+// "axis px py pz dx dy dz", "boundaries K"), and writes the results as raw arrays DIR/<name>.
 
 #include <cstdio>
 #include <fstream>
@@ -34,14 +29,11 @@ std::vector<P> readPoints(const std::string& name) {
   return out;
 }
 
-template <typename T>
-void write(const std::string& name, const T* data, std::size_t count) {
+template <typename V>
+void write(const std::string& name, const V& v) {
   std::ofstream out(g_dir + "/" + name, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(count * sizeof(T)));
-}
-
-void writePoints(const std::string& name, const std::vector<P>& pts) {
-  write(name, pts.data(), pts.size());
+  out.write(reinterpret_cast<const char*>(v.data()),
+            static_cast<std::streamsize>(v.size() * sizeof v[0]));
 }
 
 }  // namespace
@@ -54,7 +46,7 @@ int main(int argc, char** argv) try {
   g_dir = argv[1];
   std::ifstream setup(g_dir + "/setup.txt");
   std::string frame = "art";
-  int method = 1, size = 2000, boundaries = 0;
+  int method = 1, boundaries = 0;
   P axisPoint, axisDirection(0, 0, 1);
   for (std::string line; std::getline(setup, line);) {
     std::istringstream s(line);
@@ -62,7 +54,6 @@ int main(int argc, char** argv) try {
     s >> key;
     if (key == "frame") s >> frame;
     if (key == "method") s >> method;
-    if (key == "size") s >> size;
     if (key == "boundaries") s >> boundaries;
     if (key == "axis") {
       s >> axisPoint[0] >> axisPoint[1] >> axisPoint[2] >> axisDirection[0] >> axisDirection[1] >>
@@ -73,21 +64,18 @@ int main(int argc, char** argv) try {
       inlet(readPoints("inlet.f32")), outlet(readPoints("outlet.f32"));
   const bool xyz = frame == "xyz";
   TT t;
-  if (xyz) {
-    t.initializeFromXYZ(hub, shroud, inlet, outlet, axisPoint, axisDirection);
-  } else {
-    t.initializeFromART(hub, shroud, inlet, outlet, axisPoint, axisDirection, -1, -1, -1, -1);
-  }
-  const int folded = t.createBackgroundMesh(static_cast<TT::BMmethod>(method), size);
-  write("folded.i32", &folded, 1);
+  xyz ? t.initializeFromXYZ(hub, shroud, inlet, outlet, axisPoint, axisDirection)
+      : t.initializeFromART(hub, shroud, inlet, outlet, axisPoint, axisDirection, -1, -1, -1, -1);
+  const int folded = t.createBackgroundMesh(static_cast<TT::BMmethod>(method), 2000);
+  write("folded.i32", std::vector<int>{folded});
 
   std::vector<P> mesh;
   int ni = 0, nj = 0;
   t.getBackgroundMesh(mesh, ni, nj);
-  writePoints("mesh.f32", mesh);
+  write("mesh.f32", mesh);
   std::vector<double> spans;
   t.getNSpanValues(spans);
-  write("nspanvalues.f64", spans.data(), spans.size());
+  write("nspanvalues.f64", spans);
 
   // Forward: every space at once with directions, and the one-space list form.
   const qor::TripletQORVector points(readPoints("points.f32"));
@@ -95,42 +83,33 @@ int main(int argc, char** argv) try {
   for (int s = 0; s < 8; ++s) all.push_back(static_cast<TT::space>(s));
   qor::QORVector<std::vector<float>> values;
   qor::QORVector<P> streamwise, spanwise;
-  if (xyz) {
-    t.convertXYZtoSpace(points, all, values, streamwise, spanwise, true);
-  } else {
-    t.convertARTtoSpace(points, all, values, streamwise, spanwise, true);
-  }
-  std::vector<float> rows(points.size() * all.size());
-  for (std::size_t k = 0; k < points.size(); ++k) {
-    for (std::size_t q = 0; q < all.size(); ++q) rows[k * all.size() + q] = values[q][k];
-  }
-  write("forward.f32", rows.data(), rows.size());
-  writePoints("streamwise.f32", streamwise);
-  writePoints("spanwise.f32", spanwise);
+  xyz ? t.convertXYZtoSpace(points, all, values, streamwise, spanwise, true)
+      : t.convertARTtoSpace(points, all, values, streamwise, spanwise, true);
+  std::vector<float> columns;  // one space after the other
+  for (const auto& v : values) columns.insert(columns.end(), v.begin(), v.end());
+  write("forward.f32", columns);
+  write("streamwise.f32", streamwise);
+  write("spanwise.f32", spanwise);
   qor::QORVector<P> list(points.begin(), points.end());
   qor::QORVector<float> nspan;
-  if (xyz) {
-    t.convertXYZtoSpace(TT::nspan, list, nspan);
-  } else {
-    t.convertARTtoSpace(TT::nspan, list, nspan);
-  }
-  write("nspan.f32", nspan.data(), nspan.size());
+  xyz ? t.convertXYZtoSpace(TT::nspan, list, nspan) : t.convertARTtoSpace(TT::nspan, list, nspan);
+  write("nspan.f32", nspan);
 
   if (!xyz) {
     // (nm, theta, nspan) and back, the inverse one point at a time.
     std::vector<P> tns, back(points.size());
     t.convertARTtoSpaceTNs(TT::nm, std::vector<P>(points.begin(), points.end()), tns);
-    writePoints("tns.f32", tns);
+    write("tns.f32", tns);
     for (std::size_t k = 0; k < tns.size(); ++k) t.convertSpaceTNsToART(TT::nm, tns[k], back[k]);
-    writePoints("inverse.f32", back);
+    write("inverse.f32", back);
     t.convertSpaceTNsToART(TT::nm, tns.data(), tns.size(), back.data(), TT::ListOptions());
-    writePoints("inverse_array.f32", back);
+    write("inverse_array.f32", back);
   }
   qor::QORVector<P> line;
   t.getConstantSpace(TT::nspanConst, 0.5, line);
-  writePoints("const_nspan.f32", line);
+  write("const_nspan.f32", line);
   t.getConstantSpace(TT::nmConst, 0.5, line);
-  writePoints("const_nm.f32", line);
+  write("const_nm.f32", line);
 
   if (boundaries > 0 && !xyz) {
     std::vector<std::vector<P>> curves;
@@ -141,10 +120,10 @@ int main(int argc, char** argv) try {
     std::vector<P> uv, art;
     for (int s = 0; s <= seg.getLastSegmentID(); ++s) {
       seg.convertARTtoSpaceNspan(s, Seg::mprime, pts, uv);
-      writePoints("segment" + std::to_string(s) + ".f32", uv);
+      write("segment" + std::to_string(s) + ".f32", uv);
     }
     seg.convertSpaceNspanToART(0, Seg::mprime, art, readPoints("uv.f32"));
-    writePoints("segment_inverse.f32", art);
+    write("segment_inverse.f32", art);
   }
   return 0;
 } catch (const qor::Error& e) {

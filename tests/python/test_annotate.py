@@ -53,6 +53,15 @@ def su2(tmp_path):
     return tmp_path
 
 
+def rectangle(folder, a0, a1, r0, r1):
+    """Curve files hub.txt, shroud.txt, inlet.txt and outlet.txt of the passage a0..a1 x r0..r1."""
+    folder.mkdir()
+    for name, ends in (("hub", (a0, r0, a1, r0)), ("shroud", (a0, r1, a1, r1)),
+                       ("inlet", (a0, r0, a0, r1)), ("outlet", (a1, r0, a1, r1))):
+        (folder / (name + ".txt")).write_text("{} {}\n{} {}\n".format(*ends))
+    return folder
+
+
 PATCHES = ["--hub", "HUB", "--shroud", "SHROUD", "--inlet", "INLET", "--outlet", "OUTLET"]
 
 
@@ -151,14 +160,9 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
     status, err = annotate(tmp_path / "rows.cgns", out, "--hub", "HUB", "--shroud", "casing",
                            "--inlet", "INLET", "--outlet", "OUTFLOW", *AXIS, "--size", 500)
     assert status == 0, err
-    hub = io.passageFromPatches(io.readMesh(str(tmp_path / "rows.cgns")),
-                                dict(hub="HUB", shroud="SHROUD", inlet="INLET", outlet="OUTLET"),
-                                (1, 2, 3), (1, 0, 0)).curves[0]
-    assert (hub[:, 0].min(), hub[:, 0].max()) == (0, 2.5)  # the hub patches of both zones
     blocks = list(io.leaves(io.readMesh(str(out))))
-    names = [p for p, _ in blocks]
-    assert ("Base", "Zone1", "Internal") in names
-    assert ("Base", "Zone2", "Patches", "OUTLET") in names
+    assert {("Base", "Zone1", "Internal"), ("Base", "Zone2", "Patches", "OUTLET")} <= {
+        p for p, _ in blocks}
     assert len(blocks) == 2 + 3 + 3
     for path, ds in blocks:
         assert isinstance(ds, vtkStructuredGrid), path
@@ -172,11 +176,7 @@ def test_cgns_patches_families_several_zones_and_plot3d_stay_structured(tmp_path
 
     # The Plot3D grid itself with a shorter passage (axial 0.5 .. 2) from curve files: two
     # structured blocks out, the nodes before and after the passage marked.
-    curves = tmp_path / "curves"
-    curves.mkdir()
-    for name, pts in (("hub", "0.5 1\n2 1\n"), ("shroud", "0.5 1.5\n2 1.5\n"),
-                      ("inlet", "0.5 1\n0.5 1.5\n"), ("outlet", "2 1\n2 1.5\n")):
-        (curves / (name + ".txt")).write_text(pts)
+    curves = rectangle(tmp_path / "curves", 0.5, 2, 1, 1.5)
     status, err = annotate(tmp_path / "rows.xyz", tmp_path / "p3d.vtm", "--passage", curves, *AXIS,
                            "--spaces", "nm,nspan")
     assert status == 0, err
@@ -209,21 +209,12 @@ def test_bad_input_one_line_exit_2_nothing_written(tmp_path):
                       ("OUTLET", edge(ids[-1])), ("EMPTY", grid(nodes, quads[:0], 9))]),
           tmp_path / "duct.vtm")
     # Good runs: patches of a .vtm; legacy .vtk to .vtu and polygons .vtp to .vtp with curve files.
-    legacy = vtkUnstructuredGridWriter()
-    legacy.SetFileName(str(tmp_path / "duct.vtk"))
-    legacy.SetInputData(grid(nodes, quads, 9))
-    legacy.Write()
+    write(grid(nodes, quads, 9), tmp_path / "duct.vtk", vtkUnstructuredGridWriter)
     surface = vtkGeometryFilter()
     surface.SetInputData(grid(nodes, quads, 9))
-    polygons = vtkXMLPolyDataWriter()
-    polygons.SetFileName(str(tmp_path / "duct.vtp"))
-    polygons.SetInputConnection(surface.GetOutputPort())
-    polygons.Write()
-    (tmp_path / "curves").mkdir()
-    for name, pts in (("hub", "0 1\n2 1\n"), ("shroud", "0 2\n2 2\n"), ("inlet", "0 1\n0 2\n"),
-                      ("outlet", "2 1\n2 2\n")):
-        (tmp_path / "curves" / (name + ".txt")).write_text(pts)
-    curves = ["--passage", tmp_path / "curves"]
+    surface.Update()
+    write(surface.GetOutput(), tmp_path / "duct.vtp", vtkXMLPolyDataWriter)
+    curves = ["--passage", rectangle(tmp_path / "curves", 0, 2, 1, 2)]
     for source, target, options, kind in (
             ("duct.vtm", "good.vtm", PATCHES, "vtkUnstructuredGrid"),
             ("duct.vtk", "good.vtu", curves, "vtkUnstructuredGrid"),

@@ -10,22 +10,14 @@ import sys
 
 import numpy as np
 import pytest
-from conftest import dataDir
+from conftest import dataFolder
 
 import qor
 from qor import io
 
-LOW = "centrifugal-compressor-lowspeed"
-
-
-def writeCurve(path, points, header):
-    np.savetxt(path, points, delimiter=",", header=header, comments="", fmt="%.9g")
-
 
 def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
-    source = os.path.join(dataDir(), LOW)
-    if not dataDir() or not os.path.isdir(source):
-        pytest.skip("QOR_DATA_DIR does not hold " + LOW)
+    source = dataFolder("centrifugal-compressor-lowspeed")
     given = io.passageFromDirectory(source)
     assert [len(c) for c in given.curves] == [287, 287, 2, 2]
 
@@ -37,11 +29,9 @@ def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
         curves = [np.loadtxt(os.path.join(source, f"{c}.csv"), delimiter=",", skiprows=1)
                   for c in io.CURVES]
         for role, c in zip(io.CURVES, change(curves) if change else curves):
-            if frame is None:
-                writeCurve(folder / f"{role}.csv", c, "axial,radius")
-            else:
-                art = np.c_[c, np.full(len(c), 0.3)]
-                writeCurve(folder / f"{role}.csv", frame.toXYZ(art), "x,y,z")
+            np.savetxt(folder / f"{role}.csv", frame.toXYZ(np.c_[c, np.full(len(c), 0.3)]) if frame
+                       else c, delimiter=",", header="x,y,z" if frame else "axial,radius",
+                       comments="", fmt="%.9g")
         return str(folder)
 
     # Cartesian files about a tilted axis off the origin, recognised by their header, give the
@@ -49,8 +39,8 @@ def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
     point, direction = (0.1, -0.2, 0.3), (1.0, 0.5, -0.25)
     xyz = variant("xyz", frame=qor.AxisFrame(point, direction))
     turned = io.passageFromDirectory(xyz, point, direction)
-    for a, b in zip(turned.curves, given.curves):
-        np.testing.assert_allclose(a, b, atol=2e-6)
+    np.testing.assert_allclose(np.concatenate(turned.curves), np.concatenate(given.curves),
+                               atol=2e-6)
     with pytest.raises(io.InputError, match=r"hub.csv:1: the header names Cartesian .* says the "
                                             r"points are meridional"):
         io.passageFromDirectory(xyz, point, direction, xyz=False)
@@ -62,8 +52,7 @@ def test_frames_directions_and_contradictions_like_the_tool(tmp_path):
         with pytest.warns(UserWarning, match=f"{io.CURVES[k]}.csv: the {io.CURVES[k]} curve runs "
                                              f"{way} while the other curves agree"):
             fixed = io.passageFromDirectory(folder)
-        for a, b in zip(fixed.curves, given.curves):
-            np.testing.assert_array_equal(a, b)
+        np.testing.assert_array_equal(np.concatenate(fixed.curves), np.concatenate(given.curves))
 
     # Contradictions: a qor.InvalidDataError (and an io.InputError) naming the files.
     swapped = variant("swapped", lambda c: [c[1], c[0], c[2], c[3]])

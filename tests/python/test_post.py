@@ -10,15 +10,10 @@ import pytest
 
 import qor
 import qor.post as post
-from conftest import Passage, annulus, bend, line, su2Nodes
+from conftest import annulus, bend, cartesian, su2Nodes
+from vtkfiles import grid, multiblock, write
 
 T = qor.TurboTransform
-
-
-def cartesian(art):
-    """(axial, radius, theta) about the z axis to (x, y, z), float64."""
-    a = np.asarray(art, np.float64)
-    return np.c_[a[:, 1] * np.cos(a[:, 2]), a[:, 1] * np.sin(a[:, 2]), a[:, 0]]
 
 
 def test_regularGridOnAnnulusGivesBinValuesHonoursWeightsAndMarksEmptyBins(tmp_path):
@@ -93,12 +88,10 @@ def test_regularGridOnAnnulusGivesBinValuesHonoursWeightsAndMarksEmptyBins(tmp_p
                  post.plotBladeToBlade(b2b, "linear", str(tmp_path / "b2b.png"))):
         assert os.path.getsize(path) > 10000
 
-    with pytest.raises(ValueError, match="fields"):
-        post.circumferentialAverage(xyz, fields["linear"][:-1], transform=t)
-    with pytest.raises(ValueError, match="weights"):
-        post.circumferentialAverage(xyz, fields["linear"], transform=t, weights=w[:-1])
-    with pytest.raises(ValueError, match="coordinates"):
-        post.circumferentialAverage(xyz, fields["linear"])
+    for bad, text in (({"fields": fields["linear"][:-1]}, "fields"),
+                      ({"weights": w[:-1]}, "weights"), ({"transform": None}, "coordinates")):
+        with pytest.raises(ValueError, match=text):
+            post.circumferentialAverage(xyz, **{"fields": fields["linear"], "transform": t, **bad})
 
 
 def test_meshNodeGridOnBendGivesNodeValuesWithinHalfTheNodeSpacing():
@@ -118,11 +111,8 @@ def test_meshNodeGridOnBendGivesNodeValuesWithinHalfTheNodeSpacing():
 
 
 def su2():
-    _, nodes = su2Nodes()
     # Rectangle z in [-0.15, 0.2], r in [0.25, 0.325] about the z axis (see the data's README).
-    p = Passage("su2", line(-0.15, 0.25, 0.2, 0.25, 41), line(-0.15, 0.325, 0.2, 0.325, 41),
-                line(-0.15, 0.25, -0.15, 0.325, 11), line(0.2, 0.25, 0.2, 0.325, 11))
-    return nodes, p.build()
+    return su2Nodes()[1], annulus(-0.15, 0.2, 0.25, 0.325).build()
 
 
 def test_su2WedgeAveragesAThetaFieldToItsThetaMean():
@@ -140,9 +130,6 @@ def test_su2WedgeAveragesAThetaFieldToItsThetaMean():
 
 
 def test_averageCommandOnAnAnnotatedMultiblockFile(tmp_path):
-    pytest.importorskip("vtkmodules.vtkCommonDataModel")
-    from vtkfiles import grid, multiblock, write
-
     nodes, t = su2()
     coords = t.convertXYZtoSpace(nodes, [T.nm, T.nspan, T.mprime])
     theta = np.arctan2(nodes[:, 1], nodes[:, 0])

@@ -15,7 +15,7 @@ import pytest
 
 import qor
 import qor.dask
-from conftest import T, assertBitwise, bend
+from conftest import T, assertBitwise, bend, cartesian
 
 EXAMPLES = Path(__file__).resolve().parents[2] / "examples"
 ALL = list(range(8))
@@ -23,8 +23,7 @@ ALL = list(range(8))
 
 @pytest.fixture(scope="module")
 def built():
-    p = bend()
-    return p.build(T.nonLinear, 2000), p.samples(20000)
+    return bend().build(), bend().samples(20000)
 
 
 def test_saved_and_pickled_transforms_convert_like_the_original(built, tmp_path):
@@ -55,10 +54,9 @@ def test_dask_arrays_convert_chunk_by_chunk_with_one_transform(built):
     values = qor.dask.convertARTtoSpace(t, points, [T.nm, T.nspan, T.rnm])
     assert values.chunks == (points.chunks[0], (3,)) and values.dtype == np.float32
     # one key holds the transform, whatever the number of chunks
-    graph = dict(values.__dask_graph__())
-    assert sum(isinstance(v, T) for v in graph.values()) == 1
+    assert sum(isinstance(v, T) for v in dict(values.__dask_graph__()).values()) == 1
     assertBitwise(values.compute(scheduler="threads"), t.convertARTtoSpace(pts, [T.nm, T.nspan, T.rnm]))
-    xyz = np.c_[pts[:, 1] * np.cos(pts[:, 2]), pts[:, 1] * np.sin(pts[:, 2]), pts[:, 0]].astype(np.float32)
+    xyz = cartesian(pts, np.float32)
     assertBitwise(qor.dask.convertXYZtoSpace(t, da.from_array(xyz, chunks=(7000, 1)), [T.nm])
                   .compute(scheduler="threads"), t.convertXYZtoSpace(xyz, [T.nm]))
     with pytest.raises(ValueError, match=r"shape \(N, 3\)"):
@@ -87,7 +85,7 @@ def test_the_examples_convert_stores_and_files_like_one_process(built, tmp_path)
     t.save(tmp_path / "t.qor")
     # dask: a zarr store of several chunks, Cartesian points
     zarr = pytest.importorskip("zarr")
-    xyz = np.c_[pts[:, 1] * np.cos(pts[:, 2]), pts[:, 1] * np.sin(pts[:, 2]), pts[:, 0]].astype(np.float32)
+    xyz = cartesian(pts, np.float32)
     zarr.save_array(str(tmp_path / "points.zarr"), xyz, chunks=(4096, 3))
     subprocess.run([sys.executable, str(EXAMPLES / "dask_convert.py"), str(tmp_path / "t.qor"),
                     str(tmp_path / "points.zarr"), str(tmp_path / "values.zarr")],

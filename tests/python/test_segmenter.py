@@ -15,8 +15,7 @@ S = qor.TurboTransformSegmenter
 
 def test_exact_boundaries_and_the_segment_of_points():
     passage = annulus()
-    t = passage.build()
-    seg = S(t, S.backgroundMeshSpan)
+    seg = S(passage.build(), S.backgroundMeshSpan)
     assert not seg.getExactBoundaries()
     seg.setExactBoundaries(True)
     assert seg.getExactBoundaries() and copy.copy(seg).getExactBoundaries()

@@ -26,9 +26,10 @@ def grid(nodes, cells, vtkType, arrays={}):
     return g
 
 
-def write(data, path):
-    w = (vtkXMLMultiBlockDataWriter if isinstance(data, vtkMultiBlockDataSet)
-         else vtkXMLUnstructuredGridWriter)()
+def write(data, path, writer=None):
+    """Written by `writer` (a VTK writer class), by default the XML writer of the data's type."""
+    w = (writer or (vtkXMLMultiBlockDataWriter if isinstance(data, vtkMultiBlockDataSet)
+                    else vtkXMLUnstructuredGridWriter))()
     w.SetFileName(str(path))
     w.SetInputData(data)
     assert w.Write()
