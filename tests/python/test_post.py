@@ -78,6 +78,7 @@ def test_regularGridOnAnnulusGivesBinValuesHonoursWeightsAndMarksEmptyBins(tmp_p
     b2b = post.bladeToBlade(xyz, fields, nspan=0.5, band=0.01, transform=t)
     inBand = np.flatnonzero((np.abs(nsExact - 0.5) <= 0.01 - 1e-5) & (nmExact >= 0) & (nmExact <= 1))
     assert set(inBand) <= set(b2b.index) and (np.abs(nsExact[b2b.index] - 0.5) <= 0.01 + 1e-5).all()
+    assert (np.abs(nmExact[b2b.index] - 0.5) <= 0.5 + 2e-4).all()  # none beyond the inlet or outlet
     np.testing.assert_allclose(b2b.mprime, art[b2b.index, 0] / art[b2b.index, 1], atol=5e-4)
     np.testing.assert_allclose(b2b.theta, theta[b2b.index], atol=1e-6)
     np.testing.assert_array_equal(b2b["label"], fields["label"][b2b.index])
