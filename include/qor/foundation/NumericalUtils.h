@@ -6,6 +6,7 @@
 
 namespace qor {
 
+/// Static functions only; no state, safe from any thread.
 class QOR_API NumericalUtils {
  public:
   /// Distance from |x| to the next representable value away from zero (unit in the last place):

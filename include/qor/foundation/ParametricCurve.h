@@ -27,8 +27,12 @@ class QOR_API ParametricCurve {
   /// Dimension tag stored with the curve (the library passes 1 and 2); it does not change behaviour.
   enum dim : int { curve0d = 0, curve1d = 1, curve2d = 2, curve3d = 3 };
 
+  /// A curve without points (dimension tag 2): the point queries throw data::invalid "The curve
+  /// has no points." until points are set.
   ParametricCurve();
+  /// Copies the points; arc-length mode. Points are in the caller's frame and units.
   ParametricCurve(const std::vector<TripletBase<float>>& points, dim d);
+  /// Copies the points with one caller parameter per point (caller mode).
   /// @throws data::invalid when the number of parameter values differs from the number of points.
   ParametricCurve(const std::vector<TripletBase<float>>& points, const std::vector<double>& svalues,
                   dim d);
@@ -38,6 +42,8 @@ class QOR_API ParametricCurve {
   ParametricCurve& operator=(ParametricCurve&&) noexcept;
   virtual ~ParametricCurve();
 
+  /// Replaces points and tag, as the matching constructor: arc-length mode, or caller mode with
+  /// the given parameters (data::invalid for a count mismatch, the curve then unchanged).
   void setPoints(const std::vector<TripletBase<float>>& points, dim d);
   void setPoints(const std::vector<TripletBase<float>>& points, const std::vector<double>& svalues,
                  dim d);
@@ -45,11 +51,18 @@ class QOR_API ParametricCurve {
   void setPointsX(const std::vector<double>& values);
   /// The first components of the points, widened to double.
   void getX(std::vector<double>& values) const;
+  /// The parameter of every point (normalised arc length, or the caller's values); `values` is
+  /// replaced, empty for a curve without points.
   void getSvalues(std::vector<double>& values) const;
 
+  /// Number of points.
   std::size_t size() const noexcept;
+  /// The dimension tag given at construction or by `setPoints` (`setPointsX` keeps it).
   dim getDim() const noexcept;
+  /// Total polyline length: sum of the 3-component segment lengths in double, in the units of the
+  /// points, also in caller mode; 0 without points or with one.
   double getLength() const;
+  /// First and last point, widened to double (exact).
   TripletBase<double> getFirstPoint() const;
   TripletBase<double> getLastPoint() const;
   /// Point at parameter s, linear between the neighbouring points (interpolated in double); s is
@@ -65,6 +78,7 @@ class QOR_API ParametricCurve {
   TripletBase<double> projectPoint(const TripletBase<double>& point) const;
   TripletBase<double> projectPoint(const TripletBase<double>& point, double& s) const;
 
+  /// All points, in order (`out` is replaced; empty for a curve without points).
   void getCurve(std::vector<TripletBase<float>>& out) const;
   /// The piece between parameters s1 and s2 (both clamped): the point at s1, every vertex strictly
   /// between, the point at s2; always at least two points (s1 == s2 gives that point twice), and
@@ -74,7 +88,8 @@ class QOR_API ParametricCurve {
   void getCurve(double s1, double s2, std::vector<TripletBase<float>>& out,
                 std::vector<double>& svalues) const;
   /// Points at the given parameters, one per value; `clamp` true keeps them within the curve's ends,
-  /// false extrapolates along the end segment beyond the parameter range.
+  /// false extrapolates along the end segment beyond the parameter range. `out` is resized to
+  /// svalues.size(). @throws data::invalid for values on a curve without points.
   void getCurveBySvalues(std::vector<TripletBase<float>>& out, const std::vector<double>& svalues,
                          bool clamp) const;
   /// n points at the parameters k/(n-1); the first and last are the end points exactly. n == 1 gives
@@ -82,6 +97,7 @@ class QOR_API ParametricCurve {
   /// @throws data::invalid for n points that cannot fit in memory (before allocating)
   void getCurveForEquidistantS(std::vector<TripletBase<float>>& out, int n) const;
   /// The piece from the first point to s, and from s to the last point (see getCurve).
+  /// @throws data::invalid when the curve has no points.
   void getCurveBegin(double s, std::vector<TripletBase<float>>& out) const;
   void getCurveEnd(double s, std::vector<TripletBase<float>>& out) const;
   /// Cuts the given points and parameter values to the range [from, to]: the points before the first
@@ -98,7 +114,8 @@ class QOR_API ParametricCurve {
   /// fewer than two points, a zero length or f <= 0.
   void expandCurveBothEnds(double f);
   /// Removes point j when its normalised arc-length step from point j-1 (double) does not exceed
-  /// spacing(s_{j-1}) * 10^k; the last point always stays (it replaces the last kept point). A curve
+  /// spacing(s_{j-1}) * 10^k; the last point always stays (it replaces the last kept point unless
+  /// that is the first). Nothing changes for fewer than two points or a non-finite length. A curve
   /// of zero length keeps its first point only. Caller parameters of kept points are kept.
   void eliminateDoublePoints(int k);
   /// Removes repeated points (exact equality of all three components, -0 equal to +0, NaN never

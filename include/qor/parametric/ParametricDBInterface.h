@@ -39,7 +39,7 @@ class QOR_API ParametricDBInterface {
   virtual bool checkCurveExist(const std::string& name) const = 0;
   /// A new, empty database of the same class; the caller owns it.
   virtual ParametricDBInterface* makeNew() = 0;
-  /// Releases the database's curves (deleting through this interface is supported).
+  /// Virtual: a database may be deleted through this interface (the factory's results are).
   virtual ~ParametricDBInterface();
 };
 

@@ -143,7 +143,8 @@ class QOR_API Smooth2dbs {
   void setbcgeoIDNorth(bcType type, int geoId);
   void setbcgeoIDmNorth(bcType type, int geoId);
   void setbcgeoIDNorth(int i0, int i1, bcType type, int geoId);
-  /// One corner: sw (0, 0), se (icv, 0), nw (0, jcv), ne (icv, jcv). The sweeps never move a corner.
+  /// One corner: sw (0, 0), se (icv, 0), nw (0, jcv), ne (icv, jcv). The sweeps never move a
+  /// corner.
   void setbcgeoIDsw(bcType type, int geoId);
   void setbcgeoIDse(bcType type, int geoId);
   void setbcgeoIDnw(bcType type, int geoId);
