@@ -21,6 +21,7 @@ namespace qor {
 /// passage's extent), so that the far end of any curve never counts as meeting.
 class QOR_API CurveOrientation {
  public:
+  /// Index of each curve in `reverse` and in the `names` of `check`.
   enum curve : int { hub = 0, shroud = 1, inlet = 2, outlet = 3 };
 
   /// Checks the four curves, given as (axial, radial, theta) points in the order of the file (theta
