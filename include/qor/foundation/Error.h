@@ -46,7 +46,8 @@ class QOR_API Error {
 };
 
 namespace data {
-/// A failure caused by the data that the caller handed in (an unknown curve name, an empty database).
+/// A failure caused by the data that the caller handed in (an unknown curve name, an empty
+/// database).
 class QOR_API error : public Error {
  public:
   using Error::Error;

@@ -1,7 +1,7 @@
 #pragma once
 /// @file
-/// Message builders with numbered placeholders: `SystemMsg("Space (%1) not allowed") << 9`
-/// fills every "%1" with "9". The n-th inserted value fills "%n"; a value whose placeholder does not
+/// Message builders with numbered placeholders: `SystemMsg("Space (%1) not allowed") << 9` fills
+/// every "%1" with "9". The n-th inserted value fills "%n"; a value whose placeholder does not
 /// occur leaves the text unchanged and prints a warning on standard error.
 
 #include <sstream>

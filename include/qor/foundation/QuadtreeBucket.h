@@ -37,8 +37,8 @@ class QOR_API QuadtreeBucket {
   unsigned int findNearestPoint(const TripletBase<float>& point) const;
   /// The same exact answer, found from the leaf of point `hint` instead of from the root: cheaper
   /// when `hint` lies near the answer, for example the previous answer while walking through
-  /// spatially sorted queries. Any value is accepted as a hint; an index out of range, or of a point
-  /// with a non-finite coordinate, gives the plain search.
+  /// spatially sorted queries. Any value is accepted as a hint; an index out of range, or of a
+  /// point with a non-finite coordinate, gives the plain search.
   /// @throws data::invalid when the index was built from no points.
   unsigned int findNearestPoint(const TripletBase<float>& point, unsigned int hint) const;
   /// Number of points handed to `construct` (non-finite ones included); 0 before.

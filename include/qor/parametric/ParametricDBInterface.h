@@ -39,7 +39,7 @@ class QOR_API ParametricDBInterface {
   virtual bool checkCurveExist(const std::string& name) const = 0;
   /// A new, empty database of the same class; the caller owns it.
   virtual ParametricDBInterface* makeNew() = 0;
-  /// Virtual: a database may be deleted through this interface (the factory's results are).
+  /// Virtual, so the databases the factory returns can be deleted through this interface.
   virtual ~ParametricDBInterface();
 };
 

@@ -182,9 +182,9 @@ class QOR_API TurboTransformSegmenter {
   /// Final ART points of the east boundary line of segment s, hub to shroud.
   /// @throws internal::error "Segment id out of bounds, ..." (function "getInternalBoundaryLeft")
   const std::vector<TripletBase<float>>& getInternalBoundaryEast(int s) const;
-  /// getInternalBoundaryWest / East of segment 0 (West: the inlet line) and of segment N (East:
-  /// the outlet line), with their errors (also before any boundaries are set). The misspelt
-  /// "Segmen" is part of the interface.
+  /// getInternalBoundaryWest / East of segment 0 (its West line is the inlet line) and of segment
+  /// N (its East line is the outlet line), with their errors: before any boundaries are set they
+  /// throw "Segment id out of bounds, ...". The misspelt "Segmen" is part of the interface.
   const std::vector<TripletBase<float>>& getFirstSegmenInternalBoundaryWest() const;
   const std::vector<TripletBase<float>>& getFirstSegmenInternalBoundaryEast() const;
   const std::vector<TripletBase<float>>& getLastSegmenInternalBoundaryWest() const;

@@ -70,7 +70,8 @@ class QOR_API Smooth2dbs {
   ///               neighbours' parameters
   /// @param third  limits a sliding point's move towards a neighbour: a point within `third` of
   ///               the parameter interval between its two neighbours from that neighbour does
-  ///               not move towards it, and no move exceeds half the distance (default 0.4)
+  ///               not move towards it, and no move exceeds half the parameter distance to it
+  ///               (default 0.4)
   void setUnderRelaxation(double first, double second, double third);
   /// The three factors in the order of `setUnderRelaxation`.
   void getUnderRelaxation(double& first, double& second, double& third) const;

@@ -53,7 +53,8 @@ class QOR_API Topo2dBase {
 
   /// Corners, global index: WS = (0, 0) (inlet-hub), ES = (icv, 0) (outlet-hub),
   /// WN = (0, jcv) (inlet-shroud), EN = (icv, jcv) (outlet-shroud).
-  /// @throws std::out_of_range for a block with no rows (never set up, or isize < 1).
+  /// @throws std::out_of_range for a block never set up (no rows), and for ES and EN also when
+  ///         isize < 1 (icv = -1).
   int getWS() const;
   int getES() const;
   int getWN() const;

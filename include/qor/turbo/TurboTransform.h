@@ -121,8 +121,8 @@ class QOR_API TurboTransform {
                         const TripletQORVector& inlet, const TripletQORVector& outlet,
                         const TripletBase<float>& axisPoint, const TripletBase<float>& axisDirection,
                         int hubStart, int shroudStart, int inletStart, int outletStart);
-  /// True once a set-up has succeeded (or `load` restored a set-up transform); a failed later
-  /// set-up does not reset it.
+  /// True after a successful set-up (a failed later set-up does not reset it); `load` sets it as
+  /// saved.
   bool isGeometryInitialized() const;
   /// The axis point and the unit axis direction (XYZ); (0, 0, 0) and (0, 0, 1) before a set-up.
   void getAxis(TripletBase<float>& point, TripletBase<float>& direction) const;
@@ -265,8 +265,8 @@ class QOR_API TurboTransform {
   void convertARTtoSpaceTNs(space s, const std::vector<TripletBase<float>>& art,
                             std::vector<TripletBase<float>>& out) const;
   /// The Cartesian (XYZ) forms: each point becomes (axial, radial, 0) about the axis, then as the
-  /// (axial, radial, theta) form of the same arguments. Unlike those, the list forms need the mesh
-  /// even for an empty list, and their null-pointer error names "convertARTtoSpace".
+  /// (axial, radial, theta) form of the same arguments. The list forms need the mesh even for an
+  /// empty list, and their null-pointer error names "convertARTtoSpace".
   float convertXYZtoSpace(space s, const TripletBase<float>& xyz) const;
   void convertXYZtoSpace(space s, const QORVector<TripletBase<float>>& xyz,
                          QORVector<float>& values) const;
@@ -508,7 +508,8 @@ class QOR_API TurboTransform {
   ///     i32 x 5   levels of the smoothed mesh, requested mesh size, curve point budget, and two
   ///               settings carried for compatibility
   ///     f32 x 9   axis point, axis direction, axial unit vector (XYZ)
-  ///     4 curves in the order hub, shroud, inlet, outlet, each: u32 n, then n x 3 f32 (A, R, theta)
+  ///     4 curves in the order hub, shroud, inlet, outlet, each: u32 n, then n x 3 f32
+  ///               (A, R, theta)
   ///     mesh, only when present: i32 icv, i32 jcv (cells in i and j, each >= 1), then
   ///               (icv + 1) (jcv + 1) x 3 f32 nodes (axial, radial, 0), i-major with j fast
   ///     8 fields in `space` order, each: u32 n, then n x f64; without a mesh n = 0, with one n is
