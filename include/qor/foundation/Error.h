@@ -26,9 +26,14 @@ class QOR_API Error {
   Error& operator=(const Error&) = default;
   virtual ~Error();
 
+  /// Class that reported the failure, e.g. "ParametricDB" ("Triplet" for triplet division).
   const std::string& getClassName() const noexcept { return m_className; }
+  /// Operation named at the throw site (a few report a helper's or an older operation's name,
+  /// e.g. "checkDataBaseEmpty").
   const std::string& getFunctionName() const noexcept { return m_functionName; }
+  /// The message text, placeholders filled (e.g. "Curve does not exist. Name= hub").
   const std::string& getMessage() const noexcept { return m_message; }
+  /// Category; `errorType::fatal` for every exception this library throws.
   errorType getErrorType() const noexcept { return m_errorType; }
   /// One line for logs: "ClassName::functionName: message (error type N)".
   std::string getDescription() const;
@@ -41,7 +46,8 @@ class QOR_API Error {
 };
 
 namespace data {
-/// A failure caused by the data that the caller handed in (an unknown curve name, an empty database).
+/// A failure caused by the data that the caller handed in (an unknown curve name, an empty
+/// database).
 class QOR_API error : public Error {
  public:
   using Error::Error;

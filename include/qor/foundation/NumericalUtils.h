@@ -6,6 +6,7 @@
 
 namespace qor {
 
+/// Static functions only; no state, safe from any thread.
 class QOR_API NumericalUtils {
  public:
   /// Distance from |x| to the next representable value away from zero (unit in the last place):
@@ -23,11 +24,11 @@ class QOR_API NumericalUtils {
                                             double w3);
 
   /// Solves the bilinear map of the cell (x0,y0)..(x3,y3) (corner order as above) for the local
-  /// coordinates (s, t) of (px, py). Newton iteration in double from the cell centre (0.5, 0.5); the
-  /// incoming s, t are ignored. The solve has converged when a step is below tolerance2 in s and t
-  /// (its error is then of the order of the step squared); s or t within 4 float epsilons of 0 or 1
-  /// is then set to exactly 0 or 1, so points on edges and corners get exact values. Points outside
-  /// the cell get values outside [0, 1] (extrapolation).
+  /// coordinates (s, t) of (px, py). Newton iteration in double from the cell centre (0.5, 0.5);
+  /// the incoming s, t are ignored. The solve has converged when a step is below tolerance2 in s
+  /// and t (its error is then of the order of the step squared); s or t within 4 float epsilons of
+  /// 0 or 1 is then set to exactly 0 or 1, so points on edges and corners get exact values. Points
+  /// outside the cell get values outside [0, 1] (extrapolation).
   /// All three flags are assigned on every call:
   /// @param flag1 true when the solve is unreliable: not converged within maxIterations, or a final
   ///        residual above 1e-4 of the cell size

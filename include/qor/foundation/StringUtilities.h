@@ -8,6 +8,7 @@
 
 namespace qor {
 
+/// Static functions only.
 class QOR_API StringUtilities {
  public:
   /// `text` with every occurrence of `from` replaced by `to`; an empty `from` changes nothing.

@@ -1,7 +1,8 @@
 #pragma once
 /// @file
 /// `TripletBase<T>`: the point and direction type of every interface. XYZ points are (x, y, z);
-/// meridional points are (axial, radial, theta in radians); background-mesh nodes are (axial, radial, 0).
+/// meridional points are (axial, radial, theta in radians); background-mesh nodes are
+/// (axial, radial, 0).
 
 #include <cmath>
 #include <limits>
@@ -16,6 +17,9 @@ namespace qor {
 /// The largest finite float marks an invalid coordinate throughout the library.
 inline constexpr float invalidCoordinate = std::numeric_limits<float>::max();
 
+/// Three components of a floating-point type T (float in every point interface, double in the
+/// higher-precision conversions). A plain value: copyable, no virtual operations; arithmetic is
+/// component-wise and, except division by zero, never throws.
 template <typename T>
 class TripletBase {
   static_assert(std::is_floating_point<T>::value, "TripletBase holds floating-point components");
@@ -23,7 +27,9 @@ class TripletBase {
  public:
   using value_type = T;
 
+  /// (0, 0, 0).
   constexpr TripletBase() noexcept : m_c{T(0), T(0), T(0)} {}
+  /// (first, second, third): (x, y, z) or (axial, radial, theta in radians).
   constexpr TripletBase(T first, T second, T third) noexcept : m_c{first, second, third} {}
   /// Converts between precisions (double to float rounds each component once).
   template <typename U, typename = std::enable_if_t<!std::is_same<U, T>::value>>
@@ -34,6 +40,7 @@ class TripletBase {
   constexpr T& operator[](int i) noexcept { return m_c[i]; }
   constexpr const T& operator[](int i) const noexcept { return m_c[i]; }
 
+  /// Components 0, 1, 2 by name (also the axial, radial and theta components of ART points).
   constexpr T& x() noexcept { return m_c[0]; }
   constexpr T& y() noexcept { return m_c[1]; }
   constexpr T& z() noexcept { return m_c[2]; }
@@ -41,6 +48,7 @@ class TripletBase {
   constexpr T y() const noexcept { return m_c[1]; }
   constexpr T z() const noexcept { return m_c[2]; }
 
+  /// Component-wise sum, difference and negation, in T (no widening), and the compound forms.
   constexpr TripletBase operator+(const TripletBase& o) const noexcept {
     return {m_c[0] + o.m_c[0], m_c[1] + o.m_c[1], m_c[2] + o.m_c[2]};
   }
@@ -88,9 +96,11 @@ class TripletBase {
     return *this = divided(scalar);
   }
 
+  /// Dot product of all three components, in T.
   constexpr T dot(const TripletBase& o) const noexcept {
     return m_c[0] * o.m_c[0] + m_c[1] * o.m_c[1] + m_c[2] * o.m_c[2];
   }
+  /// Cross product this x o (right-handed), in T.
   constexpr TripletBase cross(const TripletBase& o) const noexcept {
     return {m_c[1] * o.m_c[2] - m_c[2] * o.m_c[1], m_c[2] * o.m_c[0] - m_c[0] * o.m_c[2],
             m_c[0] * o.m_c[1] - m_c[1] * o.m_c[0]};
@@ -121,6 +131,7 @@ class TripletBase {
            m_c[2] == T(invalidCoordinate);
   }
 
+  /// Exact component-wise comparison (-0 equals +0; a NaN component is never equal).
   constexpr bool operator==(const TripletBase& o) const noexcept {
     return m_c[0] == o.m_c[0] && m_c[1] == o.m_c[1] && m_c[2] == o.m_c[2];
   }
@@ -141,6 +152,7 @@ class TripletBase {
   T m_c[3];
 };
 
+/// scalar * p, the same as p * scalar.
 template <typename S, typename T, typename = std::enable_if_t<std::is_arithmetic<S>::value>>
 constexpr TripletBase<T> operator*(S scalar, const TripletBase<T>& p) noexcept {
   return p * scalar;
@@ -153,6 +165,7 @@ T squaredDistance(const TripletBase<T>& a, const TripletBase<T>& b) noexcept {
   return (b - a).lengthSquared();
 }
 
+/// Writes "(a, b, c)" with the stream's current formatting.
 template <typename T>
 std::ostream& operator<<(std::ostream& os, const TripletBase<T>& p) {
   return os << '(' << p[0] << ", " << p[1] << ", " << p[2] << ')';

@@ -11,6 +11,8 @@
 
 namespace qor {
 
+/// A list of float points ((x, y, z) or (axial, radial, theta in radians), as the taking
+/// operation states), a thin wrapper of a standard vector. Header-only.
 class TripletQORVector {
  public:
   using value_type = TripletBase<float>;
@@ -19,6 +21,7 @@ class TripletQORVector {
   TripletQORVector() = default;
   /// Copies the points.
   TripletQORVector(const std::vector<TripletBase<float>>& points) : m_points(points) {}  // NOLINT
+  /// Takes over the vector's storage.
   TripletQORVector(std::vector<TripletBase<float>>&& points) noexcept  // NOLINT
       : m_points(std::move(points)) {}
   TripletQORVector(std::initializer_list<TripletBase<float>> points) : m_points(points) {}
@@ -28,6 +31,7 @@ class TripletQORVector {
   TripletQORVector& operator=(TripletQORVector&&) noexcept = default;
   virtual ~TripletQORVector() = default;
 
+  /// Number of points, as unsigned int (kept for compatibility; truncated above UINT_MAX).
   unsigned int size() const noexcept { return static_cast<unsigned int>(m_points.size()); }
   bool empty() const noexcept { return m_points.empty(); }
   /// Point by index (not checked).
@@ -35,11 +39,14 @@ class TripletQORVector {
   /// Exchanges the contents with a standard vector in constant time.
   void swap(std::vector<TripletBase<float>>& other) noexcept { m_points.swap(other); }
 
+  /// Appending, reserving and clearing as the standard vector does.
   void push_back(const TripletBase<float>& p) { m_points.push_back(p); }
   void reserve(std::size_t n) { m_points.reserve(n); }
   void clear() noexcept { m_points.clear(); }
+  /// Read-only iteration over the points in order.
   const_iterator begin() const noexcept { return m_points.begin(); }
   const_iterator end() const noexcept { return m_points.end(); }
+  /// The contiguous points (size() triplets of 3 floats), e.g. for the array conversion forms.
   const TripletBase<float>* data() const noexcept { return m_points.data(); }
   /// The points as a standard vector.
   const std::vector<TripletBase<float>>& points() const noexcept { return m_points; }

@@ -45,6 +45,8 @@
 
 namespace qor {
 
+/// Use: construct on a transform with a background mesh, `setInternalBoundaries`, then convert.
+/// Segment ids s run 0..N (`getLastSegmentID`) from inlet to outlet.
 class QOR_API TurboTransformSegmenter {
  public:
   /// How boundary lines are sampled across the span.
@@ -88,10 +90,12 @@ class QOR_API TurboTransformSegmenter {
   TurboTransformSegmenter(const TurboTransform* transform, segmentMethod method);
   /// Copies every member; the transform is shared, not copied.
   TurboTransformSegmenter(const TurboTransformSegmenter&);
+  /// Copies every member as the copy constructor does (boundaries, settings, state).
   TurboTransformSegmenter& operator=(const TurboTransformSegmenter&);
   /// Releases the members; never touches the transform.
   virtual ~TurboTransformSegmenter();
 
+  /// The attached transform (not owned).
   const TurboTransform* getTurboTransform() const;
   /// Stores the debug switch. Every call with `on` true asks the transform to write its debug input
   /// files (`TurboTransform::exportInput`) into the working directory. In debug mode the set-up
@@ -127,6 +131,7 @@ class QOR_API TurboTransformSegmenter {
   /// Takes effect at the next `setInternalBoundaries` (or single replacement); lines already built
   /// keep their sampling. Copies keep the setting.
   void setExactBoundaries(bool on);
+  /// Whether exact boundaries are on.
   bool getExactBoundaries() const;
 
   /// A fast array form of `convertSpaceNspanToART` (off by default, kept so for compatibility).
@@ -137,6 +142,7 @@ class QOR_API TurboTransformSegmenter {
   /// rounding (the transform's documented bound; `rnm` exactly). Still the same bits for every
   /// thread count. The one-point and vector forms are not affected. Copies keep the setting.
   void setFastArrayInverse(bool on);
+  /// Whether the fast array inverse is on.
   bool getFastArrayInverse() const;
 
   /// Installs all internal boundaries at once and builds the N + 2 boundary lines.
@@ -176,6 +182,9 @@ class QOR_API TurboTransformSegmenter {
   /// Final ART points of the east boundary line of segment s, hub to shroud.
   /// @throws internal::error "Segment id out of bounds, ..." (function "getInternalBoundaryLeft")
   const std::vector<TripletBase<float>>& getInternalBoundaryEast(int s) const;
+  /// getInternalBoundaryWest / East of segment 0 (its West line is the inlet line) and of segment
+  /// N (its East line is the outlet line), with their errors: before any boundaries are set they
+  /// throw "Segment id out of bounds, ...". The misspelt "Segmen" is part of the interface.
   const std::vector<TripletBase<float>>& getFirstSegmenInternalBoundaryWest() const;
   const std::vector<TripletBase<float>>& getFirstSegmenInternalBoundaryEast() const;
   const std::vector<TripletBase<float>>& getLastSegmenInternalBoundaryWest() const;
@@ -194,7 +203,7 @@ class QOR_API TurboTransformSegmenter {
   /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
   void convertARTtoSpaceNspan(int s, spaceSeg k, const TripletBase<float>& art,
                               TripletBase<float>& uv) const;
-  /// List form: `uv` gets one (u, v, 0) per input point.
+  /// List form: `uv` gets one (u, v, 0) per input point (`uv` may be `art` itself).
   void convertARTtoSpaceNspan(int s, spaceSeg k, const std::vector<TripletBase<float>>& art,
                               std::vector<TripletBase<float>>& uv) const;
   /// Segment coordinates (u, v) to ART (axial, radial, theta as the transform gives for theta 0).
@@ -203,6 +212,7 @@ class QOR_API TurboTransformSegmenter {
   /// @throws internal::error "Internal segments not set." before `setInternalBoundaries`
   void convertSpaceNspanToART(int s, spaceSeg k, TripletBase<float>& art,
                               const TripletBase<float>& uv) const;
+  /// List form: `art` gets one point per (u, v) (`art` may be `uv` itself).
   void convertSpaceNspanToART(int s, spaceSeg k, std::vector<TripletBase<float>>& art,
                               const std::vector<TripletBase<float>>& uv) const;
   /// Array form: art[k] for uv[k], k < n, the same values as the list form for every thread
@@ -222,11 +232,13 @@ class QOR_API TurboTransformSegmenter {
   void convertARTtoSpaceNspan(int s, spaceSeg k, const TripletBase<float>* art, std::size_t n,
                               TripletBase<float>* uv,
                               const TurboTransform::ListOptions& options) const;
-  /// `convertARTtoRnmNspan` with k = `rnm`.
+  /// `convertARTtoSpaceNspan` with k = `rnm` (one-point and list forms); the "not set" error
+  /// names "convertARTtoRnmNspan".
   void convertARTtoRnmNspan(int s, const TripletBase<float>& art, TripletBase<float>& uv) const;
   void convertARTtoRnmNspan(int s, const std::vector<TripletBase<float>>& art,
                             std::vector<TripletBase<float>>& uv) const;
-  /// `convertSpaceNspanToART` with k = `rnm`.
+  /// `convertSpaceNspanToART` with k = `rnm` (one-point and list forms); the "not set" error
+  /// names "convertRnmNspanToART".
   void convertRnmNspanToART(int s, TripletBase<float>& art, const TripletBase<float>& uv) const;
   void convertRnmNspanToART(int s, std::vector<TripletBase<float>>& art,
                             const std::vector<TripletBase<float>>& uv) const;

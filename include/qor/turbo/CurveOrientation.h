@@ -15,12 +15,13 @@ namespace qor {
 ///
 /// `TurboTransform` expects hub and shroud to run from inlet to outlet and inlet and outlet from
 /// hub to shroud; curves given the wrong way round do not fail, they give a folded mesh or wrong
-/// coordinates. `check` compares the curves' ends in the meridional plane: hub and shroud must start
-/// at the inlet's first and last point, and end at the outlet's first and last point. The ends
-/// count as meeting within a quarter of the shortest curve's chord (and 5 % of the diagonal of the
-/// passage's extent), so that the far end of any curve never counts as meeting.
+/// coordinates. `check` compares the curves' ends in the meridional plane: hub and shroud must
+/// start at the inlet's first and last point, and end at the outlet's first and last point. The
+/// ends count as meeting within a quarter of the shortest curve's chord (and 5 % of the diagonal of
+/// the passage's extent), so that the far end of any curve never counts as meeting.
 class QOR_API CurveOrientation {
  public:
+  /// Index of each curve in `reverse` and in the `names` of `check`.
   enum curve : int { hub = 0, shroud = 1, inlet = 2, outlet = 3 };
 
   /// Checks the four curves, given as (axial, radial, theta) points in the order of the file (theta
