@@ -156,9 +156,9 @@ class QOR_API TurboTransform {
   int getNumberOfThreadsForBM() const;
   /// How the nonLinear smoother turns a mesh point's arms onto the bisectors (default false, kept
   /// for compatibility: from inverse cosines of the angles). true: the same turn in closed form
-  /// from dot and cross products (`Smooth2dbs::setClosedFormBisection`), about a third less time
-  /// per sweep; the mesh is the default's up to float rounding (nodes within a few units in the
-  /// last place of the passage size), not bit for bit. Takes effect at the next
+  /// from dot and cross products (`Smooth2dbs::setClosedFormBisection`), about 40 % less
+  /// smoothing time (README, Speed); the mesh is the default's up to float rounding (nodes within
+  /// a few units in the last place of the passage size), not bit for bit. Takes effect at the next
   /// createBackgroundMesh; not saved by `save` (a loaded transform keeps the saved mesh as it is).
   void setClosedFormSmoothingForBM(bool on);
   bool getClosedFormSmoothingForBM() const;
