@@ -1,8 +1,6 @@
-"""Shared fixtures of the Python tests: analytic passages, the SU2 mesh under QOR_DATA_DIR and the
-C++ reference program (QOR_PYTHON_REFERENCE) that runs the library's own list operations."""
+"""Shared fixtures of the Python tests: analytic passages and the SU2 mesh under QOR_DATA_DIR."""
 
 import os
-import subprocess
 from dataclasses import dataclass, field
 
 import numpy as np
@@ -84,31 +82,6 @@ def cartesian(art, dtype=np.float64):
     """(axial, radius, theta) about the z axis to (x, y, z)."""
     a = np.asarray(art, np.float64)
     return np.c_[a[:, 1] * np.cos(a[:, 2]), a[:, 1] * np.sin(a[:, 2]), a[:, 0]].astype(dtype)
-
-
-def runReference(tmp_path, passage, points, frame="art", method=1, uv=None):
-    """Runs the C++ reference program on the same input; returns a reader of its results."""
-    exe = os.environ.get("QOR_PYTHON_REFERENCE")
-    if not exe:
-        pytest.fail("QOR_PYTHON_REFERENCE is not set (run the Python tests through ctest)")
-    arrays = dict(zip(("hub", "shroud", "inlet", "outlet"), passage.curves()), points=points)
-    arrays.update({f"boundary{k}": b for k, b in enumerate(passage.boundaries)})
-    if uv is not None:
-        arrays["uv"] = uv
-    for name, a in arrays.items():
-        np.ascontiguousarray(a, np.float32).tofile(tmp_path / (name + ".f32"))
-    axis = " ".join(str(v) for v in (*passage.axisPoint, *passage.axisDirection))
-    (tmp_path / "setup.txt").write_text(
-        f"frame {frame}\nmethod {int(method)}\naxis {axis}\n"
-        f"boundaries {len(passage.boundaries) if uv is not None else 0}\n")
-    run = subprocess.run([exe, str(tmp_path)], capture_output=True, text=True, timeout=300)
-    assert run.returncode == 0, run.stderr
-
-    def result(name, width=3, dtype=np.float32):
-        a = np.fromfile(tmp_path / name, dtype=dtype)
-        return a.reshape(-1, width) if width > 1 else a
-
-    return result
 
 
 def assertBitwise(actual, expected):

@@ -1,72 +1,82 @@
-"""The package gives the C++ library's numbers bit for bit, for the same input, on the analytic
-passages (the C++ side is the reference program run on the same files)."""
+"""The package's list forms give the numbers of its one-point forms bit for bit (each bound to the
+library's own call), in both frames, on the analytic passages; a transform set up from Cartesian
+curves has the mesh of one set up from the same curves in (axial, radial, theta)."""
 
 import numpy as np
 import pytest
 
 import qor
-from conftest import T, annulus, assertBitwise, bend, runReference
+from conftest import T, annulus, assertBitwise, bend
 
 ALL = list(range(8))
 S = qor.TurboTransformSegmenter
 
 
+def each(call, rows):
+    """call(row) for every row (a triplet), as float32."""
+    return np.array([call(tuple(q)) for q in rows], np.float32)
+
+
 @pytest.mark.parametrize("method", [T.linear, T.nonLinear])
-@pytest.mark.parametrize("frame", ["art", "xyz"])
 @pytest.mark.parametrize("make", [annulus, bend])
-def test_analytic_passages_match_the_library(tmp_path, make, frame, method):
+def test_lists_give_the_one_point_numbers_in_both_frames(make, method):
     passage = make()
     pts = passage.samples(3000)
-    xyz = frame == "xyz"
-    if xyz:
-        # Cartesian input: the meridional curves placed at angle 0.7 about an axis along x
-        # through (0.5, -1, 2), the points at angles of their own.
-        toXYZ = lambda art, phi: np.c_[0.5 + art[:, 0], -1 + art[:, 1] * np.cos(phi),
-                                       2 + art[:, 1] * np.sin(phi)].astype(np.float32)
-        passage.hub, passage.shroud, passage.inlet, passage.outlet = (
-            toXYZ(c, 0.7) for c in passage.curves())
-        passage.axisPoint, passage.axisDirection = (0.5, -1.0, 2.0), (1.0, 0.0, 0.0)
-        pts = toXYZ(pts, pts[:, 2])
-    ref = runReference(tmp_path, passage, pts, frame=frame, method=method)
-    t = T()
-    (t.initializeFromXYZ if xyz else t.initializeFromART)(*passage.curves(), passage.axisPoint,
-                                                          passage.axisDirection)
-    convert = t.convertXYZtoSpace if xyz else t.convertARTtoSpace
-    assert t.createBackgroundMesh(method, 2000) == ref("folded.i32", 1, np.int32)[0]
-    assertBitwise(t.getBackgroundMesh().reshape(-1, 3), ref("mesh.f32"))
-    assert np.prod(t.getBackgroundMeshSize()) == len(ref("mesh.f32"))
-    assertBitwise(t.getNSpanValues(), ref("nspanvalues.f64", 1, np.float64))
+    t = passage.build(method)
+    # Cartesian input: the meridional curves placed at angle 0.7 about an axis along x through
+    # (0.5, -1, 2), the points at angles of their own.
+    toXYZ = lambda art, phi: np.c_[0.5 + art[:, 0], -1 + art[:, 1] * np.cos(phi),
+                                   2 + art[:, 1] * np.sin(phi)].astype(np.float32)
+    x = T()
+    x.initializeFromXYZ(*(toXYZ(c, 0.7) for c in passage.curves()), (0.5, -1, 2), (1, 0, 0))
+    assert x.createBackgroundMesh(method, 2000) == 0
+    mesh = t.getBackgroundMesh()
+    np.testing.assert_allclose(x.getBackgroundMesh(), mesh, atol=1e-5, rtol=0)
+    ni, nj = t.getBackgroundMeshSize()
+    assert mesh.shape == (ni, nj, 3) and mesh.dtype == np.float32
+    other = passage.build(T.linear if method == T.nonLinear else T.nonLinear)
+    assert other.getBackgroundMeshSize() != (ni, nj)  # the method reaches the library
+    spans = t.getNSpanValues()
+    assert spans.dtype == np.float64 and len(spans) == nj and (np.diff(spans) > 0).all()
 
-    values, streamwise, spanwise = convert(pts, ALL, withDirections=True)
-    assertBitwise(values, ref("forward.f32", len(pts)).T)
-    assertBitwise(streamwise, ref("streamwise.f32"))
-    assertBitwise(spanwise, ref("spanwise.f32"))
-    assertBitwise(convert(T.nspan, pts), ref("nspan.f32", 1))
-    # one point at a time gives the list's numbers
-    for k in range(0, len(pts), 250):
-        assert np.float32(convert(T.nm, tuple(pts[k]))) == values[k, T.nm]
+    few = slice(None, None, -50)  # every 50th point, the last one included
+    xyz = toXYZ(pts, pts[:, 2])
+    byFrame = [(t.convertARTtoSpace, t.getUnitVectorsFromART, pts),
+               (x.convertXYZtoSpace, x.getUnitVectorsFromXYZ, xyz)]
+    for convert, unitVectors, p in byFrame:
+        values, streamwise, spanwise = convert(p, ALL, withDirections=True)
+        assertBitwise(values[few], each(lambda q: [convert(s, q) for s in ALL], p[few]))
+        assertBitwise(convert(T.nspan, p), values[:, T.nspan])
+        for a, b in zip((streamwise, spanwise), unitVectors(p)):
+            assertBitwise(a, b)
+    status = t.locationStatus(pts)
+    inside = status == T.inside
+    np.testing.assert_allclose(x.convertXYZtoSpace(xyz, ALL)[inside],
+                               t.convertARTtoSpace(pts, ALL)[inside], atol=1e-4, rtol=0)
+    assertBitwise(status[few], np.array([t.locationStatus(tuple(q)) for q in pts[few]], np.int8))
 
-    if not xyz:
-        tns = t.convertARTtoSpaceTNs(T.nm, pts)
-        assertBitwise(tns, ref("tns.f32"))
-        back = np.array([t.convertSpaceTNsToART(T.nm, tuple(p)) for p in tns], np.float32)
-        assertBitwise(back, ref("inverse.f32"))
-        assertBitwise(t.convertSpaceTNsToART(T.nm, tns), ref("inverse_array.f32"))
-    assertBitwise(t.getConstantSpace(T.nspanConst, 0.5), ref("const_nspan.f32"))
-    assertBitwise(t.getConstantSpace(T.nmConst, 0.5), ref("const_nm.f32"))
+    tns = t.convertARTtoSpaceTNs(T.nm, pts)
+    assertBitwise(tns[few], each(lambda q: t.convertARTtoSpaceTNs(T.nm, q), pts[few]))
+    # the list inverse is the library's array form: the one-point path within float rounding
+    np.testing.assert_allclose(t.convertSpaceTNsToART(T.nm, tns)[few],
+                               each(lambda q: t.convertSpaceTNsToART(T.nm, q), tns[few]),
+                               atol=2e-6, rtol=0)
+    for const, space, n in ((T.nspanConst, T.nspan, ni), (T.nmConst, T.nm, nj)):
+        line = t.getConstantSpace(const, 0.5)
+        assert len(line) == n
+        np.testing.assert_allclose(t.convertARTtoSpace(space, line), 0.5, atol=1e-5)
 
 
 @pytest.mark.parametrize("make", [annulus, bend])
-def test_segments_match_the_library(tmp_path, make):
+def test_segment_lists_give_the_one_point_numbers(make):
     passage = make()
     pts = passage.samples(2000)
     uv = np.random.default_rng(5).uniform(0, 1, (500, 3)).astype(np.float32)
-    ref = runReference(tmp_path, passage, pts, uv=uv)
     seg = S(passage.build(), S.mergedSpan)
     seg.setInternalBoundaries(passage.boundaries, True)
     assert seg.getLastSegmentID() == len(passage.boundaries)
     for s in range(seg.getLastSegmentID() + 1):
-        assertBitwise(seg.convertARTtoSpaceNspan(s, S.mprime, pts), ref(f"segment{s}.f32"))
-    assertBitwise(seg.convertSpaceNspanToART(0, S.mprime, uv), ref("segment_inverse.f32"))
-    u = seg.convertARTtoSpaceNspan(1, S.mprime, tuple(pts[3]))
-    assert np.float32(u[0]) == ref("segment1.f32")[3, 0]
+        assertBitwise(seg.convertARTtoSpaceNspan(s, S.mprime, pts)[::20],
+                      each(lambda q: seg.convertARTtoSpaceNspan(s, S.mprime, q), pts[::20]))
+        assertBitwise(seg.convertSpaceNspanToART(s, S.mprime, uv),
+                      each(lambda q: seg.convertSpaceNspanToART(s, S.mprime, q), uv))
