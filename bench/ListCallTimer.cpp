@@ -2,8 +2,10 @@
 // passage and points the script wrote, so that the Python call is compared with the same C++ call
 // on the same input.
 //
-//   ListCallTimer DIR REPEATS   (DIR as the Python tests' reference program reads it)
-// prints "seconds <best of REPEATS>" for each form it times.
+//   ListCallTimer DIR REPEATS
+// reads the float32 (axial, radial, theta) rows DIR/hub.f32, shroud.f32, inlet.f32, outlet.f32
+// and points.f32 and the mesh size from DIR/setup.txt ("size N"), and prints
+// "seconds <best of REPEATS>" for each form it times.
 
 #include <algorithm>
 #include <chrono>
