@@ -4,6 +4,7 @@ import copy
 import gc
 import threading
 import time
+import weakref
 
 import numpy as np
 import pytest
@@ -106,15 +107,19 @@ def test_a_copy_is_independent_of_its_source():
 
 def test_a_segmenter_keeps_its_transform_alive():
     p = annulus()
-    seg = S(p.build(), S.mergedSpan)
+    t = p.build()
+    alive = weakref.ref(t)
+    seg = S(t, S.mergedSpan)
     seg.setInternalBoundaries(p.boundaries, [True, True])
+    del t
     gc.collect()  # the last Python reference to the transform is gone
+    assert alive() is not None
     u = seg.convertARTtoSpaceNspan(1, S.nm, (1.05, 1.5, 0))
     assert u == pytest.approx((0.5, 0.5, 0.0), abs=1e-3)
     twin = copy.copy(seg)
     del seg
     gc.collect()
-    assert twin.convertARTtoSpaceNspan(1, S.nm, (1.05, 1.5, 0)) == u
+    assert alive() is not None and twin.convertARTtoSpaceNspan(1, S.nm, (1.05, 1.5, 0)) == u
     assert isinstance(twin.getTurboTransform(), T)
     back = twin.convertSpaceNspanToART(1, S.nm, np.array([u], np.float32))
     assert back[0, :2] == pytest.approx((1.05, 1.5), abs=2e-3)
