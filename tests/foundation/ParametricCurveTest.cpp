@@ -118,13 +118,6 @@ TEST(ParametricCurveProjection, givesTheFootOfThePerpendicularAndItsParameterAnd
   (void)ParametricCurve(lShape(), {10.0, 20.0, 30.0, 50.0}, ParametricCurve::curve2d)
       .projectPoint(P(2.5f, 1.0f, 0.0f), s);
   EXPECT_DOUBLE_EQ(s, 40.0);
-  std::mt19937 rng(42);
-  std::uniform_real_distribution<float> coord(-1.0f, 3.0f);
-  const ParametricCurve arc(cleanArc(50), ParametricCurve::curve2d);
-  for (int k = 0; k < 200; ++k) {
-    const PD q = arc.projectPoint(PD(coord(rng), coord(rng), 0.0), s);
-    EXPECT_NEAR((arc.getPointAtParameter(s) - q).length(), 0.0, 1e-9);
-  }
   // NaN coordinates give the first point, without hanging.
   EXPECT_EQ(c.projectPoint(P(kNaN, 0, 0), s), P(0, 0, 0));
   EXPECT_EQ(s, 0.0);
@@ -268,29 +261,22 @@ TEST(ParametricCurveEditing, makeUniqueKeepsFirstOccurrencesAndMakeContinuousRem
   EXPECT_EQ(std::make_pair(svaluesOf(jumps).front(), svaluesOf(jumps).back()), std::make_pair(0.0, 1.0));
 }
 
+// A clean ordered curve (an arc, a staircase of uneven steps, caller parameters) passes the
+// cleaning unchanged.
 TEST(ParametricCurveEditing, cleanOrderedInputPassesThroughBitForBit) {
-  std::mt19937 rng(42);
-  std::uniform_real_distribution<float> step(0.01f, 1.0f);
-  for (int trial = 0; trial < 20; ++trial) {
-    SCOPED_TRACE(testing::Message() << "seed 42, trial " << trial);
-    Points walk{P(0, 0, 0)};  // a monotone staircase with random steps
-    for (int k = 0; k < 80; ++k) walk.push_back(walk.back() + P(step(rng), step(rng), 0));
-    for (const Points& input : {cleanArc(50 + trial * 7), walk}) {
-      ParametricCurve c(input, ParametricCurve::curve2d);
-      const std::vector<double> before = svaluesOf(c);
-      c.makeUnique();
-      c.eliminateDoublePoints(2);
-      c.makeContinuous();
-      EXPECT_EQ(pointsOf(c), input);
-      EXPECT_EQ(svaluesOf(c), before);
-    }
+  Points walk{P(0, 0, 0)};
+  for (int k = 1; k <= 80; ++k) walk.push_back(walk.back() + P(0.01f * float(k % 7 + 1), 0.013f * float(k % 5 + 1), 0));
+  for (ParametricCurve c : {ParametricCurve(cleanArc(97), ParametricCurve::curve2d),
+                            ParametricCurve(walk, ParametricCurve::curve2d),
+                            ParametricCurve(lShape(), {-1e-9, 0.2, 0.7, 1.0}, ParametricCurve::curve2d)}) {
+    const Points points = pointsOf(c);
+    const std::vector<double> before = svaluesOf(c);
+    c.makeUnique();
+    c.eliminateDoublePoints(2);
+    c.makeContinuous();
+    EXPECT_EQ(pointsOf(c), points);
+    EXPECT_EQ(svaluesOf(c), before);
   }
-  const std::vector<double> sv{-1e-9, 0.2, 0.7, 1.0};
-  ParametricCurve caller(lShape(), sv, ParametricCurve::curve2d);
-  caller.makeUnique();
-  caller.eliminateDoublePoints(2);
-  caller.makeContinuous();
-  EXPECT_EQ(svaluesOf(caller), sv);
 }
 
 TEST(ParametricCurveFiles, exportWritesOneLinePerPointAndNamesAFileItCannotOpen) {
