@@ -43,33 +43,24 @@ inline double derivedBound(const Built& b, qor::TurboTransform::space s) {
   return FLT_EPSILON * ((6.0 * p * grad + 4.0 * fMax) / slope + 3.0 * p);
 }
 
-/// Inputs of `s` at arbitrary spans: the (value, theta, nspan) of random points of the passage,
+/// Converts inputs of every accepted space at arbitrary spans with the array form (one thread) and
+/// one point at a time, and expects them within derivedBound of each other (exactly equal for rnm,
+/// which needs no line). The inputs: the (value, theta, nspan) of random points of the passage,
 /// half of them given another span in [-0.1, 1.1], plus values beyond both ends of the lines.
-inline std::vector<P3> mixedSpanInputs(const Built& b, qor::TurboTransform::space s, std::mt19937& rng,
-                                       int n) {
-  std::uniform_real_distribution<float> span(-0.1f, 1.1f);
-  std::vector<P3> in;
-  for (const P3& q : samplePoints(b, -1.0, rng, n, 0.0)) {
-    P3 tns;
-    b.transform.convertARTtoSpaceTNs(s, q, tns);
-    if (in.size() % 2 == 1) tns[2] = span(rng);
-    in.push_back(tns);
-  }
-  const float top = in.empty() ? 1.0f : 2.0f * std::fabs(in.front()[0]) + 2.0f;
-  for (float v : {-1.0f, top}) in.emplace_back(v, 0.5f, span(rng));
-  return in;
-}
-
-/// Converts mixed-span inputs of every accepted space with the array form (one thread) and one
-/// point at a time, and expects them within derivedBound of each other (exactly equal for rnm,
-/// which needs no line).
 inline void expectArrayInverseMatchesOnePoint(const Built& b, int n = 150) {
   std::mt19937 rng(42);
   SCOPED_TRACE(b.passage.name + ", seed 42");
   using T = qor::TurboTransform;
+  std::uniform_real_distribution<float> span(-0.1f, 1.1f);
   for (T::space s : {T::mprime, T::m, T::nmprime, T::nm, T::rnm, T::mprimeScaled}) {
     SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
-    const std::vector<P3> in = mixedSpanInputs(b, s, rng, n);
+    std::vector<P3> in;
+    for (const P3& q : samplePoints(b, -1.0, rng, n, 0.0)) {
+      in.emplace_back();
+      b.transform.convertARTtoSpaceTNs(s, q, in.back());
+      if (in.size() % 2 == 0) in.back()[2] = span(rng);
+    }
+    for (float v : {-1.0f, 2.0f * std::fabs(in.front()[0]) + 2.0f}) in.emplace_back(v, 0.5f, span(rng));
     const double bound = s == T::rnm ? 0.0 : derivedBound(b, s);
     std::vector<P3> fast(in.size());
     b.transform.convertSpaceTNsToART(s, in.data(), in.size(), fast.data(), T::ListOptions());

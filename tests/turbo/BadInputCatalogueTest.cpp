@@ -96,10 +96,15 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
   t.getAxis(point, direction);
   EXPECT_EQ(direction, P3(0, 1, 0));
   EXPECT_FALSE(t.isGeometryInitialized());
-  // Sharing only the last point is enough (the first: TurboTransformSetupTest.cpp).
-  std::vector<P3> shroud(p.shroud.points());
+  // Sharing only the last point is enough; the Cartesian check compares the end points in
+  // (axial, radial, 0): (3, 4, 7) and (5, 0, 7) are both (7, 5, 0) about the z axis.
+  std::vector<P3> hub(p.hub.points()), shroud(p.shroud.points());
   shroud.back() = p.hub[p.hub.size() - 1];
   EXPECT_THROW(t.initializeFromXYZ(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
+  hub.front() = P3(3, 4, 7);
+  shroud = p.shroud.points();
+  shroud.front() = P3(5, 0, 7);
+  EXPECT_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
   // The ART check counts theta.
   shroud = p.shroud.points();
   shroud.front() = P3(p.hub[0][0], p.hub[0][1], 0.5f);

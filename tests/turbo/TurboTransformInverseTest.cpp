@@ -96,31 +96,6 @@ TEST(TurboTransformInverse, inputOutsideTheMeshIsClampedToItsLines) {
   EXPECT_LE(meridionalDistance(out, line.back()), kUlpTol * kBendScale);
 }
 
-TEST(TurboTransformInverse, listFormsOnTheAnnulusGiveAnalyticPoints) {
-  Built b;
-  qortest::build(b, qortest::annulus(), TurboTransform::linear, 500);  // A = 2 nm, R = 1 + nspan
-  const double tol = kRoundTripRelTol * 2.0;
-  std::vector<P3> out(3, P3(7, 7, 7));
-  b.transform.convertSpaceTNsToART(TurboTransform::nm, std::vector<P3>(), out);
-  EXPECT_EQ(out, std::vector<P3>(3, P3(7, 7, 7)));  // empty input: output untouched
-  const std::vector<P3> in = {P3(0.25f, 0.1f, 0.5f), P3(0.75f, -0.2f, 0.1f)};
-  b.transform.convertSpaceTNsToART(TurboTransform::nm, in, out);
-  ASSERT_EQ(out.size(), in.size());
-  // One span for all points: the inputs' span is ignored and their theta goes last.
-  const std::vector<D3> inD = {D3(0.25, 0.3, 0.9), D3(0.5, -1.0, 0.0)};
-  std::vector<D3> outD;
-  b.transform.convertOnConstantSpanSpaceTNsToART(TurboTransform::nm, 0.5, inD, outD);
-  ASSERT_EQ(outD.size(), 2u);
-  for (std::size_t k = 0; k < in.size(); ++k) {
-    P3 single;
-    b.transform.convertSpaceTNsToART(TurboTransform::nm, in[k], single);
-    EXPECT_EQ(out[k], single);  // the one-point path is checked by the round trips
-    EXPECT_NEAR(outD[k][0], 2.0 * inD[k][0], tol);
-    EXPECT_NEAR(outD[k][1], 1.5, tol);
-    EXPECT_EQ(outD[k][2], inD[k][1]);
-  }
-}
-
 // Each conversion after a new mesh uses the same space and span as the one before it, so only the
 // invalidation by createBackgroundMesh can make it rebuild its line; at the end only the space
 // changes between two conversions, so only the space in the key can.
@@ -163,6 +138,7 @@ void checkRoundTrips(const Built& b) {
     SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
     for (double ns : {0.0, 0.5, 1.0, -1.0}) {
       std::vector<D3> tnsList, backList;
+      std::vector<P3> tnsFloat, backFloat, list(3, P3(7, 7, 7));
       const std::vector<P3> points = qortest::samplePoints(b, ns, rng, 40, 0.02);
       for (const P3& p : points) {
         P3 tns, back;
@@ -171,17 +147,26 @@ void checkRoundTrips(const Built& b) {
         b.transform.convertSpaceTNsToART(s, tns, back);
         EXPECT_LE(meridionalDistance(p, back), tol) << "span " << ns;
         EXPECT_EQ(back[2], 0.25f);
+        tnsFloat.push_back(tns);
+        backFloat.push_back(back);
         b.transform.convertARTtoSpaceTNs(s, D3(p[0], p[1], 0.0), tnsD);
-        tnsList.push_back(tnsD);
+        tnsList.emplace_back(tnsD[0], 0.5, -1.0);  // theta 0.5, a span that must not be read
         if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
           b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
           EXPECT_LE(qortest::meridionalDistance(backD, p), tol) << "span " << ns;
         }
       }
+      // The list form: the one-point results; an empty list leaves the output alone.
+      b.transform.convertSpaceTNsToART(s, std::vector<P3>(), list);
+      EXPECT_EQ(list, std::vector<P3>(3, P3(7, 7, 7)));
+      b.transform.convertSpaceTNsToART(s, tnsFloat, list);
+      EXPECT_EQ(list, backFloat);
       if (ns < 0.0) continue;
+      // One span for all points: the inputs' span is ignored and their theta goes last.
       b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
       for (std::size_t k = 0; k < points.size(); ++k) {
         EXPECT_LE(qortest::meridionalDistance(backList[k], points[k]), tol);
+        EXPECT_EQ(backList[k][2], 0.5);
       }
     }
   }

@@ -33,22 +33,6 @@ TEST(TurboTransformAxis, directionIsStoredAsUnitVectorAndZeroIsRefusedShowingThe
   EXPECT_FALSE(fresh.isGeometryInitialized());
 }
 
-// The hub/shroud identity check compares the Cartesian end points converted to (axial, radial, 0):
-// points at one axial position and one radius count as equal.
-TEST(TurboTransformAxis, identityCheckSeesPointsOfEqualAxialAndRadius) {
-  auto p = qortest::annulus();
-  std::vector<P3> hub(p.hub.points()), shroud(p.shroud.points());
-  hub.front() = P3(3, 4, 7);     // (7, 5, 0) about the default axis
-  shroud.front() = P3(5, 0, 7);  // (7, 5, 0) as well
-  TurboTransform t, u;
-  EXPECT_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
-  shroud.front() = P3(5, 0, 8);
-  EXPECT_NO_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)));
-  hub.front() = P3(1, 0, 1);  // about an axis through (0, 0, 1) both are (0, 1, 0)
-  shroud.front() = P3(0, 1, 1);
-  EXPECT_THROW(u.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 1), P3(0, 0, 1)), qor::internal::error);
-}
-
 // The cleaned hub is read back from the curve file written with QOR_OUTPUT_BACKGROUND_MESH (the
 // meridional plane only: a cloud's third components hold sort keys).
 qor::QORVector<P3> cleanedHub(const TurboTransform& t) {
