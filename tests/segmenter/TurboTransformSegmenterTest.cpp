@@ -96,7 +96,7 @@ TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBo
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), std::out_of_range);
 }
 
-TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) {
+TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundariesAndBoundsErrorsKeepTheirTexts) {
   Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
   EXPECT_EQ(seg.getLastSegmentID(), -2);
   P3 uv;
@@ -115,14 +115,10 @@ TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) 
       {[&] { seg.getFirstSegmenInternalBoundaryWest(); }, "getInternalBoundaryLeft",
        "Segment id out of bounds, Min = 0, Max = -2,  attempted 0."},
   });
-}
-
-TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNamesAndBadInputChangesNothing) {
-  Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
+  // With boundaries: the bounds errors keep their texts and names, and bad input changes nothing.
   seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
   ASSERT_EQ(seg.getLastSegmentID(), 3);
   const auto line = radialLine(0.5, 1.0, 2.0, 5);
-  std::vector<P3> out;
   const std::string left = "setInternalBoundaryLeft";
   const std::string bounds = "Segment id out of bounds, Min = 0, Max = 3,  attempted ";
   expectErrors({
@@ -131,11 +127,10 @@ TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNamesAndBadInput
       {[&] { seg.setInternalBoundaryEast(-1, line, false); }, left,
        "Segment id out of bounds, Min = 0, Max = 2,  attempted to set -1. "},
       {[&] { seg.getInternalBoundaryEast(4); }, "getInternalBoundaryLeft", bounds + "4."},
-      {[&] { seg.getSegmentInternalBoundarySouth(4, out); }, "getSegmentInternalBoundarySouth", bounds + "4."},
-      {[&] { seg.getSegmentInternalBoundaryNorth(-1, out); }, "getSegmentInternalBoundaryNorth", bounds + "-1."},
+      {[&] { seg.getSegmentInternalBoundarySouth(4, list); }, "getSegmentInternalBoundarySouth", bounds + "4."},
+      {[&] { seg.getSegmentInternalBoundaryNorth(-1, list); }, "getSegmentInternalBoundaryNorth", bounds + "-1."},
   });
   // Conversions leave ids and spaces to the checked containers.
-  P3 uv;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(4, Seg::nm, P3(0.5f, 1.5f, 0), uv), std::out_of_range);
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, static_cast<Seg::spaceSeg>(4), P3(0.5f, 1.5f, 0), uv),
                std::out_of_range);
@@ -398,19 +393,15 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     uv[k] = P3(unit(rng), float((k / 300) % 9) / 8.0f + 0.01f, 0.0f);
   }
   using Out = std::vector<P3>;
-  auto threads = [](int count) {
-    TurboTransform::ListOptions o;
-    o.threads = count;
-    return o;
-  };
+  using Threads = TurboTransform::ListOptions;
   auto forward = [&](Seg::spaceSeg k, int count) {
     Out out(n);
-    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), threads(count));
+    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), Threads{count});
     return out;
   };
   auto inverseWith = [&](const Seg& sg, Seg::spaceSeg k, int count) {
     Out out(n);
-    sg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, threads(count));
+    sg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, Threads{count});
     return out;
   };
   auto inverse = [&](Seg::spaceSeg k, int count) { return inverseWith(seg, k, count); };
@@ -452,10 +443,10 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
   std::vector<std::int8_t> statuses(n), expected(n);
   b.transform.locationStatus(art.data(), n, expected.data());
   for (int count : {1, 2, 3, 0}) {
-    seg.findSegment(art.data(), n, found.data(), 1e-3, threads(count));
+    seg.findSegment(art.data(), n, found.data(), 1e-3, Threads{count});
     EXPECT_EQ(found, single) << count;
     std::fill(found.begin(), found.end(), 7);
-    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, threads(count));
+    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, Threads{count});
     EXPECT_EQ(found, single) << count;
     EXPECT_EQ(statuses, expected) << count;
   }
@@ -465,7 +456,7 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
                qor::data::invalid);
   EXPECT_THROW(seg.findSegment(art.data(), 4, nullptr, 1e-3, TurboTransform::ListOptions()), qor::data::invalid);
   Out out(4, P3(9, 9, 9));
-  const TurboTransform::ListOptions bad = threads(-1), one;
+  const TurboTransform::ListOptions bad = Threads{-1}, one;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, art.data(), 4, out.data(), bad), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, out.data(), uv.data(), 4, bad), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(3, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);

@@ -14,16 +14,11 @@ using qor::TurboTransform;
 using qortest::P3;
 using Space = TurboTransform::space;
 using Status = std::vector<std::int8_t>;
+using Threads = TurboTransform::ListOptions;
 
 template <typename T>
 bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
-}
-
-TurboTransform::ListOptions threads(int n) {
-  TurboTransform::ListOptions o;
-  o.threads = n;
-  return o;
 }
 
 // Long enough for three threads of two minimum chunks each.
@@ -56,13 +51,13 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
                Status(n)};
     if (cartesian) {
       t.convertXYZtoSpace(xyz.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
-                          res.status.data(), threads(count));
+                          res.status.data(), Threads{count});
       return res;
     }
     t.convertARTtoSpace(art.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
-                        res.status.data(), threads(count));
-    t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), threads(count));
-    t.locationStatus(art.data(), n, res.statusOnly.data(), threads(count));
+                        res.status.data(), Threads{count});
+    t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), Threads{count});
+    t.locationStatus(art.data(), n, res.statusOnly.data(), Threads{count});
     return res;
   };
   for (bool cartesian : {false, true}) {
@@ -180,21 +175,21 @@ TEST(TurboTransformArrayForms, badArgumentsAreRefusedBeforeAnyWrite) {
   std::vector<float> values(10, -7.0f);
   Status status(10, 9);
   EXPECT_THROW(t.convertARTtoSpace(pts.data(), 10, good, 1, values.data(), nullptr, nullptr,
-                                   status.data(), threads(-1)),
+                                   status.data(), Threads{-1}),
                qor::data::invalid);
-  EXPECT_THROW(t.locationStatus(pts.data(), 10, status.data(), threads(-2)), qor::data::invalid);
-  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nm, pts.data(), 10, pts.data(), threads(1)),
+  EXPECT_THROW(t.locationStatus(pts.data(), 10, status.data(), Threads{-2}), qor::data::invalid);
+  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nm, pts.data(), 10, pts.data(), Threads{1}),
                qor::data::invalid);  // in place: the output overlaps the input
-  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nspan, pts.data(), 10, nullptr, threads(1)),
+  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nspan, pts.data(), 10, nullptr, Threads{1}),
                qor::internal::error);
   EXPECT_THROW(t.convertXYZtoSpace(pts.data(), 10, bad, 1, values.data(), nullptr, nullptr,
-                                   nullptr, threads(1)),
+                                   nullptr, Threads{1}),
                qor::internal::error);
   EXPECT_THROW(t.convertXYZtoSpace(pts.data(), 10, good, 1, nullptr, nullptr, nullptr, nullptr,
-                                   threads(1)),
+                                   Threads{1}),
                qor::data::invalid);
   EXPECT_THROW(t.convertARTtoSpace(nullptr, 10, good, 1, values.data(), nullptr, nullptr, nullptr,
-                                   threads(1)),
+                                   Threads{1}),
                qor::data::invalid);
   EXPECT_THROW(t.locationStatus(pts.data(), 10, reinterpret_cast<std::int8_t*>(pts.data()) + 5),
                qor::data::invalid);
@@ -203,7 +198,7 @@ TEST(TurboTransformArrayForms, badArgumentsAreRefusedBeforeAnyWrite) {
   TurboTransform noMesh;
   EXPECT_THROW(noMesh.locationStatus(nullptr, 0, nullptr), qor::internal::nullPointer);
   // Empty lists write nothing and need no arrays.
-  t.convertARTtoSpace(nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, threads(0));
+  t.convertARTtoSpace(nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, Threads{0});
 }
 
 }  // namespace
