@@ -273,7 +273,7 @@ TEST(TurboTransformSegmenterAnnulus, slantedEdgesGiveAnalyticCoordinatesBothWays
   }
 }
 
-TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversion) {
+TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheConversionsAndArcLengths) {
   const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries(annulusBoundaries(1), {false});  // A = 0.5
@@ -309,25 +309,7 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
   ASSERT_EQ(back.size(), 2u);
   EXPECT_EQ(back[0], atOne);
   EXPECT_NEAR(back[1][1], 2.0, kGeomTol);
-}
-
-TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
-  // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
-  // m / 1 in the last segment while nm gives the true fraction.
-  qortest::Built b;
-  qortest::build(b, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
-  Seg seg(&b.transform, Seg::backgroundMeshSpan);
-  seg.setInternalBoundaries({}, {});
-  P3 uv;
-  seg.convertARTtoSpaceNspan(0, Seg::m, P3(0.5f, 1.5f, 0), uv);
-  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
-  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv);
-  EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
-}
-
-TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
-  const qortest::Built& b = annulusUnit();
-  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  // The arc length of uniform positions is unchanged.
   seg.setInternalBoundaries(annulusBoundaries(2), {false, false});
   const std::vector<double> positions = {0.0, 0.1, 0.25, 0.5, 0.9, 1.0};
   std::vector<double> arc;
@@ -343,6 +325,20 @@ TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
   degenerate.setInternalBoundaries({radialLine(0.5, 1, 2, 11), radialLine(0.5, 1, 2, 11)}, {false, false});
   degenerate.getArcNdfromRnmNd(1, 0.37f, {-0.5, 0.3, 1.5}, arc);
   EXPECT_EQ(arc, (std::vector<double>{0.0, 0.3, 1.0}));
+}
+
+TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
+  // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
+  // m / 1 in the last segment while nm gives the true fraction.
+  qortest::Built b;
+  qortest::build(b, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries({}, {});
+  P3 uv;
+  seg.convertARTtoSpaceNspan(0, Seg::m, P3(0.5f, 1.5f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
 }
 
 bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {

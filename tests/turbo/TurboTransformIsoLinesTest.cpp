@@ -15,7 +15,6 @@ constexpr double kLineTol = 8.0 * 4.0 * FLT_EPSILON;
 class IsoLines : public ::testing::Test {
  protected:
   void SetUp() override { qortest::build(m_b, qortest::annulus(), TurboTransform::linear, 500); }
-  P3 node(int i, int j) const { return m_b.node(i, j); }
   QORVector<P3> line(TurboTransform::constSpace c, double v) const {
     QORVector<P3> out;
     return m_t.getConstantSpace(c, v, out), out;
@@ -23,24 +22,22 @@ class IsoLines : public ::testing::Test {
 
   qortest::Built m_b;
   TurboTransform& m_t = m_b.transform;
-  const int& m_ni = m_b.ni;
-  const int& m_nj = m_b.nj;
 };
 
 TEST_F(IsoLines, meshLinesComeBackAsTheirNodesAndValuesBeyondTheEndsAreClamped) {
   std::vector<double> nspan;
   m_t.getNSpanValues(nspan);
-  ASSERT_EQ(nspan.size(), static_cast<std::size_t>(m_nj));
+  ASSERT_EQ(nspan.size(), static_cast<std::size_t>(m_b.nj));
   EXPECT_EQ(std::make_pair(nspan.front(), nspan.back()), std::make_pair(0.0, 1.0));
-  const int jm = m_nj / 2;
+  const int jm = m_b.nj / 2;
   const auto hub = line(TurboTransform::nspanConst, 0.0), shroud = line(TurboTransform::nspanConst, 1.0);
   const auto middle = line(TurboTransform::nspanConst, nspan[std::size_t(jm)]);
-  ASSERT_EQ(hub.size(), static_cast<std::size_t>(m_ni));
-  ASSERT_EQ(shroud.size(), static_cast<std::size_t>(m_ni));
-  for (int i = 0; i < m_ni; ++i) {
-    EXPECT_EQ(hub[i], node(i, 0));
-    EXPECT_EQ(shroud[i], node(i, m_nj - 1));
-    EXPECT_EQ(middle[i], node(i, jm));
+  ASSERT_EQ(hub.size(), static_cast<std::size_t>(m_b.ni));
+  ASSERT_EQ(shroud.size(), static_cast<std::size_t>(m_b.ni));
+  for (int i = 0; i < m_b.ni; ++i) {
+    EXPECT_EQ(hub[i], m_b.node(i, 0));
+    EXPECT_EQ(shroud[i], m_b.node(i, m_b.nj - 1));
+    EXPECT_EQ(middle[i], m_b.node(i, jm));
   }
   EXPECT_EQ(line(TurboTransform::nspanConst, -0.5), hub);
   EXPECT_EQ(line(TurboTransform::nspanConst, 3.0), shroud);
@@ -48,15 +45,15 @@ TEST_F(IsoLines, meshLinesComeBackAsTheirNodesAndValuesBeyondTheEndsAreClamped) 
   const auto inlet = line(TurboTransform::nmConst, 0.0), outlet = line(TurboTransform::nmConst, 1.0);
   const auto mid = line(TurboTransform::nmConst, 0.25), rnmLine = line(TurboTransform::rnmConst, 0.25);
   const auto rnmInlet = line(TurboTransform::rnmConst, -1.0);
-  ASSERT_EQ(mid.size(), static_cast<std::size_t>(m_nj));
-  ASSERT_EQ(rnmLine.size(), static_cast<std::size_t>(m_nj));
-  for (int j = 0; j < m_nj; ++j) {
-    EXPECT_EQ(inlet[j], node(0, j));
-    EXPECT_EQ(outlet[j], node(m_ni - 1, j));
-    EXPECT_EQ(rnmInlet[j], node(0, j));
+  ASSERT_EQ(mid.size(), static_cast<std::size_t>(m_b.nj));
+  ASSERT_EQ(rnmLine.size(), static_cast<std::size_t>(m_b.nj));
+  for (int j = 0; j < m_b.nj; ++j) {
+    EXPECT_EQ(inlet[j], m_b.node(0, j));
+    EXPECT_EQ(outlet[j], m_b.node(m_b.ni - 1, j));
+    EXPECT_EQ(rnmInlet[j], m_b.node(0, j));
     EXPECT_NEAR(mid[j][0], 0.5, kLineTol);
     EXPECT_NEAR(rnmLine[j][0], 0.5, kLineTol);
-    EXPECT_EQ(mid[j][1], node(0, j)[1]);
+    EXPECT_EQ(mid[j][1], m_b.node(0, j)[1]);
   }
 }
 

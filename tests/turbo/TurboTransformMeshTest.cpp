@@ -239,7 +239,8 @@ TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollows
     float ls, lt;
     t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
     const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
-    for (const Space s : qortest::allSpaces()) {
+    for (int q = 0; q < 8; ++q) {
+      const auto s = static_cast<Space>(q);
       if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
       const float single = t.convertARTtoSpace(s, pts[k]);
       P3 tns;
