@@ -1,5 +1,6 @@
 // Array forms of the forward conversions: the same bits for every thread count and as the vector
-// list forms, location statuses on and around the boundary lines, and their errors.
+// list forms, and on their points the one-point (value, theta, nspan) forms; location statuses on
+// and around the boundary lines; errors.
 #include <cfloat>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,7 @@ using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::P3;
 using Space = TurboTransform::space;
+using D3 = qor::TripletBase<double>;
 using Status = std::vector<std::int8_t>;
 using Threads = TurboTransform::ListOptions;
 
@@ -94,6 +96,28 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
     for (std::size_t k = 0; k < n; k += 7) {
       ASSERT_EQ(one.status[k], t.locationStatus(art[k])) << k;
       ++counts[one.status[k]];
+      EXPECT_NEAR(one.along[k].length(), 1.0f, 1e-6f);
+      EXPECT_NEAR(one.across[k].length(), 1.0f, 1e-6f);
+      // The one-point (value, theta, nspan) forms. The double form against the float one: the same
+      // bilinear formula, a few float roundings of terms summing to at most (1 + |s|)(1 + |t|) max|w|,
+      // max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
+      int c0, c1, c2, c3;
+      float ls, lt;
+      t.getBestQuad(art[k], c0, c1, c2, c3, ls, lt);
+      const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
+      for (int number = 0; number < 8; ++number) {
+        const auto s = static_cast<Space>(number);
+        if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
+        const float single = t.convertARTtoSpace(s, art[k]);
+        P3 tns1;
+        t.convertARTtoSpaceTNs(s, art[k], tns1);
+        ASSERT_EQ(tns1, P3(single, art[k][2], t.convertARTtoSpace(TurboTransform::nspan, art[k])));
+        D3 tnsD;
+        t.convertARTtoSpaceTNs(s, D3(art[k][0], art[k][1], 0.123456789012345), tnsD);
+        EXPECT_EQ(tnsD[1], 0.123456789012345);
+        EXPECT_NEAR(tnsD[0], single, tol);
+        EXPECT_NEAR(tnsD[2], tns1[2], tol);
+      }
     }
     for (int c : counts) EXPECT_GT(c, 20);  // every status occurs
   }

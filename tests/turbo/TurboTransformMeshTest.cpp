@@ -1,6 +1,6 @@
 // Background mesh and fields: sizing and levels, the fields at the nodes of analytic passages set up
-// from ART and from XYZ and on the edges of the annulus, the (value, theta, nspan) forms, mesh
-// shape, fold detection, copies and the mesh files. Cartesian points: AxisFrameTest.cpp.
+// from ART and from XYZ and on the edges of the annulus, mesh shape, fold detection, copies and the
+// mesh files. Cartesian points: AxisFrameTest.cpp; (value, theta, nspan): ArrayFormsTest.cpp.
 #include <cstring>
 
 #include "qor/smoothing/Smooth2dbs.h"
@@ -8,14 +8,10 @@
 
 namespace {
 
-using qor::QORVector;
 using qor::TripletBase;
-using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::Built;
 using qortest::P3;
-using D3 = TripletBase<double>;
-using Space = TurboTransform::space;
 
 constexpr double kNodeTol = 1e-5;        // normalised fields at nodes
 constexpr double kRelTol = 1e-5;         // relative, m and m' on exact geometries
@@ -216,42 +212,6 @@ TEST(TurboTransformForward, annulusEdgesAreExactAndValuesBeyondTheOutletExtrapol
     const P3 p(2.0f + f * dA, 1.37f, 0.0f);
     EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nm, p), p[0] / 2.0f, 2e-6);
     EXPECT_GT(t.convertARTtoSpace(TurboTransform::nm, p), 1.0f);
-  }
-}
-
-TEST(TurboTransformForward, tnsFormsPassThetaAndGiveNspanAndTheDoubleFormFollowsTheFloatOne) {
-  Built mesh;
-  qortest::build(mesh, qortest::bend(), TurboTransform::linear, 600);
-  const TurboTransform& t = mesh.transform;
-  std::mt19937 rng(42);
-  SCOPED_TRACE("seed 42");
-  std::uniform_real_distribution<float> a(-0.2f, 1.7f), r(1.3f, 3.2f), th(-1.0f, 1.0f);
-  std::vector<P3> pts;
-  for (int k = 0; k < 200; ++k) pts.emplace_back(a(rng), r(rng), th(rng));
-  QORVector<P3> streamwise, spanwise;
-  t.getUnitVectorsFromART(TripletQORVector(pts), streamwise, spanwise);
-  for (std::size_t k = 0; k < pts.size(); ++k) {
-    EXPECT_NEAR(streamwise[k].length(), 1.0f, 1e-6f);
-    EXPECT_NEAR(spanwise[k].length(), 1.0f, 1e-6f);
-    // Float against double evaluation of the same bilinear formula: a few float roundings of terms
-    // summing to at most (1 + |s|)(1 + |t|) max|w|, max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
-    int c0, c1, c2, c3;
-    float ls, lt;
-    t.getBestQuad(pts[k], c0, c1, c2, c3, ls, lt);
-    const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
-    for (int q = 0; q < 8; ++q) {
-      const auto s = static_cast<Space>(q);
-      if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
-      const float single = t.convertARTtoSpace(s, pts[k]);
-      P3 tns;
-      t.convertARTtoSpaceTNs(s, pts[k], tns);
-      ASSERT_EQ(tns, P3(single, pts[k][2], t.convertARTtoSpace(TurboTransform::nspan, pts[k])));
-      D3 tnsD;
-      t.convertARTtoSpaceTNs(s, D3(pts[k][0], pts[k][1], 0.123456789012345), tnsD);
-      EXPECT_EQ(tnsD[1], 0.123456789012345);
-      EXPECT_NEAR(tnsD[0], single, tol);
-      EXPECT_NEAR(tnsD[2], tns[2], tol);
-    }
   }
 }
 
