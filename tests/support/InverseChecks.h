@@ -1,5 +1,6 @@
 #pragma once
-// Shared check of the array inverse (any mix of spans, no cache) against the one-point path.
+// Shared checks of the inverse conversions: round trips, and the array inverse (any mix of spans,
+// no cache) against the one-point path.
 
 #include <cfloat>
 #include <cmath>
@@ -70,6 +71,52 @@ inline void expectArrayInverseMatchesOnePoint(const Built& b, int n = 150) {
       EXPECT_EQ(fast[k][2], in[k][1]);
       EXPECT_LE(meridionalDistance(one, fast[k]), bound)
           << "point " << k << " in (" << in[k][0] << ", " << in[k][2] << ")";
+    }
+  }
+}
+
+/// Forward then inverse conversions of points on the lines of span 0, 0.5 and 1 and in random
+/// cells, for every accepted space, by the one-point forms (float; double on hub and shroud), the
+/// list form and the constant-span form: each point comes back within `tol`.
+inline void expectRoundTrips(const Built& b, double tol) {
+  using T = qor::TurboTransform;
+  using D3 = qor::TripletBase<double>;
+  std::mt19937 rng(42);
+  SCOPED_TRACE(b.passage.name + ", seed 42");
+  for (T::space s : {T::mprime, T::m, T::nmprime, T::nm, T::rnm, T::mprimeScaled}) {
+    SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
+    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
+      std::vector<D3> tnsList, backList;
+      std::vector<P3> tnsFloat, backFloat, list(3, P3(7, 7, 7));
+      const std::vector<P3> points = samplePoints(b, ns, rng, 40, 0.02);
+      for (const P3& p : points) {
+        P3 tns, back;
+        D3 tnsD, backD;
+        b.transform.convertARTtoSpaceTNs(s, P3(p[0], p[1], 0.25f), tns);
+        b.transform.convertSpaceTNsToART(s, tns, back);
+        EXPECT_LE(meridionalDistance(p, back), tol) << "span " << ns;
+        EXPECT_EQ(back[2], 0.25f);
+        tnsFloat.push_back(tns);
+        backFloat.push_back(back);
+        b.transform.convertARTtoSpaceTNs(s, D3(p[0], p[1], 0.0), tnsD);
+        tnsList.emplace_back(tnsD[0], 0.5, -1.0);  // theta 0.5, a span that must not be read
+        if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
+          b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
+          EXPECT_LE(meridionalDistance(backD, p), tol) << "span " << ns;
+        }
+      }
+      // The list form: the one-point results; an empty list leaves the output alone.
+      b.transform.convertSpaceTNsToART(s, std::vector<P3>(), list);
+      EXPECT_EQ(list, std::vector<P3>(3, P3(7, 7, 7)));
+      b.transform.convertSpaceTNsToART(s, tnsFloat, list);
+      EXPECT_EQ(list, backFloat);
+      if (ns < 0.0) continue;
+      // One span for all points: the inputs' span is ignored and their theta goes last.
+      b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
+      for (std::size_t k = 0; k < points.size(); ++k) {
+        EXPECT_LE(meridionalDistance(backList[k], points[k]), tol);
+        EXPECT_EQ(backList[k][2], 0.5);
+      }
     }
   }
 }

@@ -129,49 +129,6 @@ TEST(TurboTransformInverseCache, newBackgroundMeshOrSpaceForcesRebuild) {
   EXPECT_EQ(got, expected);
 }
 
-void checkRoundTrips(const Built& b) {
-  std::mt19937 rng(42);
-  SCOPED_TRACE(b.passage.name + ", seed 42");
-  const double tol = kRoundTripRelTol * qortest::passageSize(b.passage);
-  for (TurboTransform::space s : {TurboTransform::mprime, TurboTransform::m, TurboTransform::nmprime,
-                                  TurboTransform::nm, TurboTransform::rnm, TurboTransform::mprimeScaled}) {
-    SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
-    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
-      std::vector<D3> tnsList, backList;
-      std::vector<P3> tnsFloat, backFloat, list(3, P3(7, 7, 7));
-      const std::vector<P3> points = qortest::samplePoints(b, ns, rng, 40, 0.02);
-      for (const P3& p : points) {
-        P3 tns, back;
-        D3 tnsD, backD;
-        b.transform.convertARTtoSpaceTNs(s, P3(p[0], p[1], 0.25f), tns);
-        b.transform.convertSpaceTNsToART(s, tns, back);
-        EXPECT_LE(meridionalDistance(p, back), tol) << "span " << ns;
-        EXPECT_EQ(back[2], 0.25f);
-        tnsFloat.push_back(tns);
-        backFloat.push_back(back);
-        b.transform.convertARTtoSpaceTNs(s, D3(p[0], p[1], 0.0), tnsD);
-        tnsList.emplace_back(tnsD[0], 0.5, -1.0);  // theta 0.5, a span that must not be read
-        if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
-          b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
-          EXPECT_LE(qortest::meridionalDistance(backD, p), tol) << "span " << ns;
-        }
-      }
-      // The list form: the one-point results; an empty list leaves the output alone.
-      b.transform.convertSpaceTNsToART(s, std::vector<P3>(), list);
-      EXPECT_EQ(list, std::vector<P3>(3, P3(7, 7, 7)));
-      b.transform.convertSpaceTNsToART(s, tnsFloat, list);
-      EXPECT_EQ(list, backFloat);
-      if (ns < 0.0) continue;
-      // One span for all points: the inputs' span is ignored and their theta goes last.
-      b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
-      for (std::size_t k = 0; k < points.size(); ++k) {
-        EXPECT_LE(qortest::meridionalDistance(backList[k], points[k]), tol);
-        EXPECT_EQ(backList[k][2], 0.5);
-      }
-    }
-  }
-}
-
 // Round trips within their tolerance, and the array inverse at any mix of spans against the
 // one-point path within the derived bound.
 TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackAndTheArrayFormMatchesTheOnePointPath) {
@@ -181,7 +138,7 @@ TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackAndTheArrayFormMatc
   for (const auto& c : cases) {
     Built b;
     qortest::build(b, c.first, c.second, 2000);
-    checkRoundTrips(b);
+    qortest::expectRoundTrips(b, kRoundTripRelTol * qortest::passageSize(b.passage));
     qortest::expectArrayInverseMatchesOnePoint(b);
   }
 }
