@@ -88,7 +88,6 @@ TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBo
   seg.setTurboTransform(&t, Seg::backgroundMeshSpan);
   P3 uv;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), qor::internal::error);
-  EXPECT_THROW(seg.setInternalBoundaryWest(1, radialLine(0.3, 1, 2, 5), false), qor::internal::error);
   // An unknown method fails at once, and on re-attaching when the final curves are built.
   EXPECT_THROW(Seg(&t, static_cast<Seg::segmentMethod>(7)), std::out_of_range);
   seg.setTurboTransform(&t, static_cast<Seg::segmentMethod>(7));
