@@ -203,8 +203,8 @@ INSTANTIATE_TEST_SUITE_P(Passages, TurboTransformAnalytic,
                                   (c.param.cartesian ? "Xyz" : "Art");
                          });
 
-// Values inside the cells are the bilinear form of the node values checked above: the lists
-// against single points (TurboTransformRankingTest.cpp) and the analytic segmenter tests check it.
+// Values inside the cells, the bilinear form of the node values checked above, are checked against
+// the analytic annulus by the segmenter tests and on the solver mesh of the realdata tests.
 TEST(TurboTransformForward, annulusEdgesAreExactAndValuesBeyondTheOutletExtrapolate) {
   Built mesh;
   qortest::build(mesh, qortest::annulus(), TurboTransform::linear, 400);
