@@ -111,8 +111,16 @@ TEST(TurboTransformSegmenterRealData, bladeEdgesSplitEveryMachineIntoSegments) {
   if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
   int machines = 0;
   for (const std::string& name : qortest::dataCases()) {
-    const auto named = qortest::loadInternalBoundaries(name);
-    if (named.empty()) continue;
+    // The blade edges (rows: edge name, point, axial, radius) in file order, each hub to shroud.
+    std::vector<std::vector<P3>> given, curves;
+    std::string edgeName;
+    for (const auto& row : qortest::readCsv(qortest::dataDir() + "/" + name + "/internal_boundaries.csv")) {
+      if (row.size() < 4) continue;
+      if (given.empty() || row[0] != edgeName) given.emplace_back();
+      edgeName = row[0];
+      given.back().emplace_back(std::stof(row[2]), std::stof(row[3]), 0.0f);
+    }
+    if (given.empty()) continue;
     SCOPED_TRACE(name);
     ++machines;
     const qortest::Passage p = qortest::loadCase(name);
@@ -120,8 +128,6 @@ TEST(TurboTransformSegmenterRealData, bladeEdgesSplitEveryMachineIntoSegments) {
     qortest::initializeART(t, p);
     t.createBackgroundMesh(TurboTransform::nonLinear, 2000);
 
-    std::vector<std::vector<P3>> given, curves;
-    for (const auto& entry : named) given.push_back(entry.second);
     // Inlet-to-outlet order by the mean rnm of the given points.
     auto meanRnm = [&](std::vector<P3> c) {
       std::vector<float> v;

@@ -88,7 +88,6 @@ TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBo
   seg.setTurboTransform(&t, Seg::backgroundMeshSpan);
   P3 uv;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), qor::internal::error);
-  EXPECT_THROW(seg.setInternalBoundaryWest(1, radialLine(0.3, 1, 2, 5), false), qor::internal::error);
   // An unknown method fails at once, and on re-attaching when the final curves are built.
   EXPECT_THROW(Seg(&t, static_cast<Seg::segmentMethod>(7)), std::out_of_range);
   seg.setTurboTransform(&t, static_cast<Seg::segmentMethod>(7));
@@ -96,7 +95,7 @@ TEST(TurboTransformSegmenterSetup, nullTransformIsRejectedAndReattachingClearsBo
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.2f, 1.5f, 0), uv), std::out_of_range);
 }
 
-TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) {
+TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundariesAndBoundsErrorsKeepTheirTexts) {
   Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
   EXPECT_EQ(seg.getLastSegmentID(), -2);
   P3 uv;
@@ -115,14 +114,10 @@ TEST(TurboTransformSegmenterSetup, everythingIsRefusedBeforeInternalBoundaries) 
       {[&] { seg.getFirstSegmenInternalBoundaryWest(); }, "getInternalBoundaryLeft",
        "Segment id out of bounds, Min = 0, Max = -2,  attempted 0."},
   });
-}
-
-TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNamesAndBadInputChangesNothing) {
-  Seg seg(&annulusUnit().transform, Seg::backgroundMeshSpan);
+  // With boundaries: the bounds errors keep their texts and names, and bad input changes nothing.
   seg.setInternalBoundaries(annulusBoundaries(3), {false, false, false});
   ASSERT_EQ(seg.getLastSegmentID(), 3);
   const auto line = radialLine(0.5, 1.0, 2.0, 5);
-  std::vector<P3> out;
   const std::string left = "setInternalBoundaryLeft";
   const std::string bounds = "Segment id out of bounds, Min = 0, Max = 3,  attempted ";
   expectErrors({
@@ -131,11 +126,10 @@ TEST(TurboTransformSegmenterSetup, boundsErrorsKeepTheirTextsAndNamesAndBadInput
       {[&] { seg.setInternalBoundaryEast(-1, line, false); }, left,
        "Segment id out of bounds, Min = 0, Max = 2,  attempted to set -1. "},
       {[&] { seg.getInternalBoundaryEast(4); }, "getInternalBoundaryLeft", bounds + "4."},
-      {[&] { seg.getSegmentInternalBoundarySouth(4, out); }, "getSegmentInternalBoundarySouth", bounds + "4."},
-      {[&] { seg.getSegmentInternalBoundaryNorth(-1, out); }, "getSegmentInternalBoundaryNorth", bounds + "-1."},
+      {[&] { seg.getSegmentInternalBoundarySouth(4, list); }, "getSegmentInternalBoundarySouth", bounds + "4."},
+      {[&] { seg.getSegmentInternalBoundaryNorth(-1, list); }, "getSegmentInternalBoundaryNorth", bounds + "-1."},
   });
   // Conversions leave ids and spaces to the checked containers.
-  P3 uv;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(4, Seg::nm, P3(0.5f, 1.5f, 0), uv), std::out_of_range);
   EXPECT_THROW(seg.convertARTtoSpaceNspan(0, static_cast<Seg::spaceSeg>(4), P3(0.5f, 1.5f, 0), uv),
                std::out_of_range);
@@ -278,7 +272,7 @@ TEST(TurboTransformSegmenterAnnulus, slantedEdgesGiveAnalyticCoordinatesBothWays
   }
 }
 
-TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversion) {
+TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheConversionsAndArcLengths) {
   const qortest::Built& b = annulusUnit();
   Seg seg(&b.transform, Seg::backgroundMeshSpan);
   seg.setInternalBoundaries(annulusBoundaries(1), {false});  // A = 0.5
@@ -314,25 +308,7 @@ TEST(TurboTransformSegmenterAnnulus, clampingRulesOfTheForwardAndInverseConversi
   ASSERT_EQ(back.size(), 2u);
   EXPECT_EQ(back[0], atOne);
   EXPECT_NEAR(back[1][1], 2.0, kGeomTol);
-}
-
-TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
-  // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
-  // m / 1 in the last segment while nm gives the true fraction.
-  qortest::Built b;
-  qortest::build(b, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
-  Seg seg(&b.transform, Seg::backgroundMeshSpan);
-  seg.setInternalBoundaries({}, {});
-  P3 uv;
-  seg.convertARTtoSpaceNspan(0, Seg::m, P3(0.5f, 1.5f, 0), uv);
-  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
-  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv);
-  EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
-}
-
-TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
-  const qortest::Built& b = annulusUnit();
-  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  // The arc length of uniform positions is unchanged.
   seg.setInternalBoundaries(annulusBoundaries(2), {false, false});
   const std::vector<double> positions = {0.0, 0.1, 0.25, 0.5, 0.9, 1.0};
   std::vector<double> arc;
@@ -348,6 +324,20 @@ TEST(TurboTransformSegmenterAnnulus, arcLengthOfUniformPositionsIsUnchanged) {
   degenerate.setInternalBoundaries({radialLine(0.5, 1, 2, 11), radialLine(0.5, 1, 2, 11)}, {false, false});
   degenerate.getArcNdfromRnmNd(1, 0.37f, {-0.5, 0.3, 1.5}, arc);
   EXPECT_EQ(arc, (std::vector<double>{0.0, 0.3, 1.0}));
+}
+
+TEST(TurboTransformSegmenterAnnulus, outletMeridionalLengthIsForcedToOne) {
+  // With L = 2 the outlet line's m is stored as 1.0 (kept for compatibility), so u in space m is
+  // m / 1 in the last segment while nm gives the true fraction.
+  qortest::Built b;
+  qortest::build(b, qortest::annulus(0.0, 2.0, 1.0, 2.0, 41, 11), TurboTransform::linear, 500);
+  Seg seg(&b.transform, Seg::backgroundMeshSpan);
+  seg.setInternalBoundaries({}, {});
+  P3 uv;
+  seg.convertARTtoSpaceNspan(0, Seg::m, P3(0.5f, 1.5f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.5, kInteriorTol);
+  seg.convertARTtoSpaceNspan(0, Seg::nm, P3(0.5f, 1.5f, 0), uv);
+  EXPECT_NEAR(uv[0], 0.25, kInteriorTol);
 }
 
 bool fileHasZeroThirdColumn(const std::string& name, std::size_t& lines) {
@@ -398,19 +388,15 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
     uv[k] = P3(unit(rng), float((k / 300) % 9) / 8.0f + 0.01f, 0.0f);
   }
   using Out = std::vector<P3>;
-  auto threads = [](int count) {
-    TurboTransform::ListOptions o;
-    o.threads = count;
-    return o;
-  };
+  using Threads = TurboTransform::ListOptions;
   auto forward = [&](Seg::spaceSeg k, int count) {
     Out out(n);
-    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), threads(count));
+    seg.convertARTtoSpaceNspan(1, k, art.data(), n, out.data(), Threads{count});
     return out;
   };
   auto inverseWith = [&](const Seg& sg, Seg::spaceSeg k, int count) {
     Out out(n);
-    sg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, threads(count));
+    sg.convertSpaceNspanToART(1, k, out.data(), uv.data(), n, Threads{count});
     return out;
   };
   auto inverse = [&](Seg::spaceSeg k, int count) { return inverseWith(seg, k, count); };
@@ -452,10 +438,10 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
   std::vector<std::int8_t> statuses(n), expected(n);
   b.transform.locationStatus(art.data(), n, expected.data());
   for (int count : {1, 2, 3, 0}) {
-    seg.findSegment(art.data(), n, found.data(), 1e-3, threads(count));
+    seg.findSegment(art.data(), n, found.data(), 1e-3, Threads{count});
     EXPECT_EQ(found, single) << count;
     std::fill(found.begin(), found.end(), 7);
-    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, threads(count));
+    seg.findSegment(art.data(), n, found.data(), statuses.data(), 1e-3, Threads{count});
     EXPECT_EQ(found, single) << count;
     EXPECT_EQ(statuses, expected) << count;
   }
@@ -465,7 +451,7 @@ TEST(TurboTransformSegmenterArrays, everyThreadCountGivesTheBitsOfTheListFormsAl
                qor::data::invalid);
   EXPECT_THROW(seg.findSegment(art.data(), 4, nullptr, 1e-3, TurboTransform::ListOptions()), qor::data::invalid);
   Out out(4, P3(9, 9, 9));
-  const TurboTransform::ListOptions bad = threads(-1), one;
+  const TurboTransform::ListOptions bad = Threads{-1}, one;
   EXPECT_THROW(seg.convertARTtoSpaceNspan(1, Seg::m, art.data(), 4, out.data(), bad), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(1, Seg::m, out.data(), uv.data(), 4, bad), qor::data::invalid);
   EXPECT_THROW(seg.convertSpaceNspanToART(3, Seg::m, out.data(), uv.data(), 4, one), qor::internal::error);

@@ -154,13 +154,6 @@ inline Passage toXYZ(const Passage& art, const P3& axisPoint, const P3& axisDire
   return out;
 }
 
-/// The eight spaces of the forward conversion, in their numeric order.
-inline qor::QORVector<qor::TurboTransform::space> allSpaces() {
-  qor::QORVector<qor::TurboTransform::space> out;
-  for (int s = 0; s < 8; ++s) out.push_back(static_cast<qor::TurboTransform::space>(s));
-  return out;
-}
-
 /// Sets up a transform from an ART passage (all curves ordered) or from a Cartesian one.
 inline void initializeART(qor::TurboTransform& t, const Passage& p) {
   t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, -1, -1, -1, -1);
@@ -225,18 +218,6 @@ inline Passage loadCase(const std::string& name) {
   p.hub = read("hub"), p.shroud = read("shroud"), p.inlet = read("inlet"), p.outlet = read("outlet");
   p.axisDirection = P3(1, 0, 0);
   return p;
-}
-
-/// Internal boundaries (blade leading and trailing edges) of a real machine in file order, each hub
-/// to shroud, as ART points with theta 0; empty when the machine has none.
-inline std::vector<std::pair<std::string, std::vector<P3>>> loadInternalBoundaries(const std::string& name) {
-  std::vector<std::pair<std::string, std::vector<P3>>> out;
-  for (const auto& row : readCsv(dataDir() + "/" + name + "/internal_boundaries.csv")) {
-    if (row.size() < 4) continue;
-    if (out.empty() || out.back().first != row[0]) out.emplace_back(row[0], std::vector<P3>());
-    out.back().second.emplace_back(std::stof(row[2]), std::stof(row[3]), 0.0f);
-  }
-  return out;
 }
 
 /// Largest extent of the passage in the meridional plane (for tolerances relative to its size).

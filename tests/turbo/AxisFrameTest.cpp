@@ -26,7 +26,7 @@ D3 handXYZ(double axial, double radial, double theta) {
 
 P3 toFloat(const D3& x) { return P3(float(x[0]), float(x[1]), float(x[2])); }
 
-TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
+TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOriginAlsoInArrays) {
   const qor::AxisFrame frame(kPoint, kDirection);
   for (double axial : {-3.0, 0.0, 2.5}) {
     for (double radial : {0.25, 1.0, 7.0}) {
@@ -53,21 +53,18 @@ TEST(AxisFrame, convertsBothWaysAboutATiltedAxisOffTheOrigin) {
     }
   }
   // A point on the axis: radius 0, theta 0.
-  const P3 art = frame.toART(toFloat(handXYZ(1.5, 0.0, 0.0)));
-  EXPECT_NEAR(art[1], 0.0, 1e-6);
-  EXPECT_EQ(art[2], 0.0f);
+  const P3 onAxis = frame.toART(toFloat(handXYZ(1.5, 0.0, 0.0)));
+  EXPECT_NEAR(onAxis[1], 0.0, 1e-6);
+  EXPECT_EQ(onAxis[2], 0.0f);
   // There, a vector's radial component is along theta 0, its tangential along theta pi/2.
-  const P3 c = frame.vectorToART(toFloat(handXYZ(1.5, 0.0, 0.0)), toFloat(kE1 - kE2 * 2.0));
-  EXPECT_NEAR(c[1], 1.0, 1e-6);
-  EXPECT_NEAR(c[2], -2.0, 1e-6);
+  const P3 atAxis = frame.vectorToART(toFloat(handXYZ(1.5, 0.0, 0.0)), toFloat(kE1 - kE2 * 2.0));
+  EXPECT_NEAR(atAxis[1], 1.0, 1e-6);
+  EXPECT_NEAR(atAxis[2], -2.0, 1e-6);
   // The default frame is the z axis through the origin with the usual polar angle.
   const P3 z = qor::AxisFrame().toART(P3(0.0f, 2.0f, 5.0f));
   EXPECT_EQ(std::make_pair(z[0], z[1]), std::make_pair(5.0f, 2.0f));
   EXPECT_NEAR(z[2], kPi / 2, 1e-7);
-}
-
-TEST(AxisFrame, arrayFormsGiveTheOnePointBitsForEveryThreadCount) {
-  const qor::AxisFrame frame(kPoint, kDirection);
+  // The array forms give the one-point bits for every thread count.
   std::mt19937 rng(42);
   std::uniform_real_distribution<float> u(-20.0f, 20.0f);
   std::vector<P3> xyz(10000);

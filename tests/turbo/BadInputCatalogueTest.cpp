@@ -27,17 +27,17 @@ void expectStillUsable(TurboTransform& t) {
   EXPECT_NEAR(t.convertARTtoSpace(TurboTransform::nspan, P3(1.0f, 1.5f, 0.0f)), 0.5f, 1e-5f);
 }
 
+// A call and the operation and message of its error; a row without them names itself.
 struct Call {
-  std::string label;
   std::function<void()> call;
   const char* function;  // nullptr: only the type is checked
-  std::string message;
+  std::string message, label = "";
 };
 
 template <typename E>
 void expectCalls(const std::vector<Call>& table) {
   for (const Call& c : table) {
-    SCOPED_TRACE(c.label);
+    SCOPED_TRACE(c.function != nullptr ? c.function + (": " + c.message) : c.label);
     const E e = qortest::captureError<E>(c.call);
     if (c.function != nullptr) qortest::expectError(e, "TurboTransform", c.function, c.message);
   }
@@ -96,10 +96,15 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
   t.getAxis(point, direction);
   EXPECT_EQ(direction, P3(0, 1, 0));
   EXPECT_FALSE(t.isGeometryInitialized());
-  // Sharing only the last point is enough (the first: TurboTransformSetupTest.cpp).
-  std::vector<P3> shroud(p.shroud.points());
+  // Sharing only the last point is enough; the Cartesian check compares the end points in
+  // (axial, radial, 0): (3, 4, 7) and (5, 0, 7) are both (7, 5, 0) about the z axis.
+  std::vector<P3> hub(p.hub.points()), shroud(p.shroud.points());
   shroud.back() = p.hub[p.hub.size() - 1];
   EXPECT_THROW(t.initializeFromXYZ(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
+  hub.front() = P3(3, 4, 7);
+  shroud = p.shroud.points();
+  shroud.front() = P3(5, 0, 7);
+  EXPECT_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
   // The ART check counts theta.
   shroud = p.shroud.points();
   shroud.front() = P3(p.hub[0][0], p.hub[0][1], 0.5f);
@@ -160,8 +165,8 @@ TEST(BadInput, hugeAndTinyCoordinatesAreRefusedAndOtherUnitsWork) {
   TurboTransform t;
   // 1e30 overflows single-precision lengths, 1e-30 is below their resolution: both refused.
   expectCalls<qor::data::invalid>(
-      {{"huge", [&] { qortest::initializeART(t, qortest::annulus(0.0, 2e30, 1e30, 2e30)); }, nullptr, ""},
-       {"tiny", [&] { qortest::initializeART(t, qortest::annulus(0.0, 2e-30, 1e-30, 2e-30)); }, nullptr, ""}});
+      {{[&] { qortest::initializeART(t, qortest::annulus(0.0, 2e30, 1e30, 2e30)); }, nullptr, "", "huge"},
+       {[&] { qortest::initializeART(t, qortest::annulus(0.0, 2e-30, 1e-30, 2e-30)); }, nullptr, "", "tiny"}});
   for (double scale : {1e-3, 1e3}) {
     TurboTransform u;
     qortest::initializeART(u, qortest::annulus(0.0, 2 * scale, 1 * scale, 2 * scale));
@@ -216,20 +221,16 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   auto sp = [](int s) { return static_cast<Space>(s); };
   const std::string forward = "not allowed for conversion here";
   expectCalls<qor::internal::error>({
-      {"-1", [&] { (void)t.convertARTtoSpace(sp(-1), p); }, "convertARTtoSpace", "Space (-1) " + forward},
-      {"span", [&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); }, "convertARTtoSpaceTNs",
-       "Space (1) " + forward},
-      {"9 double", [&] { t.convertARTtoSpaceTNs(sp(9), D3(0.5, 1.5, 0), outD); }, "convertARTtoSpaceTNs",
-       "Space (9) " + forward},
-      {"inverse 4", [&] { t.convertSpaceTNsToART(sp(4), p, out); }, "convertSpaceTNsToART",
-       "Space (4) " + forward + "."},
-      {"inverse array 1", [&] { t.convertSpaceTNsToART(sp(1), &p, 1, &out, {}); }, "convertSpaceTNsToART",
-       "Space (1) " + forward + "."},
-      {"inverse array 8", [&] { t.convertSpaceTNsToART(sp(8), nullptr, 0, nullptr, {}); }, "convertSpaceTNsToART",
+      {[&] { (void)t.convertARTtoSpace(sp(-1), p); }, "convertARTtoSpace", "Space (-1) " + forward},
+      {[&] { t.convertARTtoSpaceTNs(TurboTransform::span, p, out); }, "convertARTtoSpaceTNs", "Space (1) " + forward},
+      {[&] { t.convertARTtoSpaceTNs(sp(9), D3(0.5, 1.5, 0), outD); }, "convertARTtoSpaceTNs", "Space (9) " + forward},
+      {[&] { t.convertSpaceTNsToART(sp(4), p, out); }, "convertSpaceTNsToART", "Space (4) " + forward + "."},
+      {[&] { t.convertSpaceTNsToART(sp(1), &p, 1, &out, {}); }, "convertSpaceTNsToART", "Space (1) " + forward + "."},
+      {[&] { t.convertSpaceTNsToART(sp(8), nullptr, 0, nullptr, {}); }, "convertSpaceTNsToART",
        "Space (8) " + forward + "."},
-      {"inverse -1", [&] { t.convertSpaceTNsToARTspanEQ0or1(sp(-1), D3(0.5, 0, 0), outD, true); },
-       "convertSpaceTNsToART", "Space (-1) " + forward + "."},
-      {"constant span", [&] { t.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, list, outList); },
+      {[&] { t.convertSpaceTNsToARTspanEQ0or1(sp(-1), D3(0.5, 0, 0), outD, true); }, "convertSpaceTNsToART",
+       "Space (-1) " + forward + "."},
+      {[&] { t.convertOnConstantSpanSpaceTNsToART(TurboTransform::span, 0.5, list, outList); },
        "getSpaceOnConstantSpan", "Space (1) not allowed here."},
   });
   EXPECT_EQ(out, P3(9, 9, 9));
@@ -237,11 +238,11 @@ TEST(BadInput, outOfRangeSpacesAreRefusedWithTheirNumbersAndLeaveOutputsAlone) {
   TurboTransform::ListOptions negative;
   negative.threads = -2;
   expectCalls<qor::data::invalid>(
-      {{"constSpace 3", [&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, line); },
-        "getConstantSpace", "Constant space (3) does not exist"},
-       {"null array", [&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, nullptr, {}); }, "convertSpaceTNsToART",
+      {{[&] { t.getConstantSpace(static_cast<TurboTransform::constSpace>(3), 0.5, line); }, "getConstantSpace",
+        "Constant space (3) does not exist"},
+       {[&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, nullptr, {}); }, "convertSpaceTNsToART",
         "Null array for a list of 1 points."},
-       {"threads", [&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, negative); }, "convertSpaceTNsToART",
+       {[&] { t.convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, negative); }, "convertSpaceTNsToART",
         "Number of threads (-2) must be 0 (every hardware thread) or more."}});
   EXPECT_EQ(out, P3(9, 9, 9));
   // The multi-space form skips unknown spaces silently: a pre-sized list is untouched, a new one
@@ -261,7 +262,7 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
   qortest::initializeART(initialised, qortest::annulus());
   const std::string topo = "Null pointer to m_topo.";
   expectCalls<qor::internal::nullPointer>(
-      {{"mesh without set-up", [&] { fresh.createBackgroundMesh(TurboTransform::linear, 300); }, "createBackgroundMesh",
+      {{[&] { fresh.createBackgroundMesh(TurboTransform::linear, 300); }, "createBackgroundMesh",
         "Null pointer to m_projectionDB."}});
   for (TurboTransform* t : {&fresh, &initialised}) {
     const P3 p(0.5f, 1.5f, 0.0f);
@@ -274,37 +275,34 @@ TEST(BadInput, everyMeshOperationBeforeTheMeshThrowsNullPointerNamingIt) {
     int ni = 0, nj = 0, c0, c1, c2, c3, cells[4][2];
     float s, tt;
     expectCalls<qor::internal::nullPointer>({
-        {"ART point", [&] { (void)t->convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", topo},
-        {"XYZ point", [&] { (void)t->convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", topo},
-        {"TNs", [&] { t->convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs", topo},
+        {[&] { (void)t->convertARTtoSpace(TurboTransform::nm, p); }, "convertARTtoSpace", topo},
+        {[&] { (void)t->convertXYZtoSpace(TurboTransform::nm, p); }, "convertXYZtoSpace", topo},
+        {[&] { t->convertARTtoSpaceTNs(TurboTransform::nm, p, out); }, "convertARTtoSpaceTNs", topo},
         // The Cartesian and multi-space lists fail even for no points; the list and inverse forms
         // report the point conversion.
-        {"XYZ list", [&] { t->convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace", topo},
-        {"ART multi", [&] { t->convertARTtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
-        {"inverse", [&] { t->convertSpaceTNsToART(TurboTransform::rnm, P3(0.5f, 0, 0.5f), out); }, "convertARTtoSpace",
-         topo},
-        {"inverse array", [&] { t->convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, {}); }, "convertARTtoSpace",
-         topo},
-        {"constant span", [&] { t->getConstantSpace(TurboTransform::nspanConst, 0.5, line); }, "getConstantSpace",
-         topo},
-        {"cut resampled", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, line); }, nullptr, ""},
-        {"mesh", [&] { t->getBackgroundMesh(nodes, ni, nj); }, "getBackgroundMesh", topo},
-        {"mesh size", [&] { t->getBackgroundMeshSize(ni, nj); }, "getBackgroundMeshSize", topo},
-        {"length", [&] { (void)t->getAverageLengthInM(); }, nullptr, ""},
-        {"best quad", [&] { t->getBestQuad(p, c0, c1, c2, c3, s, tt); }, nullptr, ""},
-        {"elements", [&] { (void)t->findClosestElements(p, cells); }, nullptr, ""},
-        {"surface file", [&] { t->exportFinalMeshToPostSurface("never-written.msh"); }, nullptr, ""},
+        {[&] { t->convertXYZtoSpace(TurboTransform::nm, none, values); }, "convertARTtoSpace", topo},
+        {[&] { t->convertARTtoSpace(TripletQORVector(), spaces, lists); }, "convertARTtoSpace", topo},
+        {[&] { t->convertSpaceTNsToART(TurboTransform::rnm, P3(0.5f, 0, 0.5f), out); }, "convertARTtoSpace", topo},
+        {[&] { t->convertSpaceTNsToART(TurboTransform::nm, &p, 1, &out, {}); }, "convertARTtoSpace", topo},
+        {[&] { t->getConstantSpace(TurboTransform::nspanConst, 0.5, line); }, "getConstantSpace", topo},
+        {[&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 4, 0.1, 0.9, line); }, nullptr, "", "cut resampled"},
+        {[&] { t->getBackgroundMesh(nodes, ni, nj); }, "getBackgroundMesh", topo},
+        {[&] { t->getBackgroundMeshSize(ni, nj); }, "getBackgroundMeshSize", topo},
+        {[&] { (void)t->getAverageLengthInM(); }, nullptr, "", "length"},
+        {[&] { t->getBestQuad(p, c0, c1, c2, c3, s, tt); }, nullptr, "", "best quad"},
+        {[&] { (void)t->findClosestElements(p, cells); }, nullptr, "", "elements"},
+        {[&] { t->exportFinalMeshToPostSurface("never-written.msh"); }, nullptr, "", "surface file"},
     });
     // The checks that come first still win.
     expectCalls<qor::internal::error>(
-        {{"nspan inverse", [&] { t->convertSpaceTNsToART(TurboTransform::nspan, p, out); }, "convertSpaceTNsToART",
+        {{[&] { t->convertSpaceTNsToART(TurboTransform::nspan, p, out); }, "convertSpaceTNsToART",
           "Space (4) not allowed for conversion here."},
-         {"nspan inverse array", [&] { t->convertSpaceTNsToART(TurboTransform::nspan, &p, 1, &out, {}); },
-          "convertSpaceTNsToART", "Space (4) not allowed for conversion here."}});
+         {[&] { t->convertSpaceTNsToART(TurboTransform::nspan, &p, 1, &out, {}); }, "convertSpaceTNsToART",
+          "Space (4) not allowed for conversion here."}});
     expectCalls<qor::data::invalid>(
-        {{"constSpace 7", [&] { t->getConstantSpace(static_cast<TurboTransform::constSpace>(7), 0.5, line); }, nullptr,
-          ""},
-         {"one point", [&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 1, line); }, nullptr, ""}});
+        {{[&] { t->getConstantSpace(static_cast<TurboTransform::constSpace>(7), 0.5, line); }, nullptr, "",
+          "constSpace 7"},
+         {[&] { t->getConstantSpace(TurboTransform::nmConst, 0.5, 1, line); }, nullptr, "", "one point"}});
     // The single-space ART list converts nothing and succeeds; the span list is simply empty.
     values.assign(3, 7.0f);
     EXPECT_NO_THROW(t->convertARTtoSpace(TurboTransform::nm, none, values));

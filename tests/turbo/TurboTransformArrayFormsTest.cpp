@@ -1,5 +1,6 @@
 // Array forms of the forward conversions: the same bits for every thread count and as the vector
-// list forms, location statuses on and around the boundary lines, and their errors.
+// list forms, and on their points the one-point (value, theta, nspan) forms; location statuses on
+// and around the boundary lines; errors.
 #include <cfloat>
 #include <cstdint>
 #include <cstring>
@@ -13,17 +14,13 @@ using qor::TripletQORVector;
 using qor::TurboTransform;
 using qortest::P3;
 using Space = TurboTransform::space;
+using D3 = qor::TripletBase<double>;
 using Status = std::vector<std::int8_t>;
+using Threads = TurboTransform::ListOptions;
 
 template <typename T>
 bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
-}
-
-TurboTransform::ListOptions threads(int n) {
-  TurboTransform::ListOptions o;
-  o.threads = n;
-  return o;
 }
 
 // Long enough for three threads of two minimum chunks each.
@@ -56,13 +53,13 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
                Status(n)};
     if (cartesian) {
       t.convertXYZtoSpace(xyz.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
-                          res.status.data(), threads(count));
+                          res.status.data(), Threads{count});
       return res;
     }
     t.convertARTtoSpace(art.data(), n, spaces, q, res.values.data(), res.along.data(), res.across.data(),
-                        res.status.data(), threads(count));
-    t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), threads(count));
-    t.locationStatus(art.data(), n, res.statusOnly.data(), threads(count));
+                        res.status.data(), Threads{count});
+    t.convertARTtoSpaceTNs(TurboTransform::rnm, art.data(), n, res.tns.data(), Threads{count});
+    t.locationStatus(art.data(), n, res.statusOnly.data(), Threads{count});
     return res;
   };
   for (bool cartesian : {false, true}) {
@@ -99,6 +96,28 @@ TEST(TurboTransformArrayForms, everyThreadCountGivesTheBitsOfTheVectorForms) {
     for (std::size_t k = 0; k < n; k += 7) {
       ASSERT_EQ(one.status[k], t.locationStatus(art[k])) << k;
       ++counts[one.status[k]];
+      EXPECT_NEAR(one.along[k].length(), 1.0f, 1e-6f);
+      EXPECT_NEAR(one.across[k].length(), 1.0f, 1e-6f);
+      // The one-point (value, theta, nspan) forms. The double form against the float one: the same
+      // bilinear formula, a few float roundings of terms summing to at most (1 + |s|)(1 + |t|) max|w|,
+      // max|w| <= 3: tolerance 1e-5 (1 + |s|)(1 + |t|).
+      int c0, c1, c2, c3;
+      float ls, lt;
+      t.getBestQuad(art[k], c0, c1, c2, c3, ls, lt);
+      const double tol = 1e-5 * (1 + std::fabs(ls)) * (1 + std::fabs(lt));
+      for (int number = 0; number < 8; ++number) {
+        const auto s = static_cast<Space>(number);
+        if (s == TurboTransform::span || s == TurboTransform::nspan) continue;
+        const float single = t.convertARTtoSpace(s, art[k]);
+        P3 tns1;
+        t.convertARTtoSpaceTNs(s, art[k], tns1);
+        ASSERT_EQ(tns1, P3(single, art[k][2], t.convertARTtoSpace(TurboTransform::nspan, art[k])));
+        D3 tnsD;
+        t.convertARTtoSpaceTNs(s, D3(art[k][0], art[k][1], 0.123456789012345), tnsD);
+        EXPECT_EQ(tnsD[1], 0.123456789012345);
+        EXPECT_NEAR(tnsD[0], single, tol);
+        EXPECT_NEAR(tnsD[2], tns1[2], tol);
+      }
     }
     for (int c : counts) EXPECT_GT(c, 20);  // every status occurs
   }
@@ -180,21 +199,21 @@ TEST(TurboTransformArrayForms, badArgumentsAreRefusedBeforeAnyWrite) {
   std::vector<float> values(10, -7.0f);
   Status status(10, 9);
   EXPECT_THROW(t.convertARTtoSpace(pts.data(), 10, good, 1, values.data(), nullptr, nullptr,
-                                   status.data(), threads(-1)),
+                                   status.data(), Threads{-1}),
                qor::data::invalid);
-  EXPECT_THROW(t.locationStatus(pts.data(), 10, status.data(), threads(-2)), qor::data::invalid);
-  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nm, pts.data(), 10, pts.data(), threads(1)),
+  EXPECT_THROW(t.locationStatus(pts.data(), 10, status.data(), Threads{-2}), qor::data::invalid);
+  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nm, pts.data(), 10, pts.data(), Threads{1}),
                qor::data::invalid);  // in place: the output overlaps the input
-  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nspan, pts.data(), 10, nullptr, threads(1)),
+  EXPECT_THROW(t.convertARTtoSpaceTNs(TurboTransform::nspan, pts.data(), 10, nullptr, Threads{1}),
                qor::internal::error);
   EXPECT_THROW(t.convertXYZtoSpace(pts.data(), 10, bad, 1, values.data(), nullptr, nullptr,
-                                   nullptr, threads(1)),
+                                   nullptr, Threads{1}),
                qor::internal::error);
   EXPECT_THROW(t.convertXYZtoSpace(pts.data(), 10, good, 1, nullptr, nullptr, nullptr, nullptr,
-                                   threads(1)),
+                                   Threads{1}),
                qor::data::invalid);
   EXPECT_THROW(t.convertARTtoSpace(nullptr, 10, good, 1, values.data(), nullptr, nullptr, nullptr,
-                                   threads(1)),
+                                   Threads{1}),
                qor::data::invalid);
   EXPECT_THROW(t.locationStatus(pts.data(), 10, reinterpret_cast<std::int8_t*>(pts.data()) + 5),
                qor::data::invalid);
@@ -203,7 +222,7 @@ TEST(TurboTransformArrayForms, badArgumentsAreRefusedBeforeAnyWrite) {
   TurboTransform noMesh;
   EXPECT_THROW(noMesh.locationStatus(nullptr, 0, nullptr), qor::internal::nullPointer);
   // Empty lists write nothing and need no arrays.
-  t.convertARTtoSpace(nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, threads(0));
+  t.convertARTtoSpace(nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, Threads{0});
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Files of TurboTransform: point lists written and read back, the mesh surface file, the exported
-// input and the set-up from point files; and the unit vectors.
+// Files of TurboTransform: point lists written and read back, the exported input and the set-up
+// from point files; and the unit vectors. The mesh surface file: TurboTransformMeshTest.cpp.
 #include <cstdio>
 #include <iostream>
 
@@ -55,29 +55,6 @@ TEST(TurboTransformPointFiles, writtenListsReadBackAndCommasReadLikeBlanks) {
     t.getVectorFromFile(name, none);
     EXPECT_TRUE(none.empty()) << name;
   }
-}
-
-TEST(TurboTransformSurfaceFile, threeByThreeMeshHasNineNodesAndFourFaces) {
-  qortest::ScopedTempDir dir;
-  // A square annulus (1 by 1) with 4 requested nodes gives 2 x 2 cells.
-  qortest::Built b;
-  qortest::build(b, qortest::annulus(0.0, 1.0, 1.0, 2.0), TurboTransform::linear, 4);
-  ASSERT_EQ(std::make_pair(b.ni, b.nj), std::make_pair(3, 3));
-  b.transform.exportFinalMeshToPostSurface("mesh.msh");
-  const auto lines = readLines("mesh.msh");
-  ASSERT_EQ(lines.size(), 9u + 2u + 4u);
-  for (int k = 0; k < 9; ++k) {
-    std::istringstream in(lines[k]);
-    float x, y, z;
-    ASSERT_TRUE(in >> x >> y >> z) << lines[k];
-    EXPECT_NEAR(x, b.nodes[k][0], 1e-5f);  // default stream format: 6 significant digits
-    EXPECT_NEAR(y, b.nodes[k][1], 1e-5f);
-    EXPECT_EQ(z, 0.0f);
-    EXPECT_NE(lines[k].back(), ' ');
-    EXPECT_EQ(lines[k].find("  "), std::string::npos);
-  }
-  EXPECT_EQ(std::vector<std::string>(lines.begin() + 9, lines.end()),
-            (std::vector<std::string>{"", "# Faces", "4 1 0 3", "5 2 1 4", "7 4 3 6", "8 5 4 7"}));
 }
 
 TEST(TurboTransformDebugFiles, exportInputWritesCurvesMeshAndConsoleLine) {

@@ -96,31 +96,6 @@ TEST(TurboTransformInverse, inputOutsideTheMeshIsClampedToItsLines) {
   EXPECT_LE(meridionalDistance(out, line.back()), kUlpTol * kBendScale);
 }
 
-TEST(TurboTransformInverse, listFormsOnTheAnnulusGiveAnalyticPoints) {
-  Built b;
-  qortest::build(b, qortest::annulus(), TurboTransform::linear, 500);  // A = 2 nm, R = 1 + nspan
-  const double tol = kRoundTripRelTol * 2.0;
-  std::vector<P3> out(3, P3(7, 7, 7));
-  b.transform.convertSpaceTNsToART(TurboTransform::nm, std::vector<P3>(), out);
-  EXPECT_EQ(out, std::vector<P3>(3, P3(7, 7, 7)));  // empty input: output untouched
-  const std::vector<P3> in = {P3(0.25f, 0.1f, 0.5f), P3(0.75f, -0.2f, 0.1f)};
-  b.transform.convertSpaceTNsToART(TurboTransform::nm, in, out);
-  ASSERT_EQ(out.size(), in.size());
-  // One span for all points: the inputs' span is ignored and their theta goes last.
-  const std::vector<D3> inD = {D3(0.25, 0.3, 0.9), D3(0.5, -1.0, 0.0)};
-  std::vector<D3> outD;
-  b.transform.convertOnConstantSpanSpaceTNsToART(TurboTransform::nm, 0.5, inD, outD);
-  ASSERT_EQ(outD.size(), 2u);
-  for (std::size_t k = 0; k < in.size(); ++k) {
-    P3 single;
-    b.transform.convertSpaceTNsToART(TurboTransform::nm, in[k], single);
-    EXPECT_EQ(out[k], single);  // the one-point path is checked by the round trips
-    EXPECT_NEAR(outD[k][0], 2.0 * inD[k][0], tol);
-    EXPECT_NEAR(outD[k][1], 1.5, tol);
-    EXPECT_EQ(outD[k][2], inD[k][1]);
-  }
-}
-
 // Each conversion after a new mesh uses the same space and span as the one before it, so only the
 // invalidation by createBackgroundMesh can make it rebuild its line; at the end only the space
 // changes between two conversions, so only the space in the key can.
@@ -154,39 +129,6 @@ TEST(TurboTransformInverseCache, newBackgroundMeshOrSpaceForcesRebuild) {
   EXPECT_EQ(got, expected);
 }
 
-void checkRoundTrips(const Built& b) {
-  std::mt19937 rng(42);
-  SCOPED_TRACE(b.passage.name + ", seed 42");
-  const double tol = kRoundTripRelTol * qortest::passageSize(b.passage);
-  for (TurboTransform::space s : {TurboTransform::mprime, TurboTransform::m, TurboTransform::nmprime,
-                                  TurboTransform::nm, TurboTransform::rnm, TurboTransform::mprimeScaled}) {
-    SCOPED_TRACE("space " + std::to_string(static_cast<int>(s)));
-    for (double ns : {0.0, 0.5, 1.0, -1.0}) {
-      std::vector<D3> tnsList, backList;
-      const std::vector<P3> points = qortest::samplePoints(b, ns, rng, 40, 0.02);
-      for (const P3& p : points) {
-        P3 tns, back;
-        D3 tnsD, backD;
-        b.transform.convertARTtoSpaceTNs(s, P3(p[0], p[1], 0.25f), tns);
-        b.transform.convertSpaceTNsToART(s, tns, back);
-        EXPECT_LE(meridionalDistance(p, back), tol) << "span " << ns;
-        EXPECT_EQ(back[2], 0.25f);
-        b.transform.convertARTtoSpaceTNs(s, D3(p[0], p[1], 0.0), tnsD);
-        tnsList.push_back(tnsD);
-        if (ns == 0.0 || ns == 1.0) {  // hub or shroud in double precision
-          b.transform.convertSpaceTNsToARTspanEQ0or1(s, tnsD, backD, ns == 0.0);
-          EXPECT_LE(qortest::meridionalDistance(backD, p), tol) << "span " << ns;
-        }
-      }
-      if (ns < 0.0) continue;
-      b.transform.convertOnConstantSpanSpaceTNsToART(s, ns, tnsList, backList);
-      for (std::size_t k = 0; k < points.size(); ++k) {
-        EXPECT_LE(qortest::meridionalDistance(backList[k], points[k]), tol);
-      }
-    }
-  }
-}
-
 // Round trips within their tolerance, and the array inverse at any mix of spans against the
 // one-point path within the derived bound.
 TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackAndTheArrayFormMatchesTheOnePointPath) {
@@ -196,7 +138,7 @@ TEST(TurboTransformInverseRoundTrip, analyticPassagesComeBackAndTheArrayFormMatc
   for (const auto& c : cases) {
     Built b;
     qortest::build(b, c.first, c.second, 2000);
-    checkRoundTrips(b);
+    qortest::expectRoundTrips(b, kRoundTripRelTol * qortest::passageSize(b.passage));
     qortest::expectArrayInverseMatchesOnePoint(b);
   }
 }

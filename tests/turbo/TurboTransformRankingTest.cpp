@@ -384,7 +384,8 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
   auto single = [&t, cartesian](Space s) {
     return [&t, s, cartesian](const P3& p) { return cartesian ? t.convertXYZtoSpace(s, p) : t.convertARTtoSpace(s, p); };
   };
-  const QORVector<Space> all = qortest::allSpaces();
+  QORVector<Space> all;
+  for (int q = 0; q < 8; ++q) all.push_back(static_cast<Space>(q));
   const TripletQORVector list(pts);
   if (form == oneSpace || form == xyzOneSpace) {
     for (Space s : {TurboTransform::nm, TurboTransform::mprime}) {
@@ -401,15 +402,10 @@ TEST_P(TurboTransformLists, giveWhatSinglePointsGive) {
     std::vector<P3> out;
     t.convertARTtoSpaceTNs(TurboTransform::mprime, pts, out);
     ASSERT_EQ(out.size(), pts.size());
-    for (int c = 0; c < 3; ++c) {
-      std::vector<float> component;
-      for (const P3& v : out) component.push_back(v[c]);
-      const auto one = [&t, c](const P3& p) {
-        P3 v;
-        t.convertARTtoSpaceTNs(TurboTransform::mprime, p, v);
-        return v[c];
-      };
-      expectSingle(component, pts, one, "TNs component " + std::to_string(c));
+    for (std::size_t k = 0; k < pts.size(); ++k) {
+      P3 one;
+      t.convertARTtoSpaceTNs(TurboTransform::mprime, pts[k], one);
+      ASSERT_EQ(std::memcmp(&out[k], &one, sizeof one), 0) << "TNs of point " << k << " " << describe(pts[k]);
     }
   } else {
     // All spaces at once, with the directions of the mesh against the plain search's; the ART

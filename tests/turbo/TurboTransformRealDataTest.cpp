@@ -35,31 +35,6 @@ void checkMesh(const qortest::Built& b, const std::string& label) {
   }
 }
 
-// Forward then inverse: as for the analytic passages (1e-5), relative to the coordinates' magnitude
-// (millimetres, offsets); and the array inverse at any mix of spans against the one-point path,
-// within its derived bound.
-void checkRoundTrips(qortest::Built& b, const std::string& name) {
-  SCOPED_TRACE(name);
-  b.passage.name = name;
-  // Points on the lines of span 0, 0.5 and 1 and in random cells, away from inlet and outlet.
-  std::mt19937 rng(42);
-  std::vector<P3> points;
-  for (double ns : {0.0, 0.5, 1.0, -1.0}) {
-    const auto more = qortest::samplePoints(b, ns, rng, ns < 0.0 ? 60 : 30, 0.05);
-    points.insert(points.end(), more.begin(), more.end());
-  }
-  const double tol = 1e-5 * std::max(qortest::passageSize(b.passage), qortest::meshScale(b));
-  for (TurboTransform::space s : {TurboTransform::nm, TurboTransform::m, TurboTransform::mprime, TurboTransform::rnm}) {
-    for (const P3& q : points) {
-      P3 tns, back;
-      b.transform.convertARTtoSpaceTNs(s, q, tns);
-      b.transform.convertSpaceTNsToART(s, tns, back);
-      EXPECT_LE(qortest::meridionalDistance(q, back), tol) << "space " << s << " at " << q;
-    }
-  }
-  qortest::expectArrayInverseMatchesOnePoint(b);
-}
-
 // Both methods on the ART set-up; the same machine set up from Cartesian points about its axis gives
 // the same linear mesh (float rounding of coordinates of the passage size: 1e-5 of it); round trips
 // on the smoothed mesh.
@@ -76,7 +51,10 @@ TEST(TurboTransformRealData, everyMachineMeshesWithoutFoldsByBothMethodsAndBothS
       checkMesh(art, label);
       EXPECT_GT(art.transform.getAverageLengthInM(), 0.0f) << label;
       if (method != TurboTransform::linear) {
-        checkRoundTrips(art, name);
+        // Round trips as for the analytic passages (1e-5), relative to the coordinates' magnitude
+        // (millimetres, offsets).
+        qortest::expectRoundTrips(art, 1e-5 * std::max(qortest::passageSize(p), qortest::meshScale(art)));
+        qortest::expectArrayInverseMatchesOnePoint(art);
         continue;
       }
       TurboTransform xyz;
@@ -155,63 +133,45 @@ constexpr double kSpanTol = 2e-5;
 // nm is linear in z on the annulus grid: float rounding, 1e-6 of the 0.35 m length, with margin.
 constexpr double kStreamTol = 5e-6;
 
-struct Node {
-  P3 xyz;
-  double r, z;
-};
-
-std::vector<Node> readNodes(const std::string& path) {
-  std::vector<Node> nodes;
-  for (const auto& row : qortest::readCsv(path)) {
-    if (row.size() < 4) continue;
-    Node n;
-    const double x = std::stod(row[1]), y = std::stod(row[2]), z = std::stod(row[3]);
-    n.xyz = P3(float(x), float(y), float(z));
-    n.r = std::hypot(x, y);
-    n.z = z;
-    nodes.push_back(n);
-  }
-  return nodes;
-}
-
-// The annulus of the README as (axial, radial) curves, hub and shroud inlet to outlet.
-void setUp(TurboTransform& t, TurboTransform::BMmethod method) {
-  const qortest::Passage p = qortest::annulus(kInletZ, kOutletZ - kInletZ, kHubR, kShroudR, 117, 29);
-  t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1);
-  t.createBackgroundMesh(method, 2000);
-}
-
 class SolverMeshAnnulus : public testing::TestWithParam<TurboTransform::BMmethod> {};
 
 TEST_P(SolverMeshAnnulus, everyNodeConvertsToItsExactSpanAndStreamwisePosition) {
   if (qortest::dataDir().empty()) GTEST_SKIP() << "QOR_DATA_DIR is not set";
-  const std::vector<Node> nodes =
-      readNodes(qortest::dataDir() + "/su2-axial-stage-bfm-mesh/nodes.csv");
-  ASSERT_EQ(nodes.size(), 13572u);
+  // The nodes (rows: id, x, y, z) as Cartesian points, with their radius and z in double.
+  std::vector<P3> xyz;
+  std::vector<double> radius, z;
+  for (const auto& row : qortest::readCsv(qortest::dataDir() + "/su2-axial-stage-bfm-mesh/nodes.csv")) {
+    if (row.size() < 4) continue;
+    const double x = std::stod(row[1]), y = std::stod(row[2]);
+    z.push_back(std::stod(row[3]));
+    radius.push_back(std::hypot(x, y));
+    xyz.emplace_back(float(x), float(y), float(z.back()));
+  }
+  ASSERT_EQ(xyz.size(), 13572u);
 
+  // The annulus of the README as (axial, radial) curves, hub and shroud inlet to outlet.
+  const qortest::Passage p = qortest::annulus(kInletZ, kOutletZ - kInletZ, kHubR, kShroudR, 117, 29);
   TurboTransform t;
-  setUp(t, GetParam());
+  t.initializeFromART(p.hub, p.shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1);
+  t.createBackgroundMesh(GetParam(), 2000);
   int ni = 0, nj = 0;
   t.getBackgroundMeshSize(ni, nj);
   const double dR = (kShroudR - kHubR) / (nj - 1);
 
-  std::vector<P3> xyz;
-  for (const Node& n : nodes) xyz.push_back(n.xyz);
   const QORVector<TurboTransform::space> spaces = {TurboTransform::nspan, TurboTransform::nm,
                                                    TurboTransform::mprime};
   QORVector<std::vector<float>> values;
   t.convertXYZtoSpace(TripletQORVector(xyz), spaces, values);
 
   double worstSpan = 0, worstStream = 0;
-  for (std::size_t k = 0; k < nodes.size(); ++k) {
-    const Node& n = nodes[k];
-    const double a = n.z - kInletZ;
-    worstSpan = std::max(worstSpan, std::fabs(values[0][k] - (n.r - kHubR) / (kShroudR - kHubR)));
+  for (std::size_t k = 0; k < xyz.size(); ++k) {
+    const double a = z[k] - kInletZ;
+    worstSpan = std::max(worstSpan, std::fabs(values[0][k] - (radius[k] - kHubR) / (kShroudR - kHubR)));
     worstStream = std::max(worstStream, std::fabs(values[1][k] - a / (kOutletZ - kInletZ)));
     // m' = a / (R_j + 5e-7) on the j lines: interpolation of 1/R errs by a dR^2 / (4 R^3).
     const double mprimeTol = a * dR * dR / (4 * std::pow(kHubR, 3)) + a * 5e-7 / (kHubR * kHubR) +
                              a * kSpanTol * (kShroudR - kHubR) / (kHubR * kHubR) + 1e-6;
-    const double mprimeErr = std::fabs(values[2][k] - a / n.r);
+    const double mprimeErr = std::fabs(values[2][k] - a / radius[k]);
     EXPECT_LE(mprimeErr, mprimeTol) << "node " << k;
   }
   EXPECT_LE(worstSpan, kSpanTol);

@@ -173,7 +173,7 @@ Bytes withChecksum(Bytes b) {
   return b;
 }
 
-TEST(TurboTransformSaveLoad, everyTruncationAndEveryFlippedByteIsRefusedLeavingTheObjectUnchanged) {
+TEST(TurboTransformSaveLoad, damagedInputIsRefusedLeavingTheObjectUnchangedAndAFailedSaveLeavesNoFile) {
   Small s;
   ASSERT_LT(s.bytes.size(), 2000u);
   for (std::size_t n = 0; n < s.bytes.size(); ++n) {
@@ -215,10 +215,8 @@ TEST(TurboTransformSaveLoad, everyTruncationAndEveryFlippedByteIsRefusedLeavingT
   qortest::expectError(qortest::captureError<qor::data::invalid>([&] { s.target.load("/nonexistent/qor.tt"); }),
                        "TurboTransform", "load", "/nonexistent/qor.tt: cannot open the file for reading");
   EXPECT_EQ(saved(s.target), s.targetBytes);
-}
 
-TEST(TurboTransformSaveLoad, failedSaveLeavesNoFileAndKeepsTheOldOne) {
-  Small s;
+  // A failed save leaves no file and keeps the old one.
   qortest::expectError(
       qortest::captureError<qor::data::invalid>([&] { s.source.save("/nonexistent/qor.tt"); }), "TurboTransform",
       "save", "/nonexistent/qor.tt: cannot open a temporary file beside it for writing");

@@ -33,22 +33,6 @@ TEST(TurboTransformAxis, directionIsStoredAsUnitVectorAndZeroIsRefusedShowingThe
   EXPECT_FALSE(fresh.isGeometryInitialized());
 }
 
-// The hub/shroud identity check compares the Cartesian end points converted to (axial, radial, 0):
-// points at one axial position and one radius count as equal.
-TEST(TurboTransformAxis, identityCheckSeesPointsOfEqualAxialAndRadius) {
-  auto p = qortest::annulus();
-  std::vector<P3> hub(p.hub.points()), shroud(p.shroud.points());
-  hub.front() = P3(3, 4, 7);     // (7, 5, 0) about the default axis
-  shroud.front() = P3(5, 0, 7);  // (7, 5, 0) as well
-  TurboTransform t, u;
-  EXPECT_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
-  shroud.front() = P3(5, 0, 8);
-  EXPECT_NO_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)));
-  hub.front() = P3(1, 0, 1);  // about an axis through (0, 0, 1) both are (0, 1, 0)
-  shroud.front() = P3(0, 1, 1);
-  EXPECT_THROW(u.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 1), P3(0, 0, 1)), qor::internal::error);
-}
-
 // The cleaned hub is read back from the curve file written with QOR_OUTPUT_BACKGROUND_MESH (the
 // meridional plane only: a cloud's third components hold sort keys).
 qor::QORVector<P3> cleanedHub(const TurboTransform& t) {
@@ -56,29 +40,7 @@ qor::QORVector<P3> cleanedHub(const TurboTransform& t) {
   return t.getVectorFromFile("s_mp.dat", hub), hub;
 }
 
-TEST(TurboTransformCleanup, shuffledCloudIsOrderedFromTheStartPoint) {
-  qortest::ScopedTempDir dir;
-  qortest::ScopedEnv env("QOR_OUTPUT_BACKGROUND_MESH", "1");
-  const auto p = qortest::bend(qortest::Bend(), 61, 11);
-  std::mt19937 rng(42);
-  for (int startCase = 0; startCase < 2; ++startCase) {
-    SCOPED_TRACE(startCase);
-    std::vector<P3> hub(p.hub.points());
-    std::shuffle(hub.begin(), hub.end(), rng);
-    int hubStart = static_cast<int>(std::find(hub.begin(), hub.end(), p.hub[0]) - hub.begin());
-    if (startCase == 1) {  // start 0: the first given point begins the curve
-      std::swap(hub[0], hub[static_cast<std::size_t>(hubStart)]);
-      hubStart = 0;
-    }
-    TurboTransform cloud;
-    cloud.initializeFromART(hub, p.shroud, p.inlet, p.outlet, p.axisPoint, p.axisDirection, hubStart, -1, -1, -1);
-    const auto cleaned = cleanedHub(cloud);
-    ASSERT_EQ(cleaned.size(), p.hub.size());
-    for (std::size_t k = 0; k < cleaned.size(); ++k) EXPECT_EQ(P3(cleaned[k][0], cleaned[k][1], 0), p.hub[k]) << k;
-  }
-}
-
-TEST(TurboTransformCleanup, curvesAreReducedKeepingEndsAndRepeatedPointsAreDropped) {
+TEST(TurboTransformCleanup, curvesAreReducedKeepingEndsRepeatedPointsDroppedAndCloudsOrdered) {
   qortest::ScopedTempDir dir;
   qortest::ScopedEnv env("QOR_OUTPUT_BACKGROUND_MESH", "1");
   const auto p = qortest::bend();  // 121 points on each arc
@@ -124,6 +86,25 @@ TEST(TurboTransformCleanup, curvesAreReducedKeepingEndsAndRepeatedPointsAreDropp
   u.initializeFromART(doubled, small.shroud, small.inlet, small.outlet, small.axisPoint, small.axisDirection, -1, -1,
                       -1, -1);
   EXPECT_EQ(cleanedHub(u), small.hub.points());
+  // A shuffled cloud is ordered from its start point.
+  const auto arcs = qortest::bend(qortest::Bend(), 61, 11);
+  std::mt19937 rng(42);
+  for (int startCase = 0; startCase < 2; ++startCase) {
+    SCOPED_TRACE(startCase);
+    std::vector<P3> shuffled(arcs.hub.points());
+    std::shuffle(shuffled.begin(), shuffled.end(), rng);
+    int start = static_cast<int>(std::find(shuffled.begin(), shuffled.end(), arcs.hub[0]) - shuffled.begin());
+    if (startCase == 1) {  // start 0: the first given point begins the curve
+      std::swap(shuffled[0], shuffled[static_cast<std::size_t>(start)]);
+      start = 0;
+    }
+    TurboTransform cloud;
+    cloud.initializeFromART(shuffled, arcs.shroud, arcs.inlet, arcs.outlet, arcs.axisPoint, arcs.axisDirection, start,
+                            -1, -1, -1);
+    const auto cleaned = cleanedHub(cloud);
+    ASSERT_EQ(cleaned.size(), arcs.hub.size());
+    for (std::size_t k = 0; k < cleaned.size(); ++k) EXPECT_EQ(P3(cleaned[k][0], cleaned[k][1], 0), arcs.hub[k]) << k;
+  }
 }
 
 }  // namespace
