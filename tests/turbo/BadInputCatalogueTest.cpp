@@ -105,8 +105,11 @@ TEST(BadInput, hubEqualToShroudFailsAfterTheAxisChangedAndStaysUsable) {
   shroud = p.shroud.points();
   shroud.front() = P3(5, 0, 7);
   EXPECT_THROW(t.initializeFromXYZ(hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1)), qor::internal::error);
-  // The ART check counts theta.
+  // In the ART set-up a shared first point is enough too, and theta counts.
   shroud = p.shroud.points();
+  shroud.front() = p.hub[0];
+  EXPECT_THROW(t.initializeFromART(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1),
+               qor::internal::error);
   shroud.front() = P3(p.hub[0][0], p.hub[0][1], 0.5f);
   EXPECT_NO_THROW(t.initializeFromART(p.hub, shroud, p.inlet, p.outlet, P3(0, 0, 0), P3(0, 0, 1), -1, -1, -1, -1));
   expectStillUsable(t);
