@@ -100,6 +100,9 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
   TurboTransform loaded;  // holds another passage first: the load replaces all of it
   qortest::initializeART(loaded, qortest::annulus());
   loaded.createBackgroundMesh(TurboTransform::linear, 100);
+  const P3 tns(0.4f, 0.2f, 0.3f);  // its inverse line of constant span, cached before the load
+  P3 art;
+  loaded.convertSpaceTNsToART(TurboTransform::nm, tns, art);
   loaded.load("roundtrip");
   EXPECT_EQ(saved(loaded), saved(original));
   // Fields the bytes would not show if save and load both left them out.
@@ -112,6 +115,10 @@ TEST_P(TurboTransformSaveLoadRoundTrip, loadedTransformConvertsBitForBitAndRebui
   EXPECT_TRUE(sameBits(pa, pb) && sameBits(da, db));
   if (c.meshMethod >= 0) {
     EXPECT_EQ(original.getAverageLengthInM(), loaded.getAverageLengthInM());
+    P3 want;
+    original.convertSpaceTNsToART(TurboTransform::nm, tns, want);
+    loaded.convertSpaceTNsToART(TurboTransform::nm, tns, art);
+    EXPECT_TRUE(sameBits(art, want));
     expectSameConversions(original, loaded, c.xyz ? qortest::annulus() : c.passage);
   } else {
     int ni, nj;
