@@ -164,7 +164,9 @@ std::vector<double> CliArgs::parseNumberList(const std::string& text, const std:
         text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
     double v = 0.0;
     if (!parseNumber(item, v)) {
-      throw ToolError(what + ": '" + item + "' in '" + text + "' is not a finite number");
+      std::string message = what;
+      message.append(": '").append(item).append("' in '").append(text);
+      throw ToolError(message.append("' is not a finite number"));
     }
     out.push_back(v);
     if (comma == std::string::npos) break;
@@ -198,7 +200,7 @@ qor::TripletBase<float> CliArgs::triplet(const std::string& name,
 std::string CliArgs::choice(const std::string& name, const std::vector<std::string>& choices,
                             const std::string& fallback) const {
   if (!has(name)) return fallback;
-  const std::string v = value(name);
+  std::string v = value(name);
   std::string list;
   for (const std::string& c : choices) {
     if (c == v) return v;

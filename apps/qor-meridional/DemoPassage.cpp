@@ -1,5 +1,6 @@
 #include "DemoPassage.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace qormeridional {
@@ -15,17 +16,19 @@ constexpr double kPi = 3.14159265358979323846;
 std::vector<P> wall(double r0, double a1, double rc, double rOut, double step) {
   std::vector<P> pts;
   const int nAxial = static_cast<int>(std::ceil(a1 / step));
+  const int nBend = static_cast<int>(std::ceil(0.5 * kPi * rc / step));
+  const double aRadial = a1 + rc;
+  const double rStart = r0 + rc;
+  const int nRadial = static_cast<int>(std::ceil((rOut - rStart) / step));
+  const auto count = [](int n) { return static_cast<std::size_t>(std::max(0, n)); };
+  pts.reserve(count(nAxial) + count(nBend) + count(nRadial + 1));
   for (int k = 0; k < nAxial; ++k)
     pts.emplace_back(static_cast<float>(a1 * k / nAxial), static_cast<float>(r0), 0.0f);
-  const int nBend = static_cast<int>(std::ceil(0.5 * kPi * rc / step));
   for (int k = 0; k < nBend; ++k) {
     const double phi = 0.5 * kPi * k / nBend;
     pts.emplace_back(static_cast<float>(a1 + rc * std::sin(phi)),
                      static_cast<float>(r0 + rc * (1.0 - std::cos(phi))), 0.0f);
   }
-  const double aRadial = a1 + rc;
-  const double rStart = r0 + rc;
-  const int nRadial = static_cast<int>(std::ceil((rOut - rStart) / step));
   for (int k = 0; k <= nRadial; ++k) {
     pts.emplace_back(static_cast<float>(aRadial),
                      static_cast<float>(rStart + (rOut - rStart) * k / nRadial), 0.0f);
